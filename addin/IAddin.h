@@ -1,0 +1,31 @@
+#pragma once
+#include <QString>
+#include <QtPlugin>
+
+namespace NexoFrame {
+
+class Connection;
+
+// What a panel needs of the host that placed it.
+class IAddinSite {
+public:
+    virtual ~IAddinSite() = default;
+    virtual Connection* connection() = 0;
+    virtual int currentUserId() = 0;
+};
+
+// The host add-in contract every panel implements; members in the host's order.
+class IAddin {
+public:
+    virtual ~IAddin() = default;
+    virtual void IAddin_SetVisualTheme(int theme) = 0;
+    virtual void IAddin_TimerEvent() = 0;
+    virtual void IAddin_AttachToSite(IAddinSite* site, int mode, const QString& parameter) = 0;
+    virtual void IAddin_OnVerb(int verb) = 0;
+    virtual void IAddin_RemoveFromSite() = 0;
+};
+
+} // namespace NexoFrame
+
+#define NexoFrame_IAddin_iid "hu.quandra.NexoFrame.IAddin/1.0"
+Q_DECLARE_INTERFACE(NexoFrame::IAddin, NexoFrame_IAddin_iid)

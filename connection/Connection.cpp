@@ -1,0 +1,501 @@
+#include "Connection.h"
+#include <QAtomicInt>
+#include <QCryptographicHash>
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlRecord>
+
+namespace NexoFrame {
+
+namespace {
+
+QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
+
+QAtomicInt g_connectionCounter;
+
+} // namespace
+
+Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
+    : QObject(parent), m_engine(std::move(engine))
+{
+    m_connectionName = QStringLiteral("nexo_connection_%1").arg(g_connectionCounter.fetchAndAddOrdered(1));
+}
+
+Connection::~Connection() { close(); }
+
+std::unique_ptr<Connection> Connection::openSqlite(const QString& path, bool withDemoData,
+                                                   QString* error)
+{
+    auto c = std::make_unique<Connection>(makeSqliteEngine());
+    QString err;
+    if (!c->open(path, &err) || !c->ensureSchema(&err)
+        || (withDemoData && !c->hasData() && !c->createDemoData(&err))) {
+        if (error) *error = err;
+        return nullptr;
+    }
+    return c;
+}
+
+bool Connection::open(const QString& target, QString* error)
+{
+    close();
+    QString err;
+    if (!m_engine->open(m_db, m_connectionName, target, &err)) {
+        if (error) *error = err;
+        m_db = QSqlDatabase();
+        QSqlDatabase::removeDatabase(m_connectionName);
+        return false;
+    }
+    m_open = true;
+    return true;
+}
+
+void Connection::close()
+{
+    if (!m_open) return;
+    m_browse.clear();
+    m_edit.clear();
+    for (QSqlQuery* q : std::as_const(m_statements)) delete q;
+    m_statements.clear();
+    if (m_spDepth > 0 || m_outerOpen) m_engine->rollback(m_db);
+    m_spDepth = 0;
+    m_lockDepth = 0;
+    m_outerOpen = false;
+    m_db.close();
+    m_db = QSqlDatabase();
+    QSqlDatabase::removeDatabase(m_connectionName);
+    m_open = false;
+}
+
+bool Connection::runSql(const QString& sql)
+{
+    QSqlQuery q(m_db);
+    bool ok = q.exec(sql);
+    q.finish();
+    return ok;
+}
+
+bool Connection::ensureSchema(QString* error)
+{
+    const auto& tables = Schema::instance().tables();
+    bool created = false;
+    for (const TableDef& t : tables) {
+        if (m_engine->tableExists(m_db, t.name)) continue;
+        if (!created && !m_engine->beginPlain(m_db)) {
+            if (error) *error = QStringLiteral("Az adatbázis nem írható: %1").arg(m_db.lastError().text());
+            return false;
+        }
+        created = true;
+        QStringList cols;
+        for (const ColumnDef& c : t.columns) {
+            QString def = quoted(c.name) + QLatin1Char(' ') + m_engine->sqlType(c);
+            if (c.name.compare(t.primaryKey, Qt::CaseInsensitive) == 0) def += QStringLiteral(" PRIMARY KEY");
+            else if (!c.defaultValue.isNull() && c.type != ColType::Text && c.type != ColType::Memo)
+                def += QStringLiteral(" DEFAULT ") + m_engine->toDb(c, c.defaultValue).toString();
+            cols << def;
+        }
+        QStringList stmts;
+        stmts << QStringLiteral("CREATE TABLE ") + quoted(t.name) + QStringLiteral(" (")
+                + cols.join(QStringLiteral(", ")) + QLatin1Char(')');
+        for (const IndexDef& ix : t.indexes) {
+            if (ix.name == QLatin1String("PrimaryKey")) continue;
+            QStringList ic;
+            for (const QString& c : ix.columns) ic << quoted(c);
+            stmts << QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString())
+                    + quoted(t.name + QLatin1Char('_') + ix.name) + QStringLiteral(" ON ") + quoted(t.name)
+                    + QStringLiteral(" (") + ic.join(QLatin1Char(',')) + QLatin1Char(')');
+        }
+        for (const QString& s : stmts) {
+            QSqlQuery q(m_db);
+            if (!q.exec(s)) {
+                if (error) *error = QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(q.lastError().text());
+                q.finish();
+                m_engine->rollback(m_db);
+                return false;
+            }
+            q.finish();
+        }
+    }
+    if (created && !m_engine->commit(m_db)) {
+        if (error) *error = QStringLiteral("Az adatbázis szerkezete nem menthető: %1").arg(m_db.lastError().text());
+        m_engine->rollback(m_db);
+        return false;
+    }
+    m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0")) != QLatin1String("0");
+    return true;
+}
+
+bool Connection::hasData() const
+{
+    auto* self = const_cast<Connection*>(this);
+    auto rows = self->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user"));
+    return !rows.isEmpty() && rows.first().value(0).toInt() > 0;
+}
+
+const TableDef* Connection::tableDef(int number) const { return Schema::instance().table(number); }
+const TableDef* Connection::tableDef(const QString& name) const { return Schema::instance().table(name); }
+
+int Connection::tableNumber(const QString& name) const
+{
+    const TableDef* t = tableDef(name);
+    return t ? t->number : -1;
+}
+
+static const TableDef& requireTable(int number)
+{
+    const TableDef* t = Schema::instance().table(number);
+    if (!t) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(number));
+    return *t;
+}
+
+std::unique_ptr<Recordset> Connection::openRecordset(int table)
+{
+    return std::make_unique<Recordset>(this, &requireTable(table));
+}
+
+Recordset& Connection::browseRecordset(int table)
+{
+    auto& slot = m_browse[table];
+    if (!slot) slot = openRecordset(table);
+    return *slot;
+}
+
+Recordset& Connection::editRecordset(int table)
+{
+    auto& slot = m_edit[table];
+    if (!slot) slot = openRecordset(table);
+    return *slot;
+}
+
+bool Connection::seek(int table, const QString& index, const QVariantList& keys)
+{
+    Recordset& rs = browseRecordset(table);
+    if (rs.index().compare(index, Qt::CaseInsensitive) != 0) rs.setIndex(index);
+    return rs.seek(keys);
+}
+
+QSqlQuery& Connection::prepared(const QString& sql)
+{
+    auto it = m_statements.find(sql);
+    if (it != m_statements.end()) return **it;
+    auto* q = new QSqlQuery(m_db);
+    q->setForwardOnly(true);
+    if (!q->prepare(sql)) {
+        QString e = q->lastError().text();
+        delete q;
+        throw DbError(QStringLiteral("Hibás adatbázis-utasítás: %1 (%2)").arg(e, sql));
+    }
+    m_statements.insert(sql, q);
+    return *q;
+}
+
+int Connection::newKey(int table, const QString& column, const QString&)
+{
+    const TableDef& t = requireTable(table);
+    auto rows = select(QStringLiteral("SELECT MAX(%1) FROM %2").arg(quoted(column), quoted(t.name)));
+    int key = rows.isEmpty() || rows.first().value(0).isNull() ? 1 : rows.first().value(0).toInt() + 1;
+    // A key handed out earlier in this session is never handed out again, even when its
+    // row was rolled back.
+    key = std::max(key, m_lastKey.value(table, 0) + 1);
+    m_lastKey[table] = key;
+    return key;
+}
+
+bool Connection::lockMaster(int)
+{
+    if (!m_open) return false;
+    if (m_lockDepth > 0) {
+        ++m_lockDepth;
+        return true;
+    }
+    if (m_outerOpen) {
+        // A plain transaction is open: end it so that the lock starts clean.
+        m_engine->commit(m_db);
+        m_outerOpen = false;
+        m_spDepth = 0;
+    }
+    if (!m_engine->tryMasterLock(m_db)) return false;
+    m_lockDepth = 1;
+    m_outerOpen = true;
+    return true;
+}
+
+void Connection::unlockMaster(int)
+{
+    if (m_lockDepth == 0) return;
+    if (--m_lockDepth > 0) return;
+    if (m_spDepth > 0) {
+        // Unbalanced callers: anything not committed is not kept.
+        m_engine->rollback(m_db);
+        m_spDepth = 0;
+    } else if (!m_engine->commit(m_db)) {
+        m_engine->rollback(m_db);
+    }
+    m_outerOpen = false;
+    touch();
+}
+
+bool Connection::openMasterTable(int table) { return Schema::instance().table(table) != nullptr; }
+void Connection::closeMasterTable(int) {}
+
+bool Connection::beginTrans(int)
+{
+    if (!m_open) return false;
+    if (!m_outerOpen) {
+        if (!m_engine->beginPlain(m_db)) return false;
+        m_outerOpen = true;
+    }
+    if (!runSql(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
+    ++m_spDepth;
+    return true;
+}
+
+bool Connection::commitTrans(int)
+{
+    if (m_spDepth == 0) return false;
+    bool ok = runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    if (!ok) return false;
+    --m_spDepth;
+    if (m_spDepth == 0 && m_lockDepth == 0) {
+        ok = m_engine->commit(m_db);
+        if (!ok) m_engine->rollback(m_db);
+        m_outerOpen = false;
+    }
+    touch();
+    return ok;
+}
+
+bool Connection::rollbackTrans(int)
+{
+    if (m_spDepth == 0) return false;
+    bool ok = runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
+    runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    --m_spDepth;
+    if (m_spDepth == 0 && m_lockDepth == 0) {
+        m_engine->rollback(m_db);
+        m_outerOpen = false;
+    }
+    touch();
+    return ok;
+}
+
+bool Connection::openTableExclusive(int table)
+{
+    if (!Schema::instance().table(table)) return false;
+    return lockMaster(3);
+}
+
+void Connection::closeTableExclusive(int) { unlockMaster(3); }
+bool Connection::beginUpdate() { return beginTrans(3); }
+bool Connection::endUpdate() { return commitTrans(3); }
+
+void Connection::idle(int flags)
+{
+    m_engine->idle(m_db, flags);
+    touch();
+}
+
+bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
+{
+    const TableDef& t = requireTable(table);
+    auto rows = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=?").arg(quoted(t.name), quoted(t.primaryKey)),
+                       {key});
+    if (rows.isEmpty() || rows.first().value(0).toInt() == 0) {
+        if (reason) *reason = QStringLiteral("A törlendő tétel nem található.");
+        return true;
+    }
+    // Rows other tables still use may not go.
+    struct Ref { int table; const char* referrer; const char* column; const char* what; };
+    static const Ref refs[] = {
+        {Tables::UserGroup, "qnd_user", "user_group_id", "felhasználó tartozik a csoporthoz"},
+    };
+    for (const Ref& r : refs) {
+        if (r.table != table) continue;
+        auto n = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=? AND del_status=0")
+                            .arg(quoted(QString::fromLatin1(r.referrer)), quoted(QString::fromLatin1(r.column))),
+                        {key});
+        if (!n.isEmpty() && n.first().value(0).toInt() > 0) {
+            if (reason)
+                *reason = QStringLiteral("A tétel nem törölhető: %1 %2.").arg(n.first().value(0).toInt())
+                              .arg(QString::fromUtf8(r.what));
+            return true;
+        }
+    }
+    return false;
+}
+
+QString Connection::readSetting(const QString& section, const QString& key, const QString& defaultValue)
+{
+    auto rows = select(QStringLiteral("SELECT value FROM qnd_settings WHERE section=? AND key_name=?"),
+                       {section, key});
+    if (rows.isEmpty() || rows.first().value(0).isNull()) return defaultValue;
+    return rows.first().value(0).toString();
+}
+
+bool Connection::writeSetting(const QString& section, const QString& key, const QString& value)
+{
+    Recordset& rs = editRecordset(Tables::Settings);
+    rs.setIndex(QStringLiteral("section_key"));
+    if (rs.seek({section, key})) rs.edit();
+    else {
+        rs.addNew();
+        rs.setField(QStringLiteral("section"), section);
+        rs.setField(QStringLiteral("key_name"), key);
+    }
+    rs.setField(QStringLiteral("value"), value);
+    return rs.update();
+}
+
+bool Connection::rightsTest(int userId, const QString& key)
+{
+    const QString k = key.trimmed();
+    if (k.isEmpty()) return false;
+    auto user = select(QStringLiteral("SELECT user_group_id, del_status, access_denied FROM qnd_user WHERE id=?"), {userId});
+    if (user.isEmpty() || user[0][1].toInt() != 0 || user[0][2].toLongLong() != 0) return false;
+    QStringList authCols;
+    for (int i = 0; i < 10; ++i) authCols << QStringLiteral("auth_%1").arg(i);
+    auto group = select(QStringLiteral("SELECT del_status, %1 FROM qnd_user_group WHERE id=?").arg(authCols.join(QLatin1Char(','))),
+                        {user[0][0]});
+    if (group.isEmpty() || group[0][0].toInt() != 0) return false;
+
+    // The live unit with the longest prefix of the key decides.
+    auto units = select(QStringLiteral("SELECT id, parent_id, prefix, %1 FROM qnd_auth_unit "
+                                       "WHERE del_status=0 AND prefix<>'' AND substr(?,1,length(prefix))=prefix "
+                                       "ORDER BY length(prefix) DESC, id")
+                            .arg(authCols.join(QLatin1Char(','))),
+                        {k});
+    int bestLength = -1;
+    bool granted = false;
+    for (const QVariantList& u : units) {
+        const int len = int(u[2].toString().size());
+        if (bestLength >= 0 && len < bestLength) break;
+        // A unit below a deleted unit is gone from the tree and grants nothing.
+        bool live = true;
+        QVariant parent = u[1];
+        for (int depth = 0; live && parent.toInt() > 0 && depth < 64; ++depth) {
+            auto p = select(QStringLiteral("SELECT parent_id, del_status FROM qnd_auth_unit WHERE id=?"), {parent});
+            if (p.isEmpty()) break;
+            live = p[0][1].toInt() == 0;
+            parent = p[0][0];
+        }
+        if (!live) continue;
+        bestLength = len;
+        for (int i = 0; i < 10; ++i)
+            if (u[3 + i].toLongLong() != 0 && group[0][1 + i].toLongLong() != 0) granted = true;
+    }
+    return granted;
+}
+
+bool Connection::isUnique(int table, const QString& keyField, const QString& comparedField,
+                          const QVariant& value, const QVariant& ownId)
+{
+    const TableDef& t = requireTable(table);
+    const ColumnDef* kc = t.column(keyField);
+    const ColumnDef* cc = t.column(comparedField);
+    if (!kc || !cc) throw DbError(QStringLiteral("Ismeretlen mező: %1 / %2").arg(keyField, comparedField));
+    auto rows = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=? AND %3<>? AND del_status=0")
+                           .arg(quoted(t.name), quoted(cc->name), quoted(kc->name)),
+                       {m_engine->toDb(*cc, value), m_engine->toDb(*kc, ownId)});
+    return !rows.isEmpty() && rows.first().value(0).toInt() == 0;
+}
+
+namespace {
+
+// Characters the transform moves between; anything else is left as it stands, so that the
+// result stays storable text of the same length.
+const QString& cipherAlphabet()
+{
+    static const QString a = [] {
+        QString s;
+        for (char16_t c = 32; c < 127; ++c) s += QChar(c);
+        s += QString::fromUtf8("áéíóöőúüűÁÉÍÓÖŐÚÜŰ");
+        return s;
+    }();
+    return a;
+}
+
+} // namespace
+
+void Connection::cipher(QString& text, const QString& key1, const QString& key2)
+{
+    // Each position reflects its character in the alphabet around a point drawn from a
+    // keyed hash stream: x -> (k - x) mod n. A reflection is its own inverse, and the
+    // position-dependent point defeats a fixed substitution table.
+    const QString& alpha = cipherAlphabet();
+    const int n = int(alpha.size());
+    QByteArray stream;
+    int block = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        while (stream.size() < 2 * (i + 1)) {
+            QCryptographicHash h(QCryptographicHash::Sha256);
+            h.addData(key1.toUtf8());
+            h.addData(QByteArrayView("\x1f", 1));
+            h.addData(key2.toUtf8());
+            h.addData(QByteArray::number(block++));
+            stream += h.result();
+        }
+        const int x = int(alpha.indexOf(text[i]));
+        if (x < 0) continue;
+        const int k = ((uchar(stream[2 * i]) << 8) | uchar(stream[2 * i + 1])) % n;
+        text[i] = alpha[((k - x) % n + n) % n];
+    }
+}
+
+bool Connection::userManagementLocal()
+{
+    return readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("0"))
+        == QLatin1String("0");
+}
+
+QString Connection::databaseName() const { return m_engine->databaseName(); }
+QString Connection::systemDatabaseName() const { return m_engine->databaseName(); }
+
+bool Connection::execute(const QString& sql, const QVariantList& binds, QString* error)
+{
+    QSqlQuery q(m_db);
+    bool ok = q.prepare(sql);
+    for (int i = 0; ok && i < binds.size(); ++i) q.bindValue(i, binds[i]);
+    ok = ok && q.exec();
+    if (!ok && error) *error = q.lastError().text();
+    q.finish();
+    touch();
+    return ok;
+}
+
+QList<QVariantList> Connection::select(const QString& sql, const QVariantList& binds)
+{
+    QSqlQuery& q = prepared(sql);
+    for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
+    if (!q.exec()) {
+        QString e = q.lastError().text();
+        q.finish();
+        throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(e));
+    }
+    QList<QVariantList> rows;
+    const int n = q.record().count();
+    while (q.next()) {
+        QVariantList r;
+        r.reserve(n);
+        for (int i = 0; i < n; ++i) r << q.value(i);
+        rows << r;
+    }
+    q.finish();
+    return rows;
+}
+
+QList<int> Connection::liveDescendants(int table, int id)
+{
+    const TableDef& t = requireTable(table);
+    const QString tn = quoted(t.name);
+    // UNION (not UNION ALL) ends the walk even on a damaged tree that loops.
+    auto rows = select(QStringLiteral("WITH RECURSIVE d(id) AS (SELECT id FROM %1 WHERE parent_id=? AND del_status=0 "
+                                      "UNION SELECT t.id FROM %1 t JOIN d ON t.parent_id=d.id WHERE t.del_status=0) "
+                                      "SELECT id FROM d").arg(tn),
+                       {id});
+    QList<int> ids;
+    ids.reserve(rows.size());
+    for (const auto& r : rows) ids << r.value(0).toInt();
+    return ids;
+}
+
+} // namespace NexoFrame

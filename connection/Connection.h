@@ -1,0 +1,143 @@
+#pragma once
+#include "DbError.h"
+#include "Engine.h"
+#include "Recordset.h"
+#include "Schema.h"
+#include <QHash>
+#include <QObject>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+#include <QVariant>
+#include <map>
+#include <memory>
+
+namespace NexoFrame {
+
+// The shared connection: one open database with the services every panel and record uses.
+class Connection : public QObject {
+    Q_OBJECT
+public:
+    explicit Connection(std::unique_ptr<Engine> engine, QObject* parent = nullptr);
+    ~Connection() override;
+
+    // Opens a SQLite file, creating the schema (and, when asked, the demo data) on first
+    // open. Returns nullptr and a Hungarian message in `error` on failure.
+    static std::unique_ptr<Connection> openSqlite(const QString& path, bool withDemoData,
+                                                  QString* error);
+
+    bool open(const QString& target, QString* error);
+    void close();
+    bool isOpen() const { return m_open; }
+    QString engineName() const { return m_engine->name(); }
+
+    // Schema and demo data.
+    bool ensureSchema(QString* error);
+    bool hasData() const;
+    bool createDemoData(QString* error);
+
+    // Tables by number (the user table is 18) or by name.
+    const TableDef* tableDef(int number) const;
+    const TableDef* tableDef(const QString& name) const;
+    int tableNumber(const QString& name) const;
+
+    // A fresh recordset of a table; the caller owns it.
+    std::unique_ptr<Recordset> openRecordset(int table);
+    // The recordsets the records share per table: one to read and bookmark, one to write.
+    Recordset& browseRecordset(int table);
+    Recordset& editRecordset(int table);
+    // Equal-seek on the browse recordset of a table.
+    bool seek(int table, const QString& index, const QVariantList& keys);
+
+    // Next primary key of an integer-keyed table; never hands out a key twice and moves
+    // past any key already stored.
+    int newKey(int table, const QString& column = QStringLiteral("id"),
+               const QString& index = QStringLiteral("PrimaryKey"));
+
+    // Master lock, transactions (mode 3 is the only mode in use).
+    bool lockMaster(int mode = 3);
+    void unlockMaster(int mode = 3);
+    bool hasMasterLock() const { return m_lockDepth > 0; }
+    bool openMasterTable(int table);
+    void closeMasterTable(int table);
+    bool beginTrans(int mode = 3);
+    bool commitTrans(int mode = 3);
+    bool rollbackTrans(int mode = 3);
+    bool inTransaction() const { return m_spDepth > 0; }
+
+    // Exclusive table open and the update bracket, around writes that bypass the records.
+    bool openTableExclusive(int table);
+    void closeTableExclusive(int table);
+    bool beginUpdate();
+    bool endUpdate();
+
+    // Drop cached state so that the next read sees other users' writes
+    // (8 refreshes the cache, 1 frees locks).
+    void idle(int flags = 8);
+    quint64 generation() const { return m_generation; }
+    void touch() { ++m_generation; }
+
+    // True when the row may NOT be deleted (missing, or live rows still refer to it).
+    bool deleteCheck(int table, const QVariant& key, QString* reason = nullptr);
+
+    QString readSetting(const QString& section, const QString& key,
+                        const QString& defaultValue = {});
+    bool writeSetting(const QString& section, const QString& key, const QString& value);
+
+    // Whether the user holds the right named by `key`: see the README for the rule.
+    bool rightsTest(int userId, const QString& key);
+
+    // True when no other row of `table` (other than `ownId`) has `value` in `compared`.
+    bool isUnique(int table, const QString& keyField, const QString& comparedField,
+                  const QVariant& value, const QVariant& ownId);
+
+    // The keyed, self-inverse transform of stored passwords.
+    static void cipher(QString& text, const QString& key1, const QString& key2);
+    static QString ciphered(QString text, const QString& key1, const QString& key2)
+    {
+        cipher(text, key1, key2);
+        return text;
+    }
+
+    bool userManagementLocal();
+    bool systemEdit() const { return m_systemEdit; }
+    void setSystemEdit(bool on) { m_systemEdit = on; }
+
+    QString databaseName() const;
+    QString systemDatabaseName() const;
+
+    int currentUserId() const { return m_currentUserId; }
+    void setCurrentUserId(int id) { m_currentUserId = id; }
+
+    // Plain SQL: side effects on other modules' tables, and lists.
+    bool execute(const QString& sql, const QVariantList& binds = {}, QString* error = nullptr);
+    QList<QVariantList> select(const QString& sql, const QVariantList& binds = {});
+    QString boolLiteral(bool v) const { return m_engine->boolLiteral(v); }
+
+    // Ids of the live rows below `id` in a parent_id tree, parents before children;
+    // rows marked deleted hide their whole subtree.
+    QList<int> liveDescendants(int table, int id);
+
+    // For the recordsets: a cached prepared statement, and the engine's conversions.
+    QSqlQuery& prepared(const QString& sql);
+    const Engine& engine() const { return *m_engine; }
+    QSqlDatabase& db() { return m_db; }
+
+private:
+    bool runSql(const QString& sql);
+    std::unique_ptr<Engine> m_engine;
+    QSqlDatabase m_db;
+    QString m_connectionName;
+    bool m_open = false;
+    QHash<QString, QSqlQuery*> m_statements;
+    std::map<int, std::unique_ptr<Recordset>> m_browse, m_edit;
+    QHash<int, int> m_lastKey;
+    int m_lockDepth = 0;
+    int m_spDepth = 0;
+    bool m_outerOpen = false;
+    bool m_systemEdit = false;
+    int m_currentUserId = -1;
+    quint64 m_generation = 1;
+};
+
+} // namespace NexoFrame

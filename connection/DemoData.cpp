@@ -1,0 +1,247 @@
+#include "Connection.h"
+#include <QDateTime>
+#include <initializer_list>
+#include <vector>
+
+namespace NexoFrame {
+
+namespace {
+
+// Demo passwords are stored as the user form stores them.
+const QString kKey1 = QStringLiteral("tazeq3wnk8");
+const QString kKey2 = QStringLiteral("prvd57gh2eb");
+
+using Values = std::initializer_list<std::pair<const char*, QVariant>>;
+
+class Writer {
+public:
+    explicit Writer(Connection& c) : m_c(c) {}
+
+    void row(int table, Values values, bool audit = true)
+    {
+        Recordset& rs = m_c.editRecordset(table);
+        rs.addNew();
+        if (audit && rs.table().hasColumn(QStringLiteral("create_date"))) {
+            const QDateTime now = QDateTime::currentDateTime();
+            for (const char* c : {"create_date", "last_action_date1", "last_action_date2"})
+                rs.setField(QString::fromLatin1(c), now);
+            rs.setField(QStringLiteral("create_user"), 1);
+            rs.setField(QStringLiteral("last_action_user_id1"), 1);
+        }
+        for (const auto& [k, v] : values) rs.setField(QString::fromLatin1(k), v);
+        if (!rs.update()) throw DbError(rs.lastError());
+    }
+
+    // Role flags: slots listed are true, all others false.
+    static QVariantList roleSlots(const std::vector<int>& on)
+    {
+        QVariantList l;
+        for (int i = 0; i < 10; ++i) l << false;
+        for (int s : on) l[s] = true;
+        return l;
+    }
+
+    void roles(int table, int id, const QVariantList& flags)
+    {
+        Recordset& rs = m_c.editRecordset(table);
+        rs.setIndex(QString());
+        if (!rs.seek({id})) throw DbError(QStringLiteral("demo: missing row %1").arg(id));
+        rs.edit();
+        for (int i = 0; i < 10; ++i) rs.setField(QStringLiteral("auth_%1").arg(i), flags[i]);
+        if (!rs.update()) throw DbError(rs.lastError());
+    }
+
+private:
+    Connection& m_c;
+};
+
+} // namespace
+
+bool Connection::createDemoData(QString* error)
+{
+    if (!lockMaster(3)) {
+        if (error) *error = QStringLiteral("Az adatbázist más használja, a mintaadatok nem tölthetők be.");
+        return false;
+    }
+    try {
+        Writer w(*this);
+        const char* roleNames[] = {"Adminisztrátor:", "Vezető:", "Könyvelő:", "Értékesítő:", "Raktáros:",
+                                   "Gépkocsivezető:", "Ügyintéző:", "Kontroller:", "Vendég:"};
+        for (int i = 1; i <= 9; ++i)
+            w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")},
+                                     {"key_name", QStringLiteral("CUE_NAME_%1").arg(i)},
+                                     {"value", QString::fromUtf8(roleNames[i - 1])}});
+        w.row(Tables::Settings, {{"section", QStringLiteral("KMN")}, {"key_name", QStringLiteral("Nap")}, {"value", QStringLiteral("3")}});
+        w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")}, {"key_name", QStringLiteral("CentralUserManagement")}, {"value", QStringLiteral("0")}});
+        w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")}, {"key_name", QStringLiteral("SystemEdit")}, {"value", QStringLiteral("0")}});
+
+        // Groups: the administrators hold every slot, the others one or two.
+        struct G { int id; const char* name; std::vector<int> grants; };
+        const G groups[] = {{1, "Rendszergazdák", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+                            {2, "Vezetők", {2, 8}},
+                            {3, "Értékesítők", {4}},
+                            {4, "Könyvelők", {3}}};
+        for (const G& g : groups) {
+            w.row(Tables::UserGroup, {{"id", g.id}, {"name", QString::fromUtf8(g.name)}});
+            w.roles(Tables::UserGroup, g.id, Writer::roleSlots(g.grants));
+        }
+
+        struct U { int id; int group; const char* login; const char* name; const char* pw; bool denied; int del; };
+        const U users[] = {{1, 1, "admin", "Rendszergazda", "admin", false, 0},
+                           {2, 2, "kovacs.anna", "Kovács Anna", "anna123", false, 0},
+                           {3, 3, "nagy.peter", "Nagy Péter", "peter123", false, 0},
+                           {4, 4, "szabo.eva", "Szabó Éva", "eva123", true, 0},
+                           {5, 3, "toth.gabor", "Tóth Gábor", "gabor123", false, 2}};
+        for (const U& u : users)
+            w.row(Tables::User, {{"id", u.id}, {"user_group_id", u.group}, {"user_name", QString::fromUtf8(u.login)},
+                                 {"display_name", QString::fromUtf8(u.name)},
+                                 {"password", ciphered(QString::fromUtf8(u.pw), kKey1, kKey2)},
+                                 {"access_denied", u.denied}, {"del_status", u.del},
+                                 {"current_year", QDate::currentDate().year()},
+                                 {"language_abbreviation", QStringLiteral("HUN")},
+                                 {"identity_card_expiration", QDateTime::currentDateTime()},
+                                 {"drivers_license_expiration", QDateTime::currentDateTime()}});
+
+        // One unit for every rights key the module asks about, grouped by prefix.
+        struct A { int id; int parent; const char* name; const char* prefix; std::vector<int> grants; int del; };
+        const A units[] = {
+            {1, 0, "Alapadatok", "mainframe", {1}, 0},
+            {2, 1, "Felhasználó csoportok", "mainframe_base_user_group", {1}, 0},
+            {3, 2, "Új csoport", "mainframe_base_user_group_new", {1}, 0},
+            {4, 2, "Csoport módosítása", "mainframe_base_user_group_mod", {1}, 0},
+            {5, 2, "Csoport törlése", "mainframe_base_user_group_del", {1}, 0},
+            {6, 1, "Felhasználók", "mainframe_base_user", {1}, 0},
+            {7, 6, "Új felhasználó", "mainframe_base_user_new", {1}, 0},
+            {8, 6, "Felhasználó módosítása", "mainframe_base_user_mod", {1, 2}, 0},
+            {9, 6, "Felhasználó törlése", "mainframe_base_user_del", {1}, 0},
+            {10, 6, "Jelszó módosítása", "mainframe_base_user_change_passorw", {1}, 0},
+            {20, 0, "Kontrolling", "vtk_controlling", {1, 2}, 0},
+            {21, 20, "OLAP kimutatások", "vtk_controlling_olap_report", {1, 2}, 0},
+            {22, 21, "Új kimutatás", "vtk_controlling_olap_report_add", {1, 2}, 0},
+            {23, 21, "Kimutatás módosítása", "vtk_controlling_olap_report_mod", {1, 2}, 0},
+            {24, 21, "Kimutatás törlése", "vtk_controlling_olap_report_del", {1}, 0},
+            {25, 20, "Listavarázsló", "vtk_controlling_list_wizard", {1, 2, 3, 4}, 0},
+            {26, 25, "Listák szerkesztése", "vtk_controlling_list_wizard_edit", {1, 2, 3}, 0},
+            {27, 25, "Minden lista szerkesztése", "vtk_controlling_list_wizard_edit_all", {1, 2}, 0},
+            {28, 25, "Listák nyomtatása", "vtk_controlling_list_wizard_print", {1, 2, 3, 4}, 0},
+            {29, 25, "Listák exportálása", "vtk_controlling_list_wizard_export", {1, 2, 3}, 0},
+            {30, 25, "Lista paraméterek", "vtk_controlling_list_wizard_param", {1, 2}, 0},
+            {40, 0, "Régi jogosultságok", "old_rights", {1}, 2},
+            {41, 40, "Régi aljogosultság", "old_rights_sub", {1}, 0},
+        };
+        for (const A& a : units) {
+            w.row(Tables::AuthUnit, {{"id", a.id}, {"parent_id", a.parent}, {"name", QString::fromUtf8(a.name)},
+                                     {"prefix", QString::fromUtf8(a.prefix)}, {"del_status", a.del}});
+            w.roles(Tables::AuthUnit, a.id, Writer::roleSlots(a.grants));
+        }
+
+        // The base menu: one item for each panel.
+        struct M { int id; int parent; int sort; const char* caption; const char* key; const char* cls; int mode; std::vector<int> grants; };
+        const M menus[] = {
+            {1, 0, 1, "Rendszer", "R", "", 0, {1}},
+            {2, 1, 1, "Jogosultságok", "1", "NexoFrame.AuthUnits", 0, {1}},
+            {3, 1, 2, "Jogosultságok beállítása", "2", "NexoFrame.AuthUnits", 1, {1}},
+            {4, 1, 3, "Felhasználók", "3", "NexoFrame.Users", 0, {1}},
+            {5, 1, 4, "Menük", "4", "NexoFrame.Menus", 0, {1}},
+            {6, 1, 5, "Menü jogosultságok", "5", "NexoFrame.Menus", 1, {1}},
+            {7, 1, 6, "Menü log", "6", "NexoFrame.LogsViewer", 0, {1}},
+            {8, 1, 7, "Kimutatás log", "7", "NexoFrame.LogsViewer", 1, {1}},
+            {10, 0, 2, "Kimutatások", "K", "", 0, {1, 2, 3, 4}},
+            {11, 10, 1, "OLAP kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}},
+            {12, 10, 2, "OLAP jogosultságok", "2", "NexoFrame.OLAPReports", 1, {1}},
+            {13, 10, 3, "Riportok", "3", "NexoFrame.Reports", 0, {1, 2, 3, 4}},
+            {14, 10, 4, "Riport jogosultságok", "4", "NexoFrame.ReportAuthorizations", 0, {1}},
+            {15, 10, 5, "Listavarázsló", "5", "NexoFrame.ListWizrads", 0, {1, 2, 3, 4}},
+            {16, 10, 6, "Listavarázsló jogosultságok", "6", "NexoFrame.ListWizradAuths", 0, {1}},
+        };
+        for (const M& m : menus) {
+            w.row(Tables::Menu, {{"id", m.id}, {"parent_id", m.parent}, {"sort_order", m.sort},
+                                 {"caption", QString::fromUtf8(m.caption)}, {"access_key", QString::fromUtf8(m.key)},
+                                 {"class_name", QString::fromUtf8(m.cls)}, {"parameter_i", m.mode},
+                                 {"system_menu", -1}});
+            w.roles(Tables::Menu, m.id, Writer::roleSlots(m.grants));
+        }
+
+        // OLAP folders and reports over the sample sales table.
+        const QString sql = QStringLiteral("SELECT region, product, sale_year, sale_month, quantity, amount FROM olap_sample_sales");
+        struct R { int id; int parent; const char* caption; int type; };
+        const R reports[] = {{1, 0, "Értékesítés", 0}, {2, 1, "Forgalom régiónként", 1},
+                             {3, 1, "Havi mennyiségek", 1}, {4, 0, "Pénzügy", 0}};
+        for (const R& r : reports) {
+            w.row(Tables::OlapReport, {{"id", r.id}, {"parent_id", r.parent}, {"caption", QString::fromUtf8(r.caption)},
+                                       {"report_type", r.type}, {"sql_source", r.type ? sql : QString()}});
+            w.roles(Tables::OlapReport, r.id, Writer::roleSlots({0, 1, 2}));
+        }
+        struct F { int report; const char* caption; const char* field; int type; int dimType; int axis; int algo; int sort; };
+        const F fields[] = {{2, "Régió", "region", 0, 1, 0, 1, 1}, {2, "Termék", "product", 0, 1, 1, 1, 2},
+                            {2, "Év", "sale_year", 0, 5, 2, 1, 3}, {2, "Összeg", "amount", 1, 1, 1, 1, 1},
+                            {3, "Hónap", "sale_month", 0, 5, 0, 1, 1}, {3, "Mennyiség", "quantity", 1, 1, 1, 1, 1}};
+        for (const F& f : fields)
+            w.row(Tables::OlapReportField, {{"report_id", f.report}, {"caption", QString::fromUtf8(f.caption)},
+                                            {"field_name", QString::fromUtf8(f.field)}, {"field_type", f.type},
+                                            {"dim_field_type", f.dimType}, {"dim_field_axis", f.axis},
+                                            {"fact_algorithm", f.algo}, {"field_sort_order", f.sort}},
+                  false);
+        const char* regions[] = {"Közép-Magyarország", "Dél-Alföld", "Nyugat-Dunántúl"};
+        const char* products[] = {"Irodaszer", "Nyomtató", "Papír", "Szoftver"};
+        int sid = 1;
+        for (int r = 0; r < 3; ++r)
+            for (int p = 0; p < 4; ++p)
+                for (int y = 2025; y <= 2026; ++y)
+                    for (int m = 1; m <= 12; ++m, ++sid)
+                        w.row(Tables::OlapSample, {{"id", sid}, {"region", QString::fromUtf8(regions[r])},
+                                                   {"product", QString::fromUtf8(products[p])}, {"sale_year", y},
+                                                   {"sale_month", m}, {"quantity", 10 + (sid * 7) % 40},
+                                                   {"amount", 1000.0 * (1 + (sid * 13) % 50)}},
+                              false);
+
+        // The partner module's tables: the own company, postal codes with the capital's
+        // districts, and road distances between cities.
+        w.row(Tables::Partner, {{"pa_qndid", 1}, {"pa_nev", QStringLiteral("Quandra Demo Kft.")}, {"pa_kmn_partner_type", 6},
+                                {"P_Isz", QStringLiteral("1117")}, {"pa_varos", QStringLiteral("Budapest")},
+                                {"pa_utca", QStringLiteral("Október huszonharmadika u. 8.")}, {"pa_kmn_default_1", true},
+                                {"pa_orszag", QStringLiteral("Magyarország")}},
+              false);
+        w.row(Tables::Partner, {{"pa_qndid", 2}, {"pa_nev", QStringLiteral("Szegedi Papír Bt.")}, {"pa_kmn_partner_type", 1},
+                                {"P_Isz", QStringLiteral("6720")}, {"pa_varos", QStringLiteral("Szeged")}, {"pa_uticel", true},
+                                {"pa_orszag", QStringLiteral("Magyarország")}},
+              false);
+        w.row(Tables::PartnerSite, {{"id", 1}, {"pa_qndid", 1}, {"kmn_default", true}, {"mh_isz", QStringLiteral("1117")},
+                                    {"mh_varos", QStringLiteral("Budapest")}, {"mh_utca", QStringLiteral("Október huszonharmadika u. 8.")}},
+              false);
+        const std::pair<const char*, const char*> zips[] = {
+            {"1011", "Budapest I. kerület"}, {"1052", "Budapest V. kerület"}, {"1117", "Budapest XI. kerület"},
+            {"1139", "BUDAPEST XIII. KERÜLET"}, {"1238", "Budapest XXIII. kerület"}, {"2000", "Szentendre"},
+            {"2030", "Érd"}, {"2092", "Budakeszi"}, {"2100", "Gödöllő"}, {"3525", "Miskolc"}, {"4025", "Debrecen"},
+            {"6720", "Szeged"}, {"7621", "Pécs"}, {"8000", "Székesfehérvár"}, {"9021", "Győr"}};
+        for (const auto& [z, c] : zips)
+            w.row(Tables::Zipcode, {{"zipcode", QString::fromLatin1(z)}, {"city", QString::fromUtf8(c)}}, false);
+        const std::pair<const char*, double> dist[] = {
+            {"Budapest", 10}, {"Szentendre", 20}, {"Érd", 22}, {"Budakeszi", 15}, {"Gödöllő", 30},
+            {"Miskolc", 182}, {"Debrecen", 231}, {"Szeged", 171}, {"Pécs", 200}, {"Székesfehérvár", 65}, {"Győr", 121}};
+        for (const auto& [c, km] : dist)
+            w.row(Tables::Distance, {{"varos1", QStringLiteral("Budapest")}, {"varos2", QString::fromUtf8(c)}, {"KM", km}}, false);
+
+        // A little usage history for the log viewer.
+        const QDateTime base = QDateTime::currentDateTime().addDays(-3);
+        int n = 0;
+        for (int user : {1, 2, 3})
+            for (int menu : {2, 4, 11, 13}) {
+                w.row(Tables::MenuLog, {{"user_id", user}, {"menu_id", menu}, {"log_date", base.addSecs(3600 * ++n)}}, false);
+                if (menu == 11)
+                    w.row(Tables::ReportLog, {{"user_id", user}, {"report_id", 2}, {"log_date", base.addSecs(3600 * n + 60)}}, false);
+            }
+    } catch (const DbError& e) {
+        if (error) *error = QStringLiteral("A mintaadatok nem tölthetők be: %1").arg(e.message());
+        // Unwind without keeping anything.
+        m_spDepth = 0;
+        m_lockDepth = 0;
+        m_outerOpen = false;
+        m_engine->rollback(m_db);
+        return false;
+    }
+    unlockMaster(3);
+    return true;
+}
+
+} // namespace NexoFrame

@@ -1,0 +1,88 @@
+#pragma once
+#include "Schema.h"
+#include <QByteArray>
+#include <QVariant>
+#include <QVector>
+#include <memory>
+
+namespace NexoFrame {
+
+class Connection;
+
+// A table recordset: a current index chosen by name, seeks on it, movement in its order,
+// bookmarks and row editing. Rows are fetched in small windows on demand, so a seek on a
+// large table reads only the rows it needs.
+class Recordset {
+public:
+    enum class SeekOp { Equal, GreaterOrEqual, Greater };
+
+    Recordset(Connection* connection, const TableDef* table);
+    ~Recordset();
+
+    const TableDef& table() const { return *m_table; }
+
+    QString index() const { return m_index; }
+    // "" selects the primary key order. An unknown name throws DbError.
+    void setIndex(const QString& name);
+
+    // Seeks the first row whose index key compares to `keys` (a prefix of the index
+    // columns is enough). Returns found; noMatch() says the opposite.
+    bool seek(SeekOp op, const QVariantList& keys);
+    bool seek(const QVariantList& keys) { return seek(SeekOp::Equal, keys); }
+    bool noMatch() const { return m_noMatch; }
+
+    void moveFirst();
+    void moveLast();
+    void moveNext();
+    void movePrevious();
+    bool eof() const { return m_pos < 0 || m_pos >= m_buf.size(); }
+    int recordCount() const;
+
+    QByteArray bookmark() const;
+    void setBookmark(const QByteArray& b); // throws DbError when the row is gone
+
+    void addNew();
+    void edit();
+    bool update();          // stores the pending addNew/edit; false with lastError()
+    void cancelUpdate();
+    bool editing() const { return m_mode != Mode::None; }
+    QByteArray lastModified() const { return m_lastModified; }
+    QString lastError() const { return m_lastError; }
+
+    QVariant field(const QString& name) const;  // null for a null value
+    QVariant field(int column) const;
+    bool isNull(const QString& name) const { return field(name).isNull(); }
+    void setField(const QString& name, const QVariant& v); // only while editing
+    void setField(int column, const QVariant& v);
+
+    std::unique_ptr<Recordset> clone() const;
+
+private:
+    enum class Mode { None, Add, Edit };
+    using Row = QVector<QVariant>;
+
+    void fetch(const QString& where, const QVariantList& binds, bool descending, int limit);
+    QStringList orderColumns() const;
+    QVariantList keyOf(const Row& r) const;
+    const Row& current() const;
+    void ensureCurrent() const;
+
+    Connection* m_c;
+    const TableDef* m_table;
+    QString m_index;
+    QStringList m_order;
+    QVector<Row> m_buf;
+    int m_pos = -1;
+    bool m_noMatch = false;
+    bool m_exhausted = false;
+    int m_window = 1;
+    quint64 m_generation = 0;
+
+    Mode m_mode = Mode::None;
+    Row m_editRow;
+    QVector<bool> m_dirty;
+    QByteArray m_lastModified;
+    QString m_lastError;
+};
+
+} // namespace NexoFrame

@@ -1,0 +1,197 @@
+#include "Schema.h"
+
+namespace NexoFrame {
+
+int TableDef::columnIndex(const QString& c) const
+{
+    return lookup.value(c.toLower(), -1);
+}
+
+const ColumnDef* TableDef::column(const QString& c) const
+{
+    int i = columnIndex(c);
+    return i < 0 ? nullptr : &columns[i];
+}
+
+const IndexDef* TableDef::index(const QString& n) const
+{
+    for (const IndexDef& i : indexes)
+        if (i.name.compare(n, Qt::CaseInsensitive) == 0) return &i;
+    return nullptr;
+}
+
+QStringList TableDef::columnNames() const
+{
+    QStringList l;
+    for (const ColumnDef& c : columns) l << c.name;
+    return l;
+}
+
+namespace {
+
+ColumnDef lng(const char* n, int def = 0) { return {QString::fromLatin1(n), ColType::Long, 0, def}; }
+ColumnDef boo(const char* n, bool def = false) { return {QString::fromLatin1(n), ColType::Bool, 0, def}; }
+ColumnDef txt(const char* n, int len) { return {QString::fromLatin1(n), ColType::Text, len, QString()}; }
+ColumnDef memo(const char* n) { return {QString::fromLatin1(n), ColType::Memo, 0, QString()}; }
+ColumnDef dt(const char* n) { return {QString::fromLatin1(n), ColType::DateTime, 0, QVariant()}; }
+ColumnDef dbl(const char* n) { return {QString::fromLatin1(n), ColType::Double, 0, 0.0}; }
+
+QList<ColumnDef> audit()
+{
+    return {lng("del_status"), lng("temp_status"), lng("create_user", -1), dt("create_date"),
+            lng("last_action_user_id1", -1), dt("last_action_date1"),
+            lng("last_action_user_id2", -1), dt("last_action_date2")};
+}
+
+QList<ColumnDef> roles(bool slot0)
+{
+    QList<ColumnDef> l;
+    for (int i = 0; i < 10; ++i)
+        l << ColumnDef{QStringLiteral("auth_%1").arg(i), ColType::Bool, 0, i == 0 && slot0};
+    return l;
+}
+
+IndexDef idx(const char* n, QStringList cols, bool unique = false)
+{
+    return {QString::fromLatin1(n), std::move(cols), unique};
+}
+
+TableDef makeTable(const char* name, int number, const char* pk, QList<ColumnDef> cols,
+               QList<IndexDef> extra = {})
+{
+    TableDef t;
+    t.name = QString::fromLatin1(name);
+    t.number = number;
+    t.primaryKey = QString::fromLatin1(pk);
+    t.columns = std::move(cols);
+    t.indexes << IndexDef{QStringLiteral("PrimaryKey"), {t.primaryKey}, true};
+    t.indexes << extra;
+    for (int i = 0; i < t.columns.size(); ++i) t.lookup.insert(t.columns[i].name.toLower(), i);
+    return t;
+}
+
+} // namespace
+
+Schema::Schema()
+{
+    using L = QList<ColumnDef>;
+    m_tables << makeTable("qnd_settings", Tables::Settings, "id",
+                      L{lng("id"), txt("section", 50), txt("key_name", 100), memo("value")},
+                      {idx("section_key", {"section", "key_name"}, true)});
+
+    m_tables << makeTable("qnd_auth_unit", Tables::AuthUnit, "id",
+                      L{lng("id"), lng("parent_id"), txt("name", 100), txt("prefix", 100)}
+                          + roles(true) + audit(),
+                      {idx("real_parent_id_2", {"parent_id", "name"}), idx("prefix", {"prefix"})});
+
+    m_tables << makeTable("qnd_user_group", Tables::UserGroup, "id",
+                      L{lng("id"), txt("name", 50), boo("technical"), memo("remark")}
+                          + roles(true)
+                          + L{lng("right_event", -1), lng("right_project", -1),
+                              lng("right_partner", -1)}
+                          + audit(),
+                      {idx("name", {"name"})});
+
+    m_tables << makeTable("qnd_user", Tables::User, "id",
+                      L{lng("id"), lng("user_group_id", -1), txt("user_name", 100),
+                        txt("display_name", 100), txt("abbreviation", 10), txt("assignment", 50),
+                        txt("password", 50), lng("current_year"), txt("language_abbreviation", 10),
+                        boo("technical"), txt("email", 100), boo("access_denied"), memo("remark"),
+                        txt("city", 50), txt("phone", 50), txt("mobil", 50), txt("fax", 50),
+                        txt("street", 100), txt("zipcode", 10), txt("identity_card_number", 20),
+                        dt("identity_card_expiration"), txt("drivers_license_number", 20),
+                        dt("drivers_license_expiration"), boo("is_driver"), lng("partner_id", -1),
+                        txt("tax_number", 20)}
+                          + audit(),
+                      {idx("user_name", {"user_name"}), idx("display_name", {"display_name"}),
+                       idx("user_group_id", {"user_group_id"})});
+
+    m_tables << makeTable("qnd_menu", Tables::Menu, "id",
+                      L{lng("id"), lng("parent_id"), lng("sort_order"), txt("caption", 100),
+                        txt("class_name", 100), txt("parameter_s", 255), lng("parameter_i"),
+                        txt("access_key", 10), lng("system_menu"), boo("custom_menu"),
+                        txt("picture_name", 100), txt("picture_name_big", 100)}
+                          + roles(true) + L{boo("toolbar_visible")} + audit(),
+                      {idx("real_parent_id_2", {"parent_id", "access_key"}),
+                       idx("sort_order", {"parent_id", "sort_order"})});
+
+    m_tables << makeTable("qnd_olap_report", Tables::OlapReport, "id",
+                      L{lng("id"), lng("parent_id"), txt("caption", 100), memo("description"),
+                        lng("report_type"), memo("sql_source"), boo("chart_visible", true),
+                        lng("chart_type", 1), boo("chart_option_show_legend", true),
+                        boo("chart_option_show_markers"), boo("chart_option_stack_series"),
+                        boo("chart_option_series_in_rows")}
+                          + roles(true) + audit(),
+                      {idx("real_parent_id_2", {"parent_id", "caption"})});
+
+    m_tables << makeTable("qnd_olap_report_field", Tables::OlapReportField, "id",
+                      L{lng("id"), lng("report_id", -1), txt("caption", 100), txt("field_name", 100),
+                        lng("field_type"), lng("dim_field_type", 1), lng("dim_field_axis", 1),
+                        lng("dim_order"), lng("dim_total", -1), lng("fact_algorithm", 1),
+                        txt("fact_formula", 255), lng("fact_count_level"), lng("field_sort_order")},
+                      {idx("report_id", {"report_id"})});
+
+    m_tables << makeTable("qnd_menu_log", Tables::MenuLog, "id",
+                      L{lng("id"), lng("user_id"), lng("menu_id"), dt("log_date")},
+                      {idx("user_id", {"user_id", "log_date"})});
+    m_tables << makeTable("qnd_report_log", Tables::ReportLog, "id",
+                      L{lng("id"), lng("user_id"), lng("report_id"), dt("log_date")},
+                      {idx("user_id", {"user_id", "log_date"})});
+
+    m_tables << makeTable("crm_event", Tables::Event, "id",
+                      L{lng("id"), lng("event_type_id"), lng("dedicate_user_id", -1),
+                        lng("partner_id", -1), txt("subject", 100), dt("event_date"),
+                        dt("event_time"), boo("reminder"), dt("reminder_date"), dt("reminder_time"),
+                        boo("system_made")}
+                          + audit(),
+                      {idx("user_scheduled_event_type_system",
+                           {"dedicate_user_id", "event_type_id", "system_made"})});
+
+    m_tables << makeTable("pa_partner", Tables::Partner, "pa_qndid",
+                      L{lng("pa_qndid"), txt("pa_nev", 100), lng("pa_kmn_partner_type"),
+                        txt("P_Isz", 10), txt("pa_varos", 50), txt("pa_utca", 50),
+                        txt("pa_irszlevel", 10), txt("pa_varoslevel", 50), txt("pa_utcalevel", 50),
+                        boo("pa_kmn_default_1"), boo("pa_kmn_default_2"), txt("pa_orszag", 50),
+                        txt("pa_telefon", 50), txt("pa_mobil", 50), txt("pa_fax", 50),
+                        txt("pa_email", 50), dbl("pa_km"), boo("pa_uticel"),
+                        boo("pa_gepjarmuvezeto"), lng("pa_tipus"), lng("del_status")},
+                      {idx("pa_kmn_partner_type", {"pa_kmn_partner_type"}),
+                       idx("pa_nev", {"pa_nev"})});
+    m_tables << makeTable("pa_telephely", Tables::PartnerSite, "id",
+                      L{lng("id"), lng("pa_qndid"), boo("kmn_default"), txt("mh_isz", 10),
+                        txt("mh_varos", 50), txt("mh_utca", 50)},
+                      {idx("pa_qndid", {"pa_qndid", "kmn_default"})});
+    m_tables << makeTable("kmn_iranyitoszam", Tables::Zipcode, "zipcode",
+                      L{txt("zipcode", 10), txt("city", 50)},
+                      {idx("Zipcode", {"zipcode"}), idx("city", {"city"})});
+    m_tables << makeTable("kmn_tavolsag", Tables::Distance, "id",
+                      L{lng("id"), txt("varos1", 50), txt("varos2", 50), dbl("KM")},
+                      {idx("Varos", {"varos1", "varos2"}, true)});
+
+    m_tables << makeTable("olap_sample_sales", Tables::OlapSample, "id",
+                      L{lng("id"), txt("region", 50), txt("product", 50), lng("sale_year"),
+                        lng("sale_month"), lng("quantity"), dbl("amount")},
+                      {idx("region", {"region"})});
+}
+
+const Schema& Schema::instance()
+{
+    static const Schema s;
+    return s;
+}
+
+const TableDef* Schema::table(const QString& name) const
+{
+    for (const TableDef& t : m_tables)
+        if (t.name.compare(name, Qt::CaseInsensitive) == 0) return &t;
+    return nullptr;
+}
+
+const TableDef* Schema::table(int number) const
+{
+    for (const TableDef& t : m_tables)
+        if (t.number == number) return &t;
+    return nullptr;
+}
+
+} // namespace NexoFrame

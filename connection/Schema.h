@@ -1,0 +1,73 @@
+#pragma once
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+namespace NexoFrame {
+
+enum class ColType { Long, Bool, Text, Memo, Date, DateTime, Double };
+
+struct ColumnDef {
+    QString name;
+    ColType type = ColType::Long;
+    int length = 0;          // characters, for Text
+    QVariant defaultValue;   // what a new row holds when nothing is written
+};
+
+struct IndexDef {
+    QString name;            // the name callers seek on ("PrimaryKey", "real_parent_id_2", ...)
+    QStringList columns;
+    bool unique = false;
+};
+
+struct TableDef {
+    QString name;
+    int number = 0;          // the table number callers address it by
+    QString primaryKey;      // single key column
+    QList<ColumnDef> columns;
+    QList<IndexDef> indexes; // "PrimaryKey" included
+
+    int columnIndex(const QString& column) const;       // case-insensitive, -1 if none
+    const ColumnDef* column(const QString& column) const;
+    const IndexDef* index(const QString& name) const;   // case-insensitive, nullptr if none
+    QStringList columnNames() const;
+    bool hasColumn(const QString& c) const { return columnIndex(c) >= 0; }
+
+    QHash<QString, int> lookup; // lower-case column name -> position, filled by the schema
+};
+
+// Every table the system uses, with the indexes it seeks on.
+class Schema {
+public:
+    static const Schema& instance();
+    const QList<TableDef>& tables() const { return m_tables; }
+    const TableDef* table(const QString& name) const;   // case-insensitive
+    const TableDef* table(int number) const;
+
+private:
+    Schema();
+    QList<TableDef> m_tables;
+};
+
+// Table numbers of the registry.
+namespace Tables {
+inline constexpr int Settings = 1;
+inline constexpr int AuthUnit = 15;
+inline constexpr int UserGroup = 17;
+inline constexpr int User = 18;
+inline constexpr int Menu = 19;
+inline constexpr int OlapReport = 20;
+inline constexpr int OlapReportField = 21;
+inline constexpr int MenuLog = 22;
+inline constexpr int ReportLog = 23;
+inline constexpr int Event = 30;
+inline constexpr int Partner = 40;
+inline constexpr int PartnerSite = 41;
+inline constexpr int Zipcode = 42;
+inline constexpr int Distance = 43;
+inline constexpr int OlapSample = 50;
+} // namespace Tables
+
+} // namespace NexoFrame

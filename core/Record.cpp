@@ -1,0 +1,361 @@
+#include "Record.h"
+#include "Connection.h"
+#include "ErrorList.h"
+#include "Module.h"
+#include "RuntimeError.h"
+#include "cMessage2.h"
+#include <QThread>
+
+namespace NexoFrame {
+
+namespace {
+
+const QString kTemporary = QStringLiteral("This element is temporary");
+const QString kLockQuestion = QStringLiteral(
+    "Az adatállományt a rendszer nem tudja lokkolni. Valószinűleg valaki más is használja az adatbázist.");
+const QString kLockRetry = QStringLiteral("Megpróbáljam újból?");
+
+QVariant convert(FieldKind k, const QVariant& v)
+{
+    switch (k) {
+    case FieldKind::Long: return v.isNull() ? 0 : v.toInt();
+    case FieldKind::Bool: return v.isNull() ? false : v.toBool();
+    case FieldKind::Double: return v.isNull() ? 0.0 : v.toDouble();
+    case FieldKind::Date: return v.toDateTime();
+    case FieldKind::Text: return v.isNull() ? QString() : v.toString();
+    }
+    return v;
+}
+
+QDateTime today() { return QDate::currentDate().startOfDay(); }
+
+} // namespace
+
+cDDXRecord::cDDXRecord(QObject* parent) : QObject(parent) { Module::objectCreated(); }
+cDDXRecord::~cDDXRecord() { Module::objectDestroyed(); }
+
+void cDDXRecord::init()
+{
+    m_fields = allFields();
+    m_values.resize(m_fields.size());
+    CoreDefault();
+}
+
+QList<FieldSpec> cDDXRecord::allFields() const
+{
+    QList<FieldSpec> f;
+    f << FieldSpec{QStringLiteral("id"), FieldKind::Long, -1};
+    f << entityFields();
+    if (hasAudit()) {
+        f << FieldSpec{QStringLiteral("del_status"), FieldKind::Long, 0}
+          << FieldSpec{QStringLiteral("temp_status"), FieldKind::Long, 0}
+          << FieldSpec{QStringLiteral("create_user"), FieldKind::Long, -1}
+          << FieldSpec{QStringLiteral("create_date"), FieldKind::Date, QVariant()}
+          << FieldSpec{QStringLiteral("last_action_user_id1"), FieldKind::Long, -1}
+          << FieldSpec{QStringLiteral("last_action_date1"), FieldKind::Date, QVariant()}
+          << FieldSpec{QStringLiteral("last_action_user_id2"), FieldKind::Long, -1}
+          << FieldSpec{QStringLiteral("last_action_date2"), FieldKind::Date, QVariant()};
+    }
+    return f;
+}
+
+int cDDXRecord::indexOf(const QString& column) const
+{
+    for (int i = 0; i < m_fields.size(); ++i)
+        if (m_fields[i].name.compare(column, Qt::CaseInsensitive) == 0) return i;
+    return -1;
+}
+
+QVariant cDDXRecord::value(const QString& column) const
+{
+    const int i = indexOf(column);
+    return i < 0 ? QVariant() : m_values[i];
+}
+
+void cDDXRecord::setValue(const QString& column, const QVariant& v)
+{
+    const int i = indexOf(column);
+    if (i < 0) throw RuntimeError(QStringLiteral("Ismeretlen mező: %1").arg(column), 438);
+    m_values[i] = convert(m_fields[i].kind, v);
+}
+
+Connection* cDDXRecord::connection() const
+{
+    Connection* c = module().connection();
+    if (!c) throw RuntimeError(QStringLiteral("Nincs adatbázis-kapcsolat."), 91);
+    return c;
+}
+
+int cDDXRecord::columnLength(const QString& column) const
+{
+    Connection* c = module().connection();
+    const TableDef* t = c ? c->tableDef(tableNumber()) : Schema::instance().table(tableNumber());
+    const ColumnDef* cd = t ? t->column(column) : nullptr;
+    return cd && cd->type == ColType::Text ? cd->length : 0;
+}
+
+void cDDXRecord::reportFailure(const char* procedure, const QString& message)
+{
+    AddError(eError, kLifecycleErrorNumber,
+             className() + QStringLiteral(" in Function ") + QString::fromLatin1(procedure)
+                 + QLatin1Char(' ') + message);
+}
+
+bool cDDXRecord::CoreDefault()
+{
+    m_status = IsNew;
+    m_isTemp = true;
+    for (int i = 0; i < m_fields.size(); ++i) {
+        const FieldSpec& f = m_fields[i];
+        m_values[i] = f.kind == FieldKind::Date && f.defaultValue.isNull() ? QVariant(today())
+                                                                            : convert(f.kind, f.defaultValue);
+    }
+    return true;
+}
+
+void cDDXRecord::readRow()
+{
+    Recordset& rs = connection()->browseRecordset(tableNumber());
+    for (int i = 0; i < m_fields.size(); ++i) m_values[i] = convert(m_fields[i].kind, rs.field(m_fields[i].name));
+}
+
+bool cDDXRecord::CoreLoad(int lID)
+{
+    try {
+        CoreDefault();
+        Connection* c = connection();
+        if (!c->seek(tableNumber(), QStringLiteral("PrimaryKey"), {lID})) return false;
+        m_bookmark = c->browseRecordset(tableNumber()).bookmark();
+        readRow();
+        m_status = isLoaded;
+        return true;
+    } catch (const std::exception& e) {
+        reportFailure("CoreLoad", QString::fromUtf8(e.what()));
+        return false;
+    }
+}
+
+int cDDXRecord::OpenExcMasterTable()
+{
+    Connection* c = connection();
+    int retries = 0;
+    for (;;) {
+        if (c->lockMaster(3)) {
+            c->idle(8);
+            if (c->openMasterTable(tableNumber())) return 0;
+            c->unlockMaster(3);
+            return 1;
+        }
+        if (retries < 3) {
+            // A short pause gives the holder time to finish before the next silent try.
+            QThread::msleep(30);
+            ++retries;
+            continue;
+        }
+        if (module().message().MsgQuestionYesNo(kLockQuestion, kLockRetry) != 2) return 1;
+        c->idle(1);
+        retries = 0;
+    }
+}
+
+int cDDXRecord::CloseExcMasterTable()
+{
+    Connection* c = connection();
+    c->closeMasterTable(tableNumber());
+    c->unlockMaster(3);
+    return 0;
+}
+
+int cDDXRecord::Begin()
+{
+    if (OpenExcMasterTable() != 0) return 1;
+    if (connection()->beginTrans(3)) return 0;
+    CloseExcMasterTable();
+    return 1;
+}
+
+int cDDXRecord::CommitTrans()
+{
+    int status = 1;
+    try {
+        if (connection()->commitTrans(3)) status = CloseExcMasterTable();
+    } catch (const std::exception& e) {
+        reportFailure("CommitTrans", QString::fromUtf8(e.what()));
+    }
+    return status;
+}
+
+int cDDXRecord::RollbackTrans()
+{
+    int status = 1;
+    try {
+        if (connection()->rollbackTrans(3)) status = CloseExcMasterTable();
+        else CloseExcMasterTable();
+    } catch (const std::exception& e) {
+        reportFailure("RollbackTrans", QString::fromUtf8(e.what()));
+    }
+    return status;
+}
+
+bool cDDXRecord::CoreUpdate()
+{
+    Errors& errors = module().errors();
+    errors.Clear();
+    if (m_isTemp) {
+        errors.add(eError, kLifecycleErrorNumber, kTemporary);
+        return false;
+    }
+    bool inTransaction = false;
+    try {
+        if (Begin() != 0) return false;
+        inTransaction = true;
+        if ((m_status == IsNew || m_status == isModified) && !Validate(eDontCheckWarning)) {
+            inTransaction = false;
+            RollbackTrans();
+            return false;
+        }
+        if (!UpdateNative() || !afterNativeWrite()) {
+            inTransaction = false;
+            RollbackTrans();
+            return false;
+        }
+        inTransaction = false;
+        if (CommitTrans() != 0) {
+            RollbackTrans();
+            if (errors.Count() == 0)
+                reportFailure("CommitTrans", QStringLiteral("A módosítások nem menthetők."));
+            return false;
+        }
+        return true;
+    } catch (const std::exception& e) {
+        reportFailure("CoreUpdate", QString::fromUtf8(e.what()));
+        if (inTransaction) RollbackTrans();
+        return false;
+    }
+}
+
+void cDDXRecord::writeRow(bool deleting)
+{
+    Recordset& rs = connection()->editRecordset(tableNumber());
+    static const QStringList deleteColumns = {QStringLiteral("last_action_user_id1"), QStringLiteral("last_action_date1"),
+                                              QStringLiteral("last_action_user_id2"), QStringLiteral("last_action_date2")};
+    if (deleting) {
+        rs.setField(QStringLiteral("del_status"), 2);
+        for (const QString& c : deleteColumns) rs.setField(c, value(c));
+        return;
+    }
+    // The key is written by the key step on insert and never changes afterwards.
+    for (int i = 1; i < m_fields.size(); ++i) rs.setField(m_fields[i].name, m_values[i]);
+}
+
+bool cDDXRecord::UpdateNative()
+{
+    try {
+        Connection* c = connection();
+        Recordset& rs = c->editRecordset(tableNumber());
+        const int user = module().currentUserId();
+        const QDateTime now = QDateTime::currentDateTime();
+        switch (m_status) {
+        case isLoaded: return true;
+        case IsNew: {
+            set_id(adjustNewKey(c->newKey(tableNumber(), QStringLiteral("id"), QStringLiteral("PrimaryKey"))));
+            rs.addNew();
+            rs.setField(QStringLiteral("id"), id());
+            if (hasAudit()) {
+                set_create_user(user);
+                set_create_date(now);
+                set_last_action_user_id1(user);
+                set_last_action_date1(now);
+            }
+            break;
+        }
+        case isModified:
+        case isDeleted:
+            rs.setBookmark(m_bookmark);
+            rs.edit();
+            if (hasAudit()) {
+                set_last_action_user_id2(last_action_user_id1());
+                set_last_action_date2(last_action_date1());
+                set_last_action_user_id1(user);
+                set_last_action_date1(now);
+            }
+            break;
+        }
+        writeRow(m_status == isDeleted);
+        if (!rs.update()) {
+            reportFailure("UpdateNative", rs.lastError());
+            return false;
+        }
+        if (m_status != isDeleted) {
+            Recordset& browse = c->browseRecordset(tableNumber());
+            browse.setBookmark(rs.lastModified());
+            m_bookmark = browse.bookmark();
+        }
+        return true;
+    } catch (const std::exception& e) {
+        reportFailure("UpdateNative", QString::fromUtf8(e.what()));
+        return false;
+    }
+}
+
+bool cDDXRecord::Delete()
+{
+    bool ok = false;
+    try {
+        QString reason;
+        if (connection()->deleteCheck(tableNumber(), id(), &reason)) {
+            module().errors().add(eError, kLifecycleErrorNumber,
+                                  reason.isEmpty() ? QStringLiteral("A tétel nem törölhető.") : reason);
+        } else {
+            m_status = isDeleted;
+            ok = true;
+        }
+    } catch (const std::exception& e) {
+        reportFailure("Delete", QString::fromUtf8(e.what()));
+    }
+    m_isTemp = false;
+    return ok;
+}
+
+void cDDXRecord::SetModified()
+{
+    if (m_status == isLoaded) m_status = isModified;
+}
+
+bool cDDXRecord::SetFinal()
+{
+    if (!Validate(eCheckWarning)) return false;
+    m_isTemp = false;
+    return true;
+}
+
+std::unique_ptr<cDDXRecord> cDDXRecord::Clone() const
+{
+    try {
+        std::unique_ptr<cDDXRecord> r = newInstance();
+        for (int i = 0; i < m_fields.size(); ++i) r->setValue(m_fields[i].name, m_values[i]);
+        r->m_cloneSource = id();
+        return r;
+    } catch (const std::exception& e) {
+        const_cast<cDDXRecord*>(this)->reportFailure("Clone", QString::fromUtf8(e.what()));
+        return nullptr;
+    }
+}
+
+bool cDDXRecord::Validate(eValidateCheckType)
+{
+    if (m_status == isDeleted) return true;
+    try {
+        Errors& errors = module().errors();
+        checks();
+        if (errors.Count() == 0) return true;
+        if (errors.hasErrors()) return false;
+        // Only warnings: the user decides whether they stand in the way.
+        return !ShowErrorList(QStringLiteral("Hiba lista"));
+    } catch (const std::exception& e) {
+        reportFailure("Validate", QString::fromUtf8(e.what()));
+        return false;
+    }
+}
+
+} // namespace NexoFrame

@@ -1,0 +1,144 @@
+#pragma once
+#include "Enums.h"
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+#include <memory>
+
+namespace NexoFrame {
+
+class Connection;
+
+// Kinds of record properties, as they travel between the record and its row.
+enum class FieldKind { Long, Bool, Text, Date, Double };
+
+struct FieldSpec {
+    QString name;
+    FieldKind kind;
+    QVariant defaultValue;
+};
+
+// The lifecycle every record class shares: defaults, load by key, validation, the
+// exclusive lock with its retry question, a transaction around the write, insert /
+// update / soft delete with the audit columns, and cloning. An entity declares only its
+// table, its columns with defaults, and its checks.
+class cDDXRecord : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(int ItemStatus READ ItemStatus WRITE setItemStatus)
+    Q_PROPERTY(bool IsTemp READ IsTemp)
+    Q_PROPERTY(int id READ id WRITE set_id)
+    Q_PROPERTY(int del_status READ del_status WRITE set_del_status)
+    Q_PROPERTY(int temp_status READ temp_status WRITE set_temp_status)
+    Q_PROPERTY(int create_user READ create_user WRITE set_create_user)
+    Q_PROPERTY(QDateTime create_date READ create_date WRITE set_create_date)
+    Q_PROPERTY(int last_action_user_id1 READ last_action_user_id1 WRITE set_last_action_user_id1)
+    Q_PROPERTY(QDateTime last_action_date1 READ last_action_date1 WRITE set_last_action_date1)
+    Q_PROPERTY(int last_action_user_id2 READ last_action_user_id2 WRITE set_last_action_user_id2)
+    Q_PROPERTY(QDateTime last_action_date2 READ last_action_date2 WRITE set_last_action_date2)
+    Q_PROPERTY(int CloneSourceID READ CloneSourceID WRITE setCloneSourceID)
+
+public:
+    ~cDDXRecord() override;
+
+    // What the entity declares.
+    virtual QString className() const = 0;
+    virtual int tableNumber() const = 0;
+    virtual QList<FieldSpec> entityFields() const = 0;
+    virtual bool hasAudit() const { return true; }
+
+    // The lifecycle.
+    bool CoreDefault();
+    bool CoreLoad(int lID);
+    bool CoreUpdate();
+    int OpenExcMasterTable();
+    int CloseExcMasterTable();
+    virtual bool Delete();
+    void SetModified();
+    bool SetFinal();
+    std::unique_ptr<cDDXRecord> Clone() const;
+    bool Validate(eValidateCheckType eValidateType = eCheckWarning);
+    virtual eReturnValue ShowForm() = 0;
+
+    eItemStatus ItemStatus() const { return m_status; }
+    void setItemStatus(int s) { m_status = eItemStatus(s); }
+    bool IsTemp() const { return m_isTemp; }
+    int CloneSourceID() const { return m_cloneSource; }
+    void setCloneSourceID(int v) { m_cloneSource = v; }
+
+    // Columns by name.
+    QVariant value(const QString& column) const;
+    void setValue(const QString& column, const QVariant& v);
+    QList<FieldSpec> allFields() const;
+
+    int id() const { return value(QStringLiteral("id")).toInt(); }
+    void set_id(int v) { setValue(QStringLiteral("id"), v); }
+    int del_status() const { return value(QStringLiteral("del_status")).toInt(); }
+    void set_del_status(int v) { setValue(QStringLiteral("del_status"), v); }
+    int temp_status() const { return value(QStringLiteral("temp_status")).toInt(); }
+    void set_temp_status(int v) { setValue(QStringLiteral("temp_status"), v); }
+    int create_user() const { return value(QStringLiteral("create_user")).toInt(); }
+    void set_create_user(int v) { setValue(QStringLiteral("create_user"), v); }
+    QDateTime create_date() const { return value(QStringLiteral("create_date")).toDateTime(); }
+    void set_create_date(const QDateTime& v) { setValue(QStringLiteral("create_date"), v); }
+    int last_action_user_id1() const { return value(QStringLiteral("last_action_user_id1")).toInt(); }
+    void set_last_action_user_id1(int v) { setValue(QStringLiteral("last_action_user_id1"), v); }
+    QDateTime last_action_date1() const { return value(QStringLiteral("last_action_date1")).toDateTime(); }
+    void set_last_action_date1(const QDateTime& v) { setValue(QStringLiteral("last_action_date1"), v); }
+    int last_action_user_id2() const { return value(QStringLiteral("last_action_user_id2")).toInt(); }
+    void set_last_action_user_id2(int v) { setValue(QStringLiteral("last_action_user_id2"), v); }
+    QDateTime last_action_date2() const { return value(QStringLiteral("last_action_date2")).toDateTime(); }
+    void set_last_action_date2(const QDateTime& v) { setValue(QStringLiteral("last_action_date2"), v); }
+
+    // The length of a text column, for cutting input (0 = unlimited).
+    int columnLength(const QString& column) const;
+
+protected:
+    explicit cDDXRecord(QObject* parent = nullptr);
+    // Call from the entity's constructor: its fields are only known there.
+    void init();
+
+    // Entity checks; each failure adds one Error. Deleted records are not checked.
+    virtual void checks() {}
+    virtual std::unique_ptr<cDDXRecord> newInstance() const = 0;
+    // Hooks for entities with more to do around the write.
+    virtual int adjustNewKey(int key) { return key; }
+    virtual bool afterNativeWrite() { return true; }
+
+    Connection* connection() const;
+    void reportFailure(const char* procedure, const QString& message);
+
+private:
+    bool UpdateNative();
+    int Begin();
+    int CommitTrans();
+    int RollbackTrans();
+    void readRow();
+    void writeRow(bool deleting);
+    int indexOf(const QString& column) const;
+
+    QList<FieldSpec> m_fields;
+    QList<QVariant> m_values;
+    eItemStatus m_status = IsNew;
+    bool m_isTemp = true;
+    int m_cloneSource = -1;
+    QByteArray m_bookmark;
+};
+
+// Typed accessors of an entity column, so that entities only list their columns.
+#define NEXO_LONG(col) \
+    int col() const { return value(QStringLiteral(#col)).toInt(); } \
+    void set_##col(int v) { setValue(QStringLiteral(#col), v); }
+#define NEXO_BOOL(col) \
+    bool col() const { return value(QStringLiteral(#col)).toBool(); } \
+    void set_##col(bool v) { setValue(QStringLiteral(#col), v); }
+#define NEXO_TEXT(col) \
+    QString col() const { return value(QStringLiteral(#col)).toString(); } \
+    void set_##col(const QString& v) { setValue(QStringLiteral(#col), v); }
+#define NEXO_DATE(col) \
+    QDateTime col() const { return value(QStringLiteral(#col)).toDateTime(); } \
+    void set_##col(const QDateTime& v) { setValue(QStringLiteral(#col), v); }
+
+} // namespace NexoFrame

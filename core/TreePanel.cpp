@@ -1,0 +1,374 @@
+#include "TreePanel.h"
+#include "Connection.h"
+#include "ErrorList.h"
+#include "Module.h"
+#include "Record.h"
+#include "RoleTicks.h"
+#include "cMessage2.h"
+#include <QAction>
+#include <QComboBox>
+#include <QGuiApplication>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QToolBar>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace NexoFrame {
+
+namespace {
+
+constexpr int kLoadedRole = Qt::UserRole + 1;
+constexpr int kCheckRole = Qt::UserRole + 2;
+
+QString keyOf(int id) { return QStringLiteral("RID") + QString::number(id); }
+
+// The wait cursor for the length of a load.
+struct WaitCursor {
+    WaitCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~WaitCursor() { QGuiApplication::restoreOverrideCursor(); }
+};
+
+} // namespace
+
+TreePanel::TreePanel(const QString& progId, const QString& controlName, QWidget* parent)
+    : AdminPanel(progId, controlName, parent)
+{
+    tree_Item = new QTreeWidget(this);
+    tree_Item->setObjectName(QStringLiteral("tree_Item"));
+    tree_Item->setHeaderHidden(true);
+    tree_Item->setUniformRowHeights(true);
+    tree_Item->setContextMenuPolicy(Qt::CustomContextMenu);
+    body()->addWidget(tree_Item, 1);
+
+    connect(tree_Item, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* item) { ensureChildren(item); });
+    connect(tree_Item, &QTreeWidget::itemChanged, this, &TreePanel::onItemChanged);
+    connect(tree_Item, &QTreeWidget::itemClicked, this, &TreePanel::onItemClicked);
+    connect(tree_Item, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
+        if (!hasContextMenu() || !popup) return;
+        if (QTreeWidgetItem* it = tree_Item->itemAt(pos)) tree_Item->setCurrentItem(it);
+        popup->popup(tree_Item->viewport()->mapToGlobal(pos));
+    });
+}
+
+TreePanel::~TreePanel() = default;
+
+void TreePanel::setupCommandBar()
+{
+    if (cmd_bar_class) return;
+    cmd_bar_class = new QToolBar(QStringLiteral("Törzsadat"), this);
+    cmd_bar_class->setObjectName(QStringLiteral("cmd_bar_class"));
+    cmd_bar_class->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    popup = new QMenu(QStringLiteral("Popup"), this);
+    popup->setObjectName(QStringLiteral("Popup"));
+    const QList<TreeCommand> cmds = commands();
+    const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView,
+                                             QStyle::SP_TrashIcon};
+    for (int i = 0; i < cmds.size(); ++i) {
+        const int id = cmds[i].id;
+        for (QWidget* owner : {static_cast<QWidget*>(cmd_bar_class), static_cast<QWidget*>(popup)}) {
+            auto* a = new QAction(style()->standardIcon(icons[std::min(i, 2)]), cmds[i].caption, owner);
+            a->setData(id);
+            a->setObjectName(QStringLiteral("cmd_%1").arg(id));
+            connect(a, &QAction::triggered, this, [this, id] { runCommand(id); });
+            owner->addAction(a);
+        }
+    }
+    // The role bar goes above the command bar once the mode is known.
+    body()->insertWidget(1, cmd_bar_class);
+}
+
+void TreePanel::applyMode()
+{
+    titleLabel()->setText(titleText(roleMode()));
+    if (roleMode()) buildRoleBar();
+    else if (role_bar) role_bar->hide();
+}
+
+void TreePanel::buildRoleBar()
+{
+    if (role_bar) {
+        role_bar->show();
+        return;
+    }
+    role_bar = new QToolBar(QStringLiteral("Szerepkörök"), this);
+    role_bar->setObjectName(QStringLiteral("role_bar"));
+    auto* label = new QLabel(QStringLiteral("Szerepkörök:"), role_bar);
+    role_bar->addWidget(label)->setData(-1000001);
+    cbo_role = new QComboBox(role_bar);
+    cbo_role->setObjectName(QStringLiteral("cbo_role"));
+    cbo_role->setMinimumContentsLength(18);
+    role_bar->addWidget(cbo_role)->setData(-1000002);
+    auto* warn = new QLabel(QStringLiteral(" Figyelem: A változtatások azonnal érvénybe lépnek!"), role_bar);
+    warn->setStyleSheet(QStringLiteral("color: #b00000;"));
+    role_bar->addWidget(warn)->setData(-1000006);
+    body()->insertWidget(1, role_bar);
+}
+
+void TreePanel::InitializeSite()
+{
+    if (roleMode() && cbo_role && cbo_role->count() == 0) {
+        Connection* c = module().connection();
+        for (int n = 1; n <= 9; ++n) {
+            QString name = c->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(n),
+                                          QStringLiteral("Szerepkör %1").arg(n));
+            cbo_role->addItem(name.remove(QLatin1Char(':')), n);
+        }
+        cbo_role->setCurrentIndex(0);
+        connect(cbo_role, &QComboBox::currentIndexChanged, this, [this](int i) {
+            if (i >= 0) selectRole(cbo_role->itemData(i).toInt());
+        });
+    }
+    reloadTree();
+}
+
+void TreePanel::selectRole(int slot)
+{
+    if (slot < 1 || slot > 9) return;
+    m_slot = slot;
+    if (cbo_role) {
+        const int i = cbo_role->findData(slot);
+        if (i >= 0 && i != cbo_role->currentIndex()) {
+            cbo_role->setCurrentIndex(i); // comes back here through the signal
+            return;
+        }
+    }
+    StepRunner r = runner("cbo_role_Change");
+    r.step([this] { reloadTree(); });
+}
+
+QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked)
+{
+    auto* item = new QTreeWidgetItem(parent);
+    item->setText(0, text);
+    item->setData(0, Qt::UserRole, keyOf(id));
+    if (roleMode()) {
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+        item->setCheckState(0, checked ? Qt::Checked : Qt::Unchecked);
+        item->setData(0, kCheckRole, checked);
+        // A right not held shows grey, so that a grant below it lifts it too.
+        item->setForeground(0, checked ? RoleTicks::grantColour() : RoleTicks::greyColour());
+    }
+    m_nodes.insert(id, item);
+    return item;
+}
+
+bool TreePanel::hasLiveChildren(Recordset& rs, int id)
+{
+    if (!rs.seek(Recordset::SeekOp::GreaterOrEqual, {id})) return false;
+    for (; !rs.eof() && rs.field(QStringLiteral("parent_id")).toInt() == id; rs.moveNext())
+        if (rs.field(QStringLiteral("del_status")).toInt() == 0) return true;
+    return false;
+}
+
+void TreePanel::loadChildren(QTreeWidgetItem* node)
+{
+    const int parentId = RoleTicks::idOf(node);
+    node->setData(0, kLoadedRole, true);
+    Connection* c = module().connection();
+    if (!m_rs) m_rs = c->openRecordset(tableNumber());
+    Recordset& rs = *m_rs;
+    rs.setIndex(childIndex());
+    const QString authColumn = QStringLiteral("auth_%1").arg(m_slot);
+    struct Row { int id; QString text; bool checked; };
+    QList<Row> rows;
+    if (rs.seek(Recordset::SeekOp::GreaterOrEqual, {parentId})) {
+        for (; !rs.eof() && rs.field(QStringLiteral("parent_id")).toInt() == parentId; rs.moveNext()) {
+            if (rs.field(QStringLiteral("del_status")).toInt() != 0) continue;
+            rows.append({rs.field(QStringLiteral("id")).toInt(), nodeText(rs), rs.field(authColumn).toBool()});
+        }
+    }
+    const bool bold = firstLevelBold() && parentId == 0;
+    for (const Row& r : rows) {
+        QTreeWidgetItem* item = addNode(node, r.id, r.text, r.checked);
+        if (bold) {
+            QFont f = item->font(0);
+            f.setBold(true);
+            item->setFont(0, f);
+        }
+        item->setChildIndicatorPolicy(hasLiveChildren(rs, r.id) ? QTreeWidgetItem::ShowIndicator
+                                                                : QTreeWidgetItem::DontShowIndicatorWhenChildless);
+    }
+    rs.setIndex(QString());
+    c->idle(8);
+}
+
+void TreePanel::ensureChildren(QTreeWidgetItem* node)
+{
+    if (!node || node->data(0, kLoadedRole).toBool()) return;
+    WaitCursor wait;
+    const bool wasFilling = m_filling;
+    m_filling = true;
+    try {
+        loadChildren(node);
+    } catch (...) {
+        m_filling = wasFilling;
+        throw;
+    }
+    m_filling = wasFilling;
+}
+
+void TreePanel::reloadTree()
+{
+    WaitCursor wait;
+    m_filling = true;
+    tree_Item->setUpdatesEnabled(false);
+    tree_Item->clear();
+    m_nodes.clear();
+    auto* root = new QTreeWidgetItem(tree_Item);
+    root->setText(0, rootText());
+    root->setData(0, Qt::UserRole, keyOf(0));
+    QFont f = root->font(0);
+    f.setBold(true);
+    root->setFont(0, f);
+    if (roleMode()) {
+        root->setCheckState(0, Qt::Checked);
+        root->setData(0, kCheckRole, true);
+        root->setForeground(0, RoleTicks::grantColour());
+        // The root stands for the whole tree and is not a row to tick.
+        root->setFlags(root->flags() & ~Qt::ItemIsUserCheckable);
+    }
+    m_nodes.insert(0, root);
+    try {
+        loadChildren(root);
+    } catch (...) {
+        tree_Item->setUpdatesEnabled(true);
+        m_filling = false;
+        throw;
+    }
+    root->setExpanded(true);
+    tree_Item->setCurrentItem(root);
+    tree_Item->setUpdatesEnabled(true);
+    m_filling = false;
+}
+
+int TreePanel::SelectedId() const
+{
+    QTreeWidgetItem* item = tree_Item->currentItem();
+    if (!item) return -1;
+    return item->data(0, Qt::UserRole).toString().mid(3).toInt();
+}
+
+void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
+{
+    if (m_filling || !roleMode()) return;
+    const bool checked = item->checkState(0) == Qt::Checked;
+    if (item->data(0, kCheckRole).toBool() == checked) return; // a colour or text change
+    m_justTicked = true;
+    StepRunner r = runner("tree_Item_NodeCheck");
+    r.step([&] {
+        m_filling = true;
+        struct Reset {
+            bool& flag;
+            ~Reset() { flag = false; }
+        } reset{m_filling};
+        RoleTicks ticks(*module().connection(), tableNumber(), m_slot, [this](int id) { return nodeOf(id); });
+        ticks.toggle(item, checked);
+        // Remember what is shown now, also when the table could not be opened.
+        for (QTreeWidgetItem* it : std::as_const(m_nodes))
+            it->setData(0, kCheckRole, it->checkState(0) == Qt::Checked);
+    });
+}
+
+void TreePanel::onItemClicked(QTreeWidgetItem* item, int)
+{
+    if (m_justTicked) {
+        m_justTicked = false;
+        return;
+    }
+    if (!clickToggles()) return;
+    if (item->childCount() > 0 || item->childIndicatorPolicy() == QTreeWidgetItem::ShowIndicator)
+        item->setExpanded(!item->isExpanded());
+}
+
+void TreePanel::runCommand(int id)
+{
+    const QList<TreeCommand> cmds = commands();
+    if (cmds.size() < 3) return;
+    if (id == cmds[0].id) NewItem();
+    else if (id == cmds[1].id) ModifyItem();
+    else if (id == cmds[2].id) DeleteItem();
+}
+
+void TreePanel::NewItem()
+{
+    StepRunner r = runner("NewItem");
+    r.step([this] {
+        const int parentId = SelectedId();
+        if (parentId < 0 || !canCreateUnder(parentId)) return;
+        QTreeWidgetItem* parentNode = nodeOf(parentId);
+        std::unique_ptr<cDDXRecord> rec = makeRecord();
+        rec->setValue(QStringLiteral("parent_id"), parentId);
+        if (rec->ShowForm() != rvOK) return;
+        rec->CoreLoad(rec->id());
+        QTreeWidgetItem* node = nullptr;
+        if (parentNode && parentNode->data(0, kLoadedRole).toBool()) {
+            m_filling = true;
+            node = addNode(parentNode, rec->id(), nodeText(*rec),
+                           rec->value(QStringLiteral("auth_%1").arg(m_slot)).toBool());
+            m_filling = false;
+        } else if (parentNode) {
+            ensureChildren(parentNode);
+            node = nodeOf(rec->id());
+        }
+        if (!node) return;
+        if (parentNode) {
+            parentNode->setChildIndicatorPolicy(QTreeWidgetItem::ShowIndicator);
+            parentNode->setExpanded(true);
+        }
+        tree_Item->scrollToItem(node);
+        tree_Item->setCurrentItem(node);
+    });
+}
+
+void TreePanel::ModifyItem()
+{
+    StepRunner r = runner("ModifyItem");
+    r.step([this] {
+        const int id = SelectedId();
+        if (id < 1 || !canModify(id)) return;
+        std::unique_ptr<cDDXRecord> rec = makeRecord();
+        if (!rec->CoreLoad(id)) return;
+        if (rec->ShowForm() != rvOK) return;
+        rec->CoreLoad(id);
+        if (QTreeWidgetItem* node = nodeOf(id)) {
+            m_filling = true;
+            node->setText(0, nodeText(*rec));
+            m_filling = false;
+            tree_Item->setCurrentItem(node);
+        }
+    });
+}
+
+void TreePanel::DeleteItem()
+{
+    StepRunner r = runner("DeleteItem");
+    r.step([this] {
+        const int id = SelectedId();
+        if (id < 1) return;
+        if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return;
+        std::unique_ptr<cDDXRecord> rec = makeRecord();
+        if (!rec->CoreLoad(id)) return;
+        if (!rec->Delete()) {
+            ShowErrorList(QStringLiteral("Hiba lista"));
+            return;
+        }
+        if (!rec->CoreUpdate()) {
+            ShowErrorList(QStringLiteral("Hiba lista"));
+            return;
+        }
+        if (QTreeWidgetItem* node = nodeOf(id)) {
+            // The node and everything loaded below it go from the view.
+            QList<QTreeWidgetItem*> stack{node};
+            while (!stack.isEmpty()) {
+                QTreeWidgetItem* it = stack.takeLast();
+                m_nodes.remove(RoleTicks::idOf(it));
+                for (int i = 0; i < it->childCount(); ++i) stack << it->child(i);
+            }
+            delete node;
+        }
+    });
+}
+
+} // namespace NexoFrame

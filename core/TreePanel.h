@@ -1,0 +1,91 @@
+#pragma once
+#include "AdminPanel.h"
+#include <QHash>
+#include <memory>
+
+class QComboBox;
+class QMenu;
+class QToolBar;
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace NexoFrame {
+
+class cDDXRecord;
+class Recordset;
+
+struct TreeCommand {
+    int id;
+    QString caption;
+};
+
+// A panel that shows one self-referencing table as a tree keyed "RID"+id, with the command
+// bar "Törzsadat" (new, modify, delete through record and dialog) and, in role mode, the
+// role bar "Szerepkörök" and a check box on every node whose ticks are written at once.
+// Children are loaded when their parent is first expanded, so a large tree opens at once.
+class TreePanel : public AdminPanel {
+    Q_OBJECT
+public:
+    TreePanel(const QString& progId, const QString& controlName, QWidget* parent = nullptr);
+    ~TreePanel() override;
+
+    QTreeWidget* tree_Item = nullptr;
+    QToolBar* cmd_bar_class = nullptr;
+    QToolBar* role_bar = nullptr;
+    QComboBox* cbo_role = nullptr;
+    QMenu* popup = nullptr;
+
+    bool roleMode() const { return mode() != 0; }
+    int currentSlot() const { return m_slot; }
+    // Chooses a role (1..9) as the combo box does, and reloads the tree.
+    void selectRole(int slot);
+    void reloadTree();
+
+    int SelectedId() const;
+    QTreeWidgetItem* nodeOf(int id) const { return m_nodes.value(id); }
+    // Loads the children of a node now (they normally come on first expansion).
+    void ensureChildren(QTreeWidgetItem* node);
+
+    // The commands, as the command bar and the context menu run them.
+    void NewItem();
+    void ModifyItem();
+    void DeleteItem();
+    void runCommand(int id);
+
+protected:
+    // What the entity declares.
+    virtual int tableNumber() const = 0;
+    virtual QString rootText() const = 0;
+    virtual QString titleText(bool roleMode) const = 0;
+    virtual QList<TreeCommand> commands() const = 0; // new, modify, delete
+    virtual QString nodeText(const Recordset& row) const = 0;
+    virtual QString nodeText(const cDDXRecord& record) const = 0;
+    virtual std::unique_ptr<cDDXRecord> makeRecord() const = 0;
+    virtual QString childIndex() const { return QStringLiteral("real_parent_id_2"); }
+    virtual bool firstLevelBold() const { return false; }
+    virtual bool clickToggles() const { return true; }
+    virtual bool hasContextMenu() const { return true; }
+    // Entity rules that may refuse a command (with their own message).
+    virtual bool canCreateUnder(int /*parentId*/) { return true; }
+    virtual bool canModify(int /*id*/) { return true; }
+
+    void setupCommandBar() override;
+    void applyMode() override;
+    void InitializeSite() override;
+
+private:
+    QTreeWidgetItem* addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked);
+    void loadChildren(QTreeWidgetItem* node);
+    bool hasLiveChildren(Recordset& rs, int id);
+    void onItemChanged(QTreeWidgetItem* item, int column);
+    void onItemClicked(QTreeWidgetItem* item, int column);
+    void buildRoleBar();
+
+    QHash<int, QTreeWidgetItem*> m_nodes;
+    std::unique_ptr<Recordset> m_rs;
+    int m_slot = 1;
+    bool m_filling = false;
+    bool m_justTicked = false;
+};
+
+} // namespace NexoFrame

@@ -1,0 +1,51 @@
+#include "Factory.h"
+#include "AuthUnits.h"
+#include "cDDXAuthUnit.h"
+#include <QWidget>
+#include <functional>
+
+namespace NexoFrame::Factory {
+
+namespace {
+
+struct Entry {
+    const char* progId;
+    const char* className;
+    std::function<QObject*(QObject*)> make;
+};
+
+QWidget* asParent(QObject* o) { return qobject_cast<QWidget*>(o); }
+
+const QList<Entry>& entries()
+{
+    static const QList<Entry> e{
+        {"NexoFrame.AuthUnits", "AuthUnits", [](QObject* p) -> QObject* { return new AuthUnits(asParent(p)); }},
+        {"NexoFrame.cDDXAuthUnit", "cDDXAuthUnit", [](QObject* p) -> QObject* { return new cDDXAuthUnit(p); }},
+    };
+    return e;
+}
+
+} // namespace
+
+QStringList progIds()
+{
+    QStringList l;
+    for (const Entry& e : entries()) l << QString::fromLatin1(e.progId);
+    return l;
+}
+
+QString className(const QString& progId)
+{
+    for (const Entry& e : entries())
+        if (progId.compare(QLatin1String(e.progId), Qt::CaseInsensitive) == 0) return QString::fromLatin1(e.className);
+    return {};
+}
+
+QObject* create(const QString& progId, QObject* parent)
+{
+    for (const Entry& e : entries())
+        if (progId.compare(QLatin1String(e.progId), Qt::CaseInsensitive) == 0) return e.make(parent);
+    return nullptr;
+}
+
+} // namespace NexoFrame::Factory

@@ -1,0 +1,145 @@
+#include "ShellLogin.h"
+#include "Connection.h"
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace NexoFrame::Shell {
+
+namespace {
+
+// The keys the user form ciphers passwords with.
+const QString kKey1 = QStringLiteral("tazeq3wnk8");
+const QString kKey2 = QStringLiteral("prvd57gh2eb");
+
+LoginResult refused(LoginResult::Status s, const QString& message)
+{
+    LoginResult r;
+    r.status = s;
+    r.message = message;
+    return r;
+}
+
+} // namespace
+
+LoginResult checkLogin(Connection& c, const QString& typedName, const QString& password)
+{
+    const QString name = typedName.trimmed();
+    if (name.isEmpty())
+        return refused(LoginResult::Status::MissingName, QStringLiteral("Adja meg a felhasználónevet."));
+
+    try {
+        const QString stored = Connection::ciphered(password, kKey1, kKey2);
+        // The name index is not unique: a deleted account may share its name with a live one,
+        // so every row of the name is weighed and the best standing one decides.
+        auto rs = c.openRecordset(Tables::User);
+        rs->setIndex(QStringLiteral("user_name"));
+        bool deleted = false, denied = false;
+        LoginResult good;
+        for (rs->seek({name}); !rs->eof() && rs->field(QStringLiteral("user_name")).toString() == name; rs->moveNext()) {
+            if (rs->field(QStringLiteral("password")).toString() != stored) continue;
+            if (rs->field(QStringLiteral("del_status")).toInt() != 0) {
+                deleted = true;
+                continue;
+            }
+            if (rs->field(QStringLiteral("access_denied")).toBool()) {
+                denied = true;
+                continue;
+            }
+            good.status = LoginResult::Status::Ok;
+            good.userId = rs->field(QStringLiteral("id")).toInt();
+            good.groupId = rs->field(QStringLiteral("user_group_id")).toInt();
+            good.userName = name;
+            good.displayName = rs->field(QStringLiteral("display_name")).toString().trimmed();
+            if (good.displayName.isEmpty()) good.displayName = name;
+            return good;
+        }
+        if (denied)
+            return refused(LoginResult::Status::AccessDenied,
+                           QStringLiteral("A felhasználó hozzáférése le van tiltva. Forduljon a rendszergazdához."));
+        if (deleted)
+            return refused(LoginResult::Status::Deleted,
+                           QStringLiteral("Ez a felhasználó törölve lett, nem jelentkezhet be."));
+        return refused(LoginResult::Status::BadCredentials, QStringLiteral("Hibás felhasználónév vagy jelszó."));
+    } catch (const DbError& e) {
+        return refused(LoginResult::Status::DatabaseError,
+                       QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
+    }
+}
+
+LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QWidget* parent)
+    : QDialog(parent), m_connection(connection)
+{
+    setWindowTitle(QStringLiteral("Bejelentkezés"));
+    setObjectName(QStringLiteral("frmLogin"));
+
+    auto* title = new QLabel(QStringLiteral("Quandra Express Keretrendszer – NexoFrame"), this);
+    QFont f = title->font();
+    f.setBold(true);
+    f.setPointSizeF(f.pointSizeF() * 1.2);
+    title->setFont(f);
+
+    m_user = new QLineEdit(this);
+    m_user->setObjectName(QStringLiteral("txt_user_name"));
+    m_user->setMaxLength(100);
+    m_password = new QLineEdit(this);
+    m_password->setObjectName(QStringLiteral("txt_password"));
+    m_password->setEchoMode(QLineEdit::Password);
+    m_password->setMaxLength(50);
+
+    auto* form = new QFormLayout;
+    form->addRow(QStringLiteral("&Felhasználónév:"), m_user);
+    form->addRow(QStringLiteral("&Jelszó:"), m_password);
+
+    auto* db = new QLabel(QStringLiteral("Adatbázis: %1").arg(databasePath), this);
+    db->setObjectName(QStringLiteral("lbl_database"));
+    db->setWordWrap(true);
+    db->setForegroundRole(QPalette::PlaceholderText);
+
+    m_message = new QLabel(this);
+    m_message->setObjectName(QStringLiteral("lbl_message"));
+    m_message->setWordWrap(true);
+    m_message->setStyleSheet(QStringLiteral("color: #b00020;"));
+    m_message->hide();
+
+    auto* buttons = new QDialogButtonBox(this);
+    m_ok = buttons->addButton(QStringLiteral("Bejelentkezés"), QDialogButtonBox::AcceptRole);
+    m_ok->setObjectName(QStringLiteral("cmd_ok"));
+    m_ok->setDefault(true);
+    QPushButton* cancel = buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole);
+    cancel->setObjectName(QStringLiteral("cmd_cancel"));
+    connect(m_ok, &QPushButton::clicked, this, &LoginDialog::tryLogin);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(title);
+    layout->addLayout(form);
+    layout->addWidget(db);
+    layout->addWidget(m_message);
+    layout->addWidget(buttons);
+    setMinimumWidth(380);
+    m_user->setFocus();
+}
+
+void LoginDialog::tryLogin()
+{
+    m_result = checkLogin(m_connection, m_user->text(), m_password->text());
+    if (m_result.ok()) {
+        accept();
+        return;
+    }
+    m_message->setText(m_result.message);
+    m_message->show();
+    // The name stays for another try; a wrong password is typed again from scratch.
+    if (m_result.status == LoginResult::Status::MissingName) {
+        m_user->setFocus();
+    } else {
+        m_password->clear();
+        m_password->setFocus();
+    }
+}
+
+} // namespace NexoFrame::Shell

@@ -1,0 +1,98 @@
+#include "ShellMenu.h"
+#include "Connection.h"
+#include <QDateTime>
+#include <QHash>
+#include <QSet>
+
+namespace NexoFrame::Shell {
+
+namespace {
+
+constexpr int kSlots = 10;
+
+unsigned rolesOf(const Recordset& rs)
+{
+    unsigned bits = 0;
+    for (int i = 0; i < kSlots; ++i)
+        if (rs.field(QStringLiteral("auth_%1").arg(i)).toBool()) bits |= 1u << i;
+    return bits;
+}
+
+// Children before their parent is known, so rows may come in any order of parents.
+QList<MenuEntry> build(int parent, QHash<int, QList<MenuEntry>>& byParent, QSet<int>& placed)
+{
+    QList<MenuEntry> out;
+    for (MenuEntry e : byParent.value(parent)) {
+        // A broken tree (an item below itself) must not loop the shell.
+        if (placed.contains(e.id)) continue;
+        placed.insert(e.id);
+        e.children = build(e.id, byParent, placed);
+        if (e.isFolder() && e.children.isEmpty()) continue;
+        out << e;
+    }
+    return out;
+}
+
+} // namespace
+
+unsigned groupRoles(Connection& c, int groupId)
+{
+    auto rs = c.openRecordset(Tables::UserGroup);
+    if (!rs->seek({groupId})) return 0;
+    return rolesOf(*rs);
+}
+
+QList<MenuEntry> visibleMenu(Connection& c, unsigned roles)
+{
+    auto rs = c.openRecordset(Tables::Menu);
+    rs->setIndex(QStringLiteral("sort_order"));
+    QHash<int, QList<MenuEntry>> byParent;
+    for (rs->moveFirst(); !rs->eof(); rs->moveNext()) {
+        if (rs->field(QStringLiteral("del_status")).toInt() != 0) continue;
+        if (!(rolesOf(*rs) & roles)) continue;
+        MenuEntry e;
+        e.id = rs->field(QStringLiteral("id")).toInt();
+        e.caption = rs->field(QStringLiteral("caption")).toString().trimmed();
+        e.accessKey = rs->field(QStringLiteral("access_key")).toString().trimmed();
+        e.className = rs->field(QStringLiteral("class_name")).toString().trimmed();
+        e.parameterS = rs->field(QStringLiteral("parameter_s")).toString();
+        e.parameterI = rs->field(QStringLiteral("parameter_i")).toInt();
+        const int parent = rs->field(QStringLiteral("parent_id")).toInt();
+        if (parent == e.id) continue;
+        byParent[parent] << e;
+    }
+    QSet<int> placed;
+    return build(0, byParent, placed);
+}
+
+QString menuText(const QString& caption, const QString& accessKey)
+{
+    QString text = caption;
+    text.replace(QLatin1Char('&'), QStringLiteral("&&"));
+    if (accessKey.size() != 1 || !accessKey.at(0).isLetterOrNumber()) return text;
+    const int at = text.indexOf(accessKey, 0, Qt::CaseInsensitive);
+    if (at >= 0) text.insert(at, QLatin1Char('&'));
+    return text;
+}
+
+bool writeMenuLog(Connection& c, int userId, int menuId, QString* error)
+{
+    try {
+        Recordset& rs = c.editRecordset(Tables::MenuLog);
+        rs.addNew();
+        rs.setField(QStringLiteral("id"), c.newKey(Tables::MenuLog));
+        rs.setField(QStringLiteral("user_id"), userId);
+        rs.setField(QStringLiteral("menu_id"), menuId);
+        rs.setField(QStringLiteral("log_date"), QDateTime::currentDateTime());
+        if (!rs.update()) {
+            if (error) *error = rs.lastError();
+            return false;
+        }
+        return true;
+    } catch (const DbError& e) {
+        if (error) *error = e.message();
+        return false;
+    }
+}
+
+} // namespace NexoFrame::Shell

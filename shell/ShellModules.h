@@ -1,0 +1,56 @@
+#pragma once
+#include "ClassRegistry.h"
+#include <QSet>
+#include <QString>
+#include <map>
+#include <memory>
+
+class QObject;
+class QPluginLoader;
+
+namespace NexoFrame {
+class IModule;
+}
+
+namespace NexoFrame::Shell {
+
+// The module libraries behind the class registry: registration and creation by ProgID.
+// Libraries stay loaded until the shell exits, as panels they made may still be alive.
+class Modules {
+public:
+    explicit Modules(const QString& registryPath = ClassRegistry::defaultPath());
+    ~Modules();
+
+    // The module library shipped beside the shell.
+    static QString defaultLibrary();
+    QString registryPath() const { return m_registry.path(); }
+
+    // Whether the registry maps this ProgID to a library.
+    bool knows(const QString& progId) const;
+
+    // Registers a library's ProgIDs. Returns false with a Hungarian message.
+    bool registerLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
+    // Removes a library's ProgIDs; a library that cannot be loaded any more is removed by its
+    // registry entries.
+    bool unregisterLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
+    // First run: registers `library` when the registry lacks the module's first panel.
+    // Returns false with a message only when the library is there and still fails.
+    bool ensureRegistered(const QString& library, QString* error);
+
+    // Creates the object of a registered ProgID. nullptr with a Hungarian message when the
+    // ProgID is unknown, its library fails to load or the factory hands out nothing; whatever
+    // the factory throws is passed on.
+    QObject* create(const QString& progId, QString* error);
+
+    // The loaded module of a library, or nullptr with a Hungarian message.
+    IModule* module(const QString& library, QString* error);
+
+private:
+    void reload();
+
+    ClassRegistry m_registry;
+    QSet<QString> m_known;
+    std::map<QString, std::unique_ptr<QPluginLoader>> m_loaders;
+};
+
+} // namespace NexoFrame::Shell

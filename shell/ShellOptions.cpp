@@ -1,0 +1,151 @@
+#include "ShellOptions.h"
+#include <QCommandLineParser>
+
+namespace NexoFrame::Shell {
+
+namespace {
+
+struct Spec {
+    QStringList names;
+    const char* valueName;
+    const char* description;
+};
+
+// One table drives both the parser and the help text, so they cannot drift apart.
+const QList<Spec>& specs()
+{
+    static const QList<Spec> list = {
+        {{QStringLiteral("db")}, "FÁJL",
+         "Az adatbázis-fájl. Ha még nem létezik, a program létrehozza a mintaadatokkal. "
+         "Alapértelmezés: a felhasználó adatmappájában lévő NexoFrame/demo.sqlite."},
+        {{QStringLiteral("user")}, "NÉV", "Bejelentkezés ezzel a felhasználónévvel, párbeszédablak nélkül."},
+        {{QStringLiteral("password")}, "JELSZÓ", "A --user felhasználó jelszava."},
+        {{QStringLiteral("open")}, "PROGID", "Induláskor megnyitja ezt a panelt (például NexoFrame.AuthUnits)."},
+        {{QStringLiteral("mode")}, "SZÁM", "A megnyitott panel módja (alapértelmezés: 0)."},
+        {{QStringLiteral("parameter")}, "SZÖVEG", "A megnyitott panel szöveges paramétere."},
+        {{QStringLiteral("screenshot")}, "PNG",
+         "Elmenti a főablak képét a megadott PNG-fájlba, majd kilép. A --user kapcsolót igényli."},
+        {{QStringLiteral("register")}, nullptr,
+         "Regisztrálja a modult (alapértelmezés: a program melletti libNexoFrame.so), majd kilép."},
+        {{QStringLiteral("unregister")}, nullptr, "Törli a modul regisztrációját, majd kilép."},
+        {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
+    };
+    return list;
+}
+
+} // namespace
+
+QString helpText()
+{
+    QString text = QStringLiteral(
+        "Használat: nexo-shell [kapcsolók]\n"
+        "       nexo-shell --register [KÖNYVTÁR]\n"
+        "       nexo-shell --unregister [KÖNYVTÁR]\n\n"
+        "A Quandra Express keretrendszer NexoFrame adminisztrációs moduljának indítóprogramja.\n\n"
+        "Kapcsolók:\n");
+    for (const Spec& s : specs()) {
+        QStringList names;
+        for (const QString& n : s.names) names << (n.size() == 1 ? QStringLiteral("-") : QStringLiteral("--")) + n;
+        QString head = QStringLiteral("  ") + names.join(QStringLiteral(", "));
+        if (s.valueName) head += QLatin1Char(' ') + QString::fromUtf8(s.valueName);
+        text += head.leftJustified(28) + QLatin1Char(' ') + QString::fromUtf8(s.description) + QLatin1Char('\n');
+    }
+    text += QStringLiteral(
+        "\nKilépési kódok: 0 rendben, 1 hiba (parancssor, adatbázis, modul, kép), "
+        "2 elutasított bejelentkezés, 3 a megnyitandó panel nem nyílt meg.\n");
+    return text;
+}
+
+bool parseOptions(const QStringList& arguments, Options* o, QString* error)
+{
+    QCommandLineParser p;
+    p.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    for (const Spec& s : specs()) {
+        QCommandLineOption opt(s.names, QString::fromUtf8(s.description));
+        if (s.valueName) opt.setValueName(QString::fromUtf8(s.valueName));
+        p.addOption(opt);
+    }
+    p.addPositionalArgument(QStringLiteral("KÖNYVTÁR"), QStringLiteral("A modul könyvtára a --register és --unregister kapcsolóhoz."));
+
+    if (!p.parse(arguments)) {
+        if (!p.unknownOptionNames().isEmpty())
+            *error = QStringLiteral("Ismeretlen kapcsoló: %1").arg(p.unknownOptionNames().join(QStringLiteral(", ")));
+        else
+            *error = QStringLiteral("Hibás parancssor: egy kapcsoló után hiányzik az érték.");
+        return false;
+    }
+
+    *o = Options();
+    if (p.isSet(QStringLiteral("help"))) {
+        o->action = Options::Action::Help;
+        return true;
+    }
+    const bool reg = p.isSet(QStringLiteral("register"));
+    const bool unreg = p.isSet(QStringLiteral("unregister"));
+    const QStringList rest = p.positionalArguments();
+    if (reg && unreg) {
+        *error = QStringLiteral("A --register és az --unregister egyszerre nem adható meg.");
+        return false;
+    }
+    if (reg || unreg) {
+        if (rest.size() > 1) {
+            *error = QStringLiteral("Egyszerre csak egy modul-könyvtár adható meg.");
+            return false;
+        }
+        o->action = reg ? Options::Action::Register : Options::Action::Unregister;
+        o->library = rest.value(0);
+        return true;
+    }
+    if (!rest.isEmpty()) {
+        *error = QStringLiteral("Váratlan argumentum: %1").arg(rest.join(QLatin1Char(' ')));
+        return false;
+    }
+
+    o->database = p.value(QStringLiteral("db"));
+    if (p.isSet(QStringLiteral("db")) && o->database.trimmed().isEmpty()) {
+        *error = QStringLiteral("A --db kapcsolóhoz meg kell adni az adatbázis-fájlt.");
+        return false;
+    }
+    o->userGiven = p.isSet(QStringLiteral("user"));
+    o->user = p.value(QStringLiteral("user"));
+    o->password = p.value(QStringLiteral("password"));
+    if (p.isSet(QStringLiteral("password")) && !o->userGiven) {
+        *error = QStringLiteral("A --password csak a --user kapcsolóval együtt használható.");
+        return false;
+    }
+
+    o->openProgId = p.value(QStringLiteral("open")).trimmed();
+    if (p.isSet(QStringLiteral("open")) && o->openProgId.isEmpty()) {
+        *error = QStringLiteral("Az --open kapcsolóhoz meg kell adni a panel ProgID-jét.");
+        return false;
+    }
+    if ((p.isSet(QStringLiteral("mode")) || p.isSet(QStringLiteral("parameter"))) && o->openProgId.isEmpty()) {
+        *error = QStringLiteral("A --mode és a --parameter csak az --open kapcsolóval együtt használható.");
+        return false;
+    }
+    if (p.isSet(QStringLiteral("mode"))) {
+        bool ok = false;
+        o->mode = p.value(QStringLiteral("mode")).trimmed().toInt(&ok);
+        if (!ok) {
+            *error = QStringLiteral("A --mode értéke egész szám legyen, nem „%1”.").arg(p.value(QStringLiteral("mode")));
+            return false;
+        }
+    }
+    o->parameter = p.value(QStringLiteral("parameter"));
+
+    o->screenshot = p.value(QStringLiteral("screenshot"));
+    if (p.isSet(QStringLiteral("screenshot"))) {
+        if (o->screenshot.trimmed().isEmpty()) {
+            *error = QStringLiteral("A --screenshot kapcsolóhoz meg kell adni a képfájlt.");
+            return false;
+        }
+        if (!o->userGiven) {
+            *error = QStringLiteral("A --screenshot használatához a --user és a --password kapcsoló is kell, "
+                                    "mert a kép bejelentkezési ablak nélkül készül.");
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace NexoFrame::Shell

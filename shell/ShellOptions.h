@@ -1,0 +1,35 @@
+#pragma once
+#include <QString>
+#include <QStringList>
+
+namespace NexoFrame::Shell {
+
+// What the command line asks of the shell.
+struct Options {
+    enum class Action { Run, Register, Unregister, Help };
+    Action action = Action::Run;
+
+    QString database;          // empty: the demo database in the user's data folder
+    QString user;
+    QString password;
+    bool userGiven = false;
+
+    QString openProgId;        // a panel to open at start
+    int mode = 0;
+    QString parameter;
+
+    QString screenshot;        // PNG to write, then exit
+    QString library;           // --register / --unregister: the module library, empty = default
+
+    // True when no one is expected to answer dialogs before the main window appears.
+    bool unattended() const { return userGiven || !screenshot.isEmpty(); }
+};
+
+// Reads the arguments (the program name first). Returns false with a Hungarian message when
+// they do not make sense together.
+bool parseOptions(const QStringList& arguments, Options* options, QString* error);
+
+// The Hungarian usage text.
+QString helpText();
+
+} // namespace NexoFrame::Shell

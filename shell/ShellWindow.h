@@ -1,0 +1,76 @@
+#pragma once
+#include "IAddin.h"
+#include "ShellLogin.h"
+#include "ShellMenu.h"
+#include <QMainWindow>
+#include <QString>
+
+class QAction;
+class QLabel;
+class QMenu;
+class QStackedWidget;
+class QTabWidget;
+
+namespace NexoFrame::Shell {
+
+class Modules;
+
+// What the panels see of the shell: the shared connection and who is logged in.
+class Site : public IAddinSite {
+public:
+    Site(Connection& connection, int userId) : m_connection(connection), m_userId(userId) {}
+    Connection* connection() override { return &m_connection; }
+    int currentUserId() override { return m_userId; }
+
+private:
+    Connection& m_connection;
+    int m_userId;
+};
+
+// The main window: the menu of the logged-in user's roles and one tab per open panel.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    MainWindow(Connection& connection, Modules& modules, const LoginResult& user,
+               const QString& databasePath, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // Opens a menu item's panel (or brings its tab forward) and logs the opening.
+    // Returns the panel, or nullptr when it could not be opened (the user was told why).
+    QWidget* openMenuItem(const MenuEntry& item);
+    // Opens a panel by ProgID in a new tab. nullptr when it failed (the user was told why).
+    QWidget* openPanel(const QString& progId, int mode, const QString& parameter, const QString& title);
+    // Detaches and deletes the panel of a tab.
+    void closePanel(int tabIndex);
+    void closeAllPanels();
+
+    QTabWidget* tabs() const { return m_tabs; }
+    const QList<MenuEntry>& menuEntries() const { return m_menu; }
+    // The visible menu item of an id, or nullptr.
+    const MenuEntry* menuEntry(int id) const;
+    // The action of a visible menu item, or nullptr.
+    QAction* menuAction(int id) const;
+    // The first visible item that opens this ProgID in this mode, or nullptr.
+    const MenuEntry* menuEntryFor(const QString& progId, int mode) const;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildMenu();
+    void addEntries(QMenu* menu, const QList<MenuEntry>& entries);
+    QAction* makeAction(const MenuEntry& e, QObject* owner);
+    void updatePlaceholder();
+
+    Connection& m_connection;
+    Modules& m_modules;
+    LoginResult m_user;
+    Site m_site;
+    QList<MenuEntry> m_menu;
+    QHash<int, QAction*> m_actions;
+    QStackedWidget* m_stack;
+    QTabWidget* m_tabs;
+    QLabel* m_placeholder;
+};
+
+} // namespace NexoFrame::Shell
