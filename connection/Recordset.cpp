@@ -234,6 +234,8 @@ void Recordset::addNew()
     m_mode = Mode::Add;
     m_editRow = Row(m_table->columns.size());
     for (int i = 0; i < m_table->columns.size(); ++i) m_editRow[i] = m_table->columns[i].defaultValue;
+    // Left empty, the key is handed out when the row is stored.
+    m_editRow[m_table->columnIndex(m_table->primaryKey)] = QVariant();
     m_dirty.fill(true);
 }
 

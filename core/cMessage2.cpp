@@ -206,7 +206,7 @@ void cMessage2::setButtons(int set, const QString& c1, const QString& c2, const 
         m_inputShown = true;
         break;
     case bsCustom: {
-        int code = rRetry;
+        int code = rCustom1;
         for (const QString& caption : {c1, c2, c3}) {
             if (!caption.isEmpty())
                 buttons.append({caption, code++});

@@ -36,7 +36,7 @@ class LoginDialog : public QDialog {
 public:
     LoginDialog(Connection& connection, const QString& databasePath, QWidget* parent = nullptr);
 
-    LoginResult result() const { return m_result; }
+    LoginResult loginResult() const { return m_result; }
     QLineEdit* userNameEdit() const { return m_user; }
     QLineEdit* passwordEdit() const { return m_password; }
     QLabel* messageLabel() const { return m_message; }

@@ -18,7 +18,7 @@ unsigned rolesOf(const Recordset& rs)
     return bits;
 }
 
-// Children before their parent is known, so rows may come in any order of parents.
+// Assembles the tree from the root down over the rows grouped by parent.
 QList<MenuEntry> build(int parent, QHash<int, QList<MenuEntry>>& byParent, QSet<int>& placed)
 {
     QList<MenuEntry> out;

@@ -288,6 +288,25 @@ void tst_message::layoutShortAndLong()
         QCOMPARE(msg.subMessageWidthTwips(), msg.messageWidthTwips());
         QCOMPARE(msg.subMessageTopTwips(), msg.messageTopTwips() + msg.messageHeightTwips() + 80);
     }
+    // The boundary: the widest text under 7500 twips keeps its line, one word more wraps.
+    const QFontMetrics fm = msg.lblMessage->fontMetrics();
+    auto twips = [&](const QString& t) {
+        return msg.pixelsToTwips(fm.boundingRect(QRect(0, 0, 1 << 20, 1 << 20), Qt::AlignLeft, t).width());
+    };
+    QString below = QStringLiteral("szó");
+    while (twips(below + QStringLiteral(" szó")) < 7500)
+        below += QStringLiteral(" szó");
+    closeNextModal();
+    msg.ShowMessageBox(0, "x", below);
+    QVERIFY(!msg.messageWordWrap());
+    QCOMPARE(msg.messageWidthTwips(), twips(below));
+    QCOMPARE(msg.formWidthTwips(), 300 + msg.messageWidthTwips() + 300);
+    QVERIFY(msg.formWidthTwips() < 7500 + 600);
+    closeNextModal();
+    msg.ShowMessageBox(0, "x", below + QStringLiteral(" szó"));
+    QVERIFY(msg.messageWordWrap());
+    QCOMPARE(msg.messageWidthTwips(), 7500 - 300 - 300);
+
     // The icon is centred on the text block.
     closeNextModal();
     msg.ShowMessageBox(16, "x", longText(), "Megpróbáljam újból?");

@@ -1,0 +1,138 @@
+#include "ShellProgram.h"
+#include "Connection.h"
+#include "ShellLogin.h"
+#include "ShellModules.h"
+#include "ShellNotices.h"
+#include "ShellOptions.h"
+#include "ShellWindow.h"
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QPixmap>
+#include <QStandardPaths>
+
+namespace NexoFrame::Shell {
+
+Program::Program(QString moduleLibrary) : m_library(std::move(moduleLibrary)) {}
+
+QString Program::defaultDatabasePath()
+{
+    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    return base.isEmpty() ? QString() : base + QStringLiteral("/NexoFrame/demo.sqlite");
+}
+
+int Program::registration(bool add, const QString& library)
+{
+    Notices::setConsole(true);
+    const QString lib = QFileInfo(library.isEmpty() ? m_library : library).absoluteFilePath();
+    Modules modules;
+    QString error;
+    QStringList ids;
+    const bool ok = add ? modules.registerLibrary(lib, &error, &ids) : modules.unregisterLibrary(lib, &error, &ids);
+    if (!ok) {
+        Notices::error(nullptr, (add ? QStringLiteral("A modul regisztrálása nem sikerült.\n")
+                                     : QStringLiteral("A modul regisztrációjának törlése nem sikerült.\n"))
+                                    + error);
+        return Failed;
+    }
+    Notices::info((add ? QStringLiteral("A modul regisztrálva: %1") : QStringLiteral("A modul regisztrációja törölve: %1")).arg(lib));
+    Notices::info(QStringLiteral("Regisztrációs fájl: %1").arg(modules.registryPath()));
+    Notices::info(QStringLiteral("Osztályok: %1").arg(ids.join(QStringLiteral(", "))));
+    return Done;
+}
+
+int Program::run(const QStringList& arguments)
+{
+    Options o;
+    QString error;
+    if (!parseOptions(arguments, &o, &error)) {
+        Notices::setConsole(true);
+        Notices::error(nullptr, error + QStringLiteral("\nA kapcsolók listája: nexo-shell --help"));
+        return Failed;
+    }
+    switch (o.action) {
+    case Options::Action::Help:
+        Notices::info(helpText());
+        return Done;
+    case Options::Action::Register:
+        return registration(true, o.library);
+    case Options::Action::Unregister:
+        return registration(false, o.library);
+    case Options::Action::Run:
+        break;
+    }
+    Notices::setConsole(o.unattended());
+
+    Modules modules;
+    if (!modules.ensureRegistered(m_library, &error))
+        Notices::warning(nullptr, QStringLiteral("A NexoFrame modul nem regisztrálható, a panelei nem nyithatók meg.\n\n%1").arg(error));
+
+    QString path = o.database;
+    if (path.isEmpty()) {
+        path = defaultDatabasePath();
+        if (path.isEmpty() || !QDir().mkpath(QFileInfo(path).absolutePath())) {
+            Notices::error(nullptr, QStringLiteral("A mintaadatbázis mappája nem hozható létre: %1")
+                                        .arg(path.isEmpty() ? QStringLiteral("(nincs adatmappa)") : QFileInfo(path).absolutePath()));
+            return Failed;
+        }
+    }
+    path = QFileInfo(path).absoluteFilePath();
+    // A file the user names is only filled with demo data when the shell creates it.
+    const bool created = !QFileInfo::exists(path);
+    const bool demo = o.database.isEmpty() || created;
+    std::unique_ptr<Connection> connection = Connection::openSqlite(path, demo, &error);
+    if (!connection) {
+        // A half-made file would pass for a user's own database on the next run.
+        if (created)
+            for (const char* suffix : {"", "-journal", "-wal", "-shm"}) QFile::remove(path + QLatin1String(suffix));
+        Notices::error(nullptr, QStringLiteral("Az adatbázis nem nyitható meg.\n\n%1").arg(error));
+        return Failed;
+    }
+    if (created && o.unattended()) Notices::info(QStringLiteral("Új adatbázis készült a mintaadatokkal: %1").arg(path));
+
+    LoginResult user;
+    if (o.userGiven) {
+        user = checkLogin(*connection, o.user, o.password);
+        if (!user.ok()) {
+            Notices::error(nullptr, user.message);
+            return LoginRefused;
+        }
+    } else {
+        LoginDialog login(*connection, path);
+        if (login.exec() != QDialog::Accepted) return Done;
+        user = login.loginResult();
+    }
+    connection->setCurrentUserId(user.userId);
+
+    MainWindow window(*connection, modules, user, path);
+    window.resize(1200, 800);
+    window.show();
+    const bool shot = !o.screenshot.isEmpty();
+    // From here on a person is at the screen, unless only a picture is wanted.
+    Notices::setConsole(shot);
+
+    if (!o.openProgId.isEmpty()) {
+        const MenuEntry* item = window.menuEntryFor(o.openProgId, o.mode);
+        const QString title = item ? item->caption : o.openProgId;
+        if (!window.openPanel(o.openProgId, o.mode, o.parameter, title) && shot) return PanelFailed;
+    }
+
+    if (shot) {
+        // Let the panel finish laying out and filling before the picture is taken.
+        for (int i = 0; i < 3; ++i) {
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::processEvents();
+        }
+        const QString file = QFileInfo(o.screenshot).absoluteFilePath();
+        if (!window.grab().save(file, "PNG")) {
+            Notices::error(nullptr, QStringLiteral("A kép nem menthető: %1").arg(file));
+            return Failed;
+        }
+        Notices::info(QStringLiteral("A kép elkészült: %1").arg(file));
+        return Done;
+    }
+    return QApplication::exec();
+}
+
+} // namespace NexoFrame::Shell

@@ -1,0 +1,27 @@
+#pragma once
+#include <QString>
+#include <QStringList>
+
+namespace NexoFrame::Shell {
+
+// The shell from command line to exit code: 0 done, 1 failure (command line, database,
+// module, picture), 2 login refused, 3 the panel to open did not open (unattended only).
+class Program {
+public:
+    enum ExitCode { Done = 0, Failed = 1, LoginRefused = 2, PanelFailed = 3 };
+
+    // `moduleLibrary`: the module registered on first run and by a bare --register.
+    explicit Program(QString moduleLibrary);
+
+    int run(const QStringList& arguments);
+
+    // The demo database in the user's data folder.
+    static QString defaultDatabasePath();
+
+private:
+    int registration(bool add, const QString& library);
+
+    QString m_library;
+};
+
+} // namespace NexoFrame::Shell

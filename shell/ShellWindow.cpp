@@ -1,0 +1,244 @@
+#include "ShellWindow.h"
+#include "Connection.h"
+#include "ShellModules.h"
+#include "ShellNotices.h"
+#include <QAction>
+#include <QCloseEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <functional>
+
+namespace NexoFrame::Shell {
+
+namespace {
+
+// Which menu item a tab was opened from; -1 for a panel opened by ProgID alone.
+const char* const kMenuId = "nexoMenuId";
+
+IAddin* addinOf(QObject* object)
+{
+    if (IAddin* a = qobject_cast<IAddin*>(object)) return a;
+    return dynamic_cast<IAddin*>(object);
+}
+
+QString tabTitle(QString caption) { return caption.replace(QLatin1Char('&'), QStringLiteral("&&")); }
+
+const MenuEntry* findEntry(const QList<MenuEntry>& entries, const std::function<bool(const MenuEntry&)>& match)
+{
+    for (const MenuEntry& e : entries) {
+        if (match(e)) return &e;
+        if (const MenuEntry* c = findEntry(e.children, match)) return c;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+MainWindow::MainWindow(Connection& connection, Modules& modules, const LoginResult& user,
+                       const QString& databasePath, QWidget* parent)
+    : QMainWindow(parent), m_connection(connection), m_modules(modules), m_user(user),
+      m_site(connection, user.userId)
+{
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(QStringLiteral("Quandra Express Keretrendszer – NexoFrame"));
+
+    m_tabs = new QTabWidget;
+    m_tabs->setObjectName(QStringLiteral("tabPanels"));
+    m_tabs->setTabsClosable(true);
+    m_tabs->setMovable(true);
+    m_tabs->setDocumentMode(true);
+    connect(m_tabs, &QTabWidget::tabCloseRequested, this, &MainWindow::closePanel);
+
+    m_placeholder = new QLabel;
+    m_placeholder->setObjectName(QStringLiteral("lbl_placeholder"));
+    m_placeholder->setAlignment(Qt::AlignCenter);
+    m_placeholder->setWordWrap(true);
+    m_placeholder->setForegroundRole(QPalette::PlaceholderText);
+
+    m_stack = new QStackedWidget;
+    m_stack->addWidget(m_placeholder);
+    m_stack->addWidget(m_tabs);
+    setCentralWidget(m_stack);
+
+    auto* closeTab = new QAction(QStringLiteral("Panel bezárása"), this);
+    closeTab->setShortcut(QKeySequence::Close);
+    connect(closeTab, &QAction::triggered, this, [this] {
+        if (m_tabs->count() > 0) closePanel(m_tabs->currentIndex());
+    });
+    addAction(closeTab);
+
+    auto* userLabel = new QLabel(QStringLiteral("Felhasználó: %1 (%2)").arg(user.displayName, user.userName));
+    userLabel->setObjectName(QStringLiteral("lbl_user"));
+    auto* dbLabel = new QLabel(QStringLiteral("Adatbázis: %1").arg(databasePath));
+    dbLabel->setObjectName(QStringLiteral("lbl_database"));
+    statusBar()->addWidget(userLabel);
+    statusBar()->addPermanentWidget(dbLabel);
+
+    buildMenu();
+    updatePlaceholder();
+}
+
+MainWindow::~MainWindow() { closeAllPanels(); }
+
+void MainWindow::buildMenu()
+{
+    guarded(this, QStringLiteral("A főmenü nem olvasható be."), [this] {
+        m_menu = visibleMenu(m_connection, groupRoles(m_connection, m_user.groupId));
+    });
+    for (const MenuEntry& e : std::as_const(m_menu)) {
+        if (e.children.isEmpty()) {
+            menuBar()->addAction(makeAction(e, menuBar()));
+            continue;
+        }
+        QMenu* sub = menuBar()->addMenu(menuText(e.caption, e.accessKey));
+        if (!e.isFolder()) {
+            sub->addAction(makeAction(e, sub));
+            sub->addSeparator();
+        }
+        addEntries(sub, e.children);
+    }
+}
+
+void MainWindow::addEntries(QMenu* menu, const QList<MenuEntry>& entries)
+{
+    menu->setToolTipsVisible(true);
+    for (const MenuEntry& e : entries) {
+        if (e.children.isEmpty()) {
+            menu->addAction(makeAction(e, menu));
+            continue;
+        }
+        // An item with both a panel and sub-items opens its panel from the head of its submenu.
+        QMenu* sub = menu->addMenu(menuText(e.caption, e.accessKey));
+        if (!e.isFolder()) {
+            sub->addAction(makeAction(e, sub));
+            sub->addSeparator();
+        }
+        addEntries(sub, e.children);
+    }
+}
+
+QAction* MainWindow::makeAction(const MenuEntry& e, QObject* owner)
+{
+    auto* a = new QAction(menuText(e.caption, e.accessKey), owner);
+    a->setData(e.id);
+    if (!m_modules.knows(e.className)) {
+        a->setEnabled(false);
+        const QString why = QStringLiteral("Ez a funkció nincs telepítve (%1).").arg(e.className);
+        a->setToolTip(why);
+        a->setStatusTip(why);
+    }
+    const int id = e.id;
+    connect(a, &QAction::triggered, this, [this, id] {
+        if (const MenuEntry* entry = menuEntry(id)) openMenuItem(*entry);
+    });
+    m_actions.insert(e.id, a);
+    return a;
+}
+
+const MenuEntry* MainWindow::menuEntry(int id) const
+{
+    return findEntry(m_menu, [id](const MenuEntry& e) { return e.id == id; });
+}
+
+QAction* MainWindow::menuAction(int id) const { return m_actions.value(id); }
+
+const MenuEntry* MainWindow::menuEntryFor(const QString& progId, int mode) const
+{
+    return findEntry(m_menu, [&](const MenuEntry& e) { return e.className == progId && e.parameterI == mode; });
+}
+
+QWidget* MainWindow::openMenuItem(const MenuEntry& item)
+{
+    // One tab per item: choosing it again brings the open panel forward.
+    for (int i = 0; i < m_tabs->count(); ++i) {
+        if (m_tabs->widget(i)->property(kMenuId).toInt() == item.id) {
+            m_tabs->setCurrentIndex(i);
+            return m_tabs->widget(i);
+        }
+    }
+    const int id = item.id;
+    QWidget* panel = openPanel(item.className, item.parameterI, item.parameterS, item.caption);
+    if (!panel) return nullptr;
+    panel->setProperty(kMenuId, id);
+    QString error;
+    if (!writeMenuLog(m_connection, m_user.userId, id, &error))
+        Notices::warning(this, QStringLiteral("A megnyitás nem került be a menünaplóba.\n\n%1").arg(error));
+    return panel;
+}
+
+QWidget* MainWindow::openPanel(const QString& progId, int mode, const QString& parameter, const QString& title)
+{
+    const QString failed = QStringLiteral("A(z) „%1” panel nem nyitható meg.").arg(title);
+    QString error;
+    QObject* object = nullptr;
+    if (!guarded(this, failed, [&] { object = m_modules.create(progId, &error); })) return nullptr;
+    if (!object) {
+        Notices::error(this, failed + QStringLiteral("\n\n") + error);
+        return nullptr;
+    }
+    auto* panel = qobject_cast<QWidget*>(object);
+    IAddin* addin = panel ? addinOf(object) : nullptr;
+    if (!addin) {
+        delete object;
+        Notices::error(this, failed + QStringLiteral("\n\nA(z) %1 osztály nem megjeleníthető panel.").arg(progId));
+        return nullptr;
+    }
+
+    // In its tab before attaching, so that the panel has its place and size while it builds.
+    panel->setProperty(kMenuId, -1);
+    m_tabs->setCurrentIndex(m_tabs->addTab(panel, tabTitle(title)));
+    updatePlaceholder();
+    if (!guarded(this, failed, [&] { addin->IAddin_AttachToSite(&m_site, mode, parameter); })) {
+        const int index = m_tabs->indexOf(panel);
+        if (index >= 0) m_tabs->removeTab(index);
+        // It may have kept the site before it failed; that reference must not outlive it.
+        try {
+            addin->IAddin_RemoveFromSite();
+        } catch (...) {
+        }
+        delete panel;
+        updatePlaceholder();
+        return nullptr;
+    }
+    return panel;
+}
+
+void MainWindow::closePanel(int tabIndex)
+{
+    QWidget* panel = m_tabs->widget(tabIndex);
+    if (!panel) return;
+    m_tabs->removeTab(tabIndex);
+    if (IAddin* addin = addinOf(panel))
+        guarded(this, QStringLiteral("A panel bezárása közben hiba történt."), [&] { addin->IAddin_RemoveFromSite(); });
+    delete panel;
+    updatePlaceholder();
+}
+
+void MainWindow::closeAllPanels()
+{
+    while (m_tabs->count() > 0) closePanel(m_tabs->count() - 1);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    closeAllPanels();
+    event->accept();
+}
+
+void MainWindow::updatePlaceholder()
+{
+    if (m_tabs->count() > 0) {
+        m_stack->setCurrentWidget(m_tabs);
+        return;
+    }
+    m_placeholder->setText(m_menu.isEmpty()
+                               ? QStringLiteral("Önnek egyetlen menüpont sem érhető el. Forduljon a rendszergazdához.")
+                               : QStringLiteral("Válasszon egy funkciót a főmenüből."));
+    m_stack->setCurrentWidget(m_placeholder);
+}
+
+} // namespace NexoFrame::Shell

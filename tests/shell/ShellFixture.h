@@ -1,0 +1,52 @@
+#pragma once
+// Each test gets its own database file, class registry and data folders in a fresh temp dir.
+#include "ClassRegistry.h"
+#include "Connection.h"
+#include "ShellLogin.h"
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+
+struct ShellFixture {
+    QTemporaryDir dir;
+    std::unique_ptr<NexoFrame::Connection> db;
+
+    ShellFixture()
+    {
+        qputenv("NEXO_REGISTRY", registryPath().toUtf8());
+        qputenv("XDG_DATA_HOME", path(QStringLiteral("data")).toUtf8());
+        qputenv("XDG_CONFIG_HOME", path(QStringLiteral("config")).toUtf8());
+    }
+
+    QString path(const QString& name) const { return dir.filePath(name); }
+    QString dbPath() const { return path(QStringLiteral("test.sqlite")); }
+    QString registryPath() const { return path(QStringLiteral("classes.ini")); }
+
+    // The demo database; nullptr (and a failed check in the caller) when it cannot be made.
+    NexoFrame::Connection* open()
+    {
+        QString error;
+        db = NexoFrame::Connection::openSqlite(dbPath(), true, &error);
+        if (!db) qWarning("demo database: %s", qUtf8Printable(error));
+        return db.get();
+    }
+
+    // Maps ProgIDs to the stand-in module, as a real module would register them.
+    void standIn(const QStringList& progIds) const
+    {
+        NexoFrame::ClassRegistry r(registryPath());
+        for (const QString& id : progIds) r.add(id, {QStringLiteral(NEXO_TEST_MODULE), QStringLiteral("TestPanel")});
+        r.sync();
+    }
+
+    int count(const QString& sql, const QVariantList& binds = {}) const
+    {
+        const auto rows = db->select(sql, binds);
+        return rows.isEmpty() ? -1 : rows.first().value(0).toInt();
+    }
+
+    NexoFrame::Shell::LoginResult login(const QString& name, const QString& password) const
+    {
+        return NexoFrame::Shell::checkLogin(*db, name, password);
+    }
+};
