@@ -153,6 +153,11 @@ std::unique_ptr<Recordset> Connection::openRecordset(int table)
     return std::make_unique<Recordset>(this, &requireTable(table));
 }
 
+std::unique_ptr<Recordset> Connection::openRecordset(int table, const QStringList& columns)
+{
+    return std::make_unique<Recordset>(this, &requireTable(table), columns);
+}
+
 Recordset& Connection::browseRecordset(int table)
 {
     auto& slot = m_browse[table];
@@ -487,9 +492,10 @@ QList<int> Connection::liveDescendants(int table, int id)
 {
     const TableDef& t = requireTable(table);
     const QString tn = quoted(t.name);
-    // UNION (not UNION ALL) ends the walk even on a damaged tree that loops.
-    auto rows = select(QStringLiteral("WITH RECURSIVE d(id) AS (SELECT id FROM %1 WHERE parent_id=? AND del_status=0 "
-                                      "UNION SELECT t.id FROM %1 t JOIN d ON t.parent_id=d.id WHERE t.del_status=0) "
+    // The depth bound ends the walk even on a damaged tree that loops.
+    auto rows = select(QStringLiteral("WITH RECURSIVE d(id, depth) AS (SELECT id, 1 FROM %1 WHERE parent_id=? AND del_status=0 "
+                                      "UNION ALL SELECT t.id, d.depth+1 FROM %1 t JOIN d ON t.parent_id=d.id "
+                                      "WHERE t.del_status=0 AND d.depth<64) "
                                       "SELECT id FROM d").arg(tn),
                        {id});
     QList<int> ids;

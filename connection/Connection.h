@@ -43,6 +43,8 @@ public:
 
     // A fresh recordset of a table; the caller owns it.
     std::unique_ptr<Recordset> openRecordset(int table);
+    // The same over some columns only, for walks that touch many rows.
+    std::unique_ptr<Recordset> openRecordset(int table, const QStringList& columns);
     // The recordsets the records share per table: one to read and bookmark, one to write.
     Recordset& browseRecordset(int table);
     Recordset& editRecordset(int table);

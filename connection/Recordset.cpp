@@ -40,13 +40,42 @@ bool sameValue(const ColumnDef& c, const QVariant& stored, const QVariant& wante
     }
 }
 
+// A bookmark is the row's key: "L" and the number for integer keys, "T" and the text.
+QByteArray encodeKey(const QVariant& key)
+{
+    if (key.typeId() == QMetaType::Int || key.typeId() == QMetaType::LongLong)
+        return QByteArrayLiteral("L") + QByteArray::number(key.toLongLong());
+    return QByteArrayLiteral("T") + key.toString().toUtf8();
+}
+
+QVariant decodeKey(const QByteArray& b)
+{
+    if (b.startsWith('L')) return b.mid(1).toLongLong();
+    return QString::fromUtf8(b.mid(1));
+}
+
 } // namespace
 
-Recordset::Recordset(Connection* connection, const TableDef* table)
+Recordset::Recordset(Connection* connection, const TableDef* table, const QStringList& columns)
     : m_c(connection), m_table(table)
 {
+    const int n = int(m_table->columns.size());
+    m_inProjection.fill(columns.isEmpty(), n);
+    if (!columns.isEmpty()) {
+        // The key and every index column always come along, so that seeks and moves work.
+        QStringList wanted = columns;
+        wanted << m_table->primaryKey;
+        for (const IndexDef& ix : m_table->indexes) wanted << ix.columns;
+        for (const QString& c : std::as_const(wanted)) {
+            const int i = m_table->columnIndex(c);
+            if (i < 0) throw DbError(QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.").arg(m_table->name, c));
+            m_inProjection[i] = true;
+        }
+    }
+    for (int i = 0; i < n; ++i)
+        if (m_inProjection[i]) m_cols << i;
     m_order = orderColumns();
-    m_dirty.resize(m_table->columns.size());
+    m_dirty.resize(n);
 }
 
 Recordset::~Recordset() = default;
@@ -68,6 +97,7 @@ void Recordset::setIndex(const QString& name)
                           .arg(m_table->name, name));
     m_index = name;
     m_order = orderColumns();
+    m_statements.clear(); // their order was the old index's
     m_buf.clear();
     m_pos = -1;
 }
@@ -82,19 +112,27 @@ QVariantList Recordset::keyOf(const Row& r) const
     return k;
 }
 
-void Recordset::fetch(const QString& where, const QVariantList& binds, bool descending, int limit)
+void Recordset::fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds,
+                      bool descending, int limit)
 {
-    QStringList cols;
-    for (const ColumnDef& c : m_table->columns) cols << quoted(c.name);
-    QStringList order;
-    for (const QString& c : m_order) order << quoted(c) + (descending ? QStringLiteral(" DESC") : QString());
-    QString sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ")
-        + quoted(m_table->name);
-    if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
-    sql += QStringLiteral(" ORDER BY ") + order.join(QLatin1Char(','));
-    sql += QStringLiteral(" LIMIT ") + QString::number(limit);
+    // A statement depends only on the shape of the read: it is prepared once per shape.
+    const qint64 key = (qint64(shape) << 32) | (qint64(limit) << 1) | (descending ? 1 : 0);
+    QSqlQuery*& stmt = m_statements[key];
+    if (!stmt) {
+        const QString where = makeWhere ? makeWhere() : QString();
+        QString sql;
+        QStringList cols;
+        for (int i : std::as_const(m_cols)) cols << quoted(m_table->columns[i].name);
+        QStringList order;
+        for (const QString& c : m_order) order << quoted(c) + (descending ? QStringLiteral(" DESC") : QString());
+        sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ") + quoted(m_table->name);
+        if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
+        sql += QStringLiteral(" ORDER BY ") + order.join(QLatin1Char(','));
+        sql += QStringLiteral(" LIMIT ") + QString::number(limit);
+        stmt = &m_c->prepared(sql);
+    }
 
-    QSqlQuery& q = m_c->prepared(sql);
+    QSqlQuery& q = *stmt;
     for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
     if (!q.exec()) {
         QString e = q.lastError().text();
@@ -103,9 +141,11 @@ void Recordset::fetch(const QString& where, const QVariantList& binds, bool desc
     }
     m_buf.clear();
     const int n = int(m_table->columns.size());
+    const int k = int(m_cols.size());
+    const Engine& engine = m_c->engine();
     while (q.next()) {
         Row r(n);
-        for (int i = 0; i < n; ++i) r[i] = m_c->engine().fromDb(m_table->columns[i], q.value(i));
+        for (int j = 0; j < k; ++j) r[m_cols[j]] = engine.fromDb(m_table->columns[m_cols[j]], q.value(j));
         m_buf.append(std::move(r));
     }
     q.finish();
@@ -120,17 +160,23 @@ bool Recordset::seek(SeekOp op, const QVariantList& keys)
                                            : m_table->index(m_index);
     const int n = std::min<int>(int(keys.size()), int(ix->columns.size()));
     if (n == 0) throw DbError(QStringLiteral("Keresés kulcs nélkül."));
-    QStringList cols = ix->columns.mid(0, n);
+    if (op == SeekOp::Equal) {
+        const int inWindow = seekInWindow(*ix, keys);
+        if (inWindow >= 0) return inWindow == 1;
+    }
     QVariantList binds;
-    for (int i = 0; i < n; ++i) binds << m_c->engine().toDb(*m_table->column(cols[i]), keys[i]);
-    m_window = 1;
-    fetch(rowCompare(cols, op == SeekOp::Greater ? ">" : ">="), binds, false, m_window);
+    binds.reserve(n);
+    for (int i = 0; i < n; ++i) binds << m_c->engine().toDb(*m_table->column(ix->columns[i]), keys[i]);
+    m_window = m_readAhead;
+    fetch(100 + int(op) * 16 + n,
+          [&] { return rowCompare(ix->columns.mid(0, n), op == SeekOp::Greater ? ">" : ">="); }, binds, false,
+          m_window);
     m_pos = m_buf.isEmpty() ? -1 : 0;
     m_noMatch = m_buf.isEmpty();
     if (!m_noMatch && op == SeekOp::Equal) {
         const Row& r = m_buf.first();
         for (int i = 0; i < n; ++i) {
-            const int ci = m_table->columnIndex(cols[i]);
+            const int ci = m_table->columnIndex(ix->columns[i]);
             if (!sameValue(m_table->columns[ci], r[ci], keys[i])) {
                 m_noMatch = true;
                 break;
@@ -144,17 +190,41 @@ bool Recordset::seek(SeekOp op, const QVariantList& keys)
     return !m_noMatch;
 }
 
+int Recordset::seekInWindow(const IndexDef& ix, const QVariantList& keys)
+{
+    // Rows already read are consecutive in index order: a single integer key between the
+    // first and the last of them is found (or known absent) without asking the database.
+    if (m_readAhead <= 1 || keys.size() != 1 || ix.columns.size() != 1 || m_buf.isEmpty()
+        || m_generation != m_c->generation())
+        return -1;
+    const int ci = m_table->columnIndex(ix.columns.first());
+    if (m_table->columns[ci].type != ColType::Long) return -1;
+    const qlonglong k = keys.first().toLongLong();
+    if (k < m_buf.first()[ci].toLongLong() || k > m_buf.last()[ci].toLongLong()) return -1;
+    auto it = std::lower_bound(m_buf.cbegin(), m_buf.cend(), k,
+                               [ci](const Row& r, qlonglong v) { return r[ci].toLongLong() < v; });
+    if (it == m_buf.cend() || (*it)[ci].toLongLong() != k) {
+        m_noMatch = true;
+        m_pos = -1;
+        m_buf.clear();
+        return 0;
+    }
+    m_pos = int(it - m_buf.cbegin());
+    m_noMatch = false;
+    return 1;
+}
+
 void Recordset::moveFirst()
 {
     m_window = 16;
-    fetch({}, {}, false, m_window);
+    fetch(0, {}, {}, false, m_window);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
 void Recordset::moveLast()
 {
     m_window = 1;
-    fetch({}, {}, true, 1);
+    fetch(0, {}, {}, true, 1);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
@@ -171,7 +241,7 @@ void Recordset::moveNext()
     }
     const QVariantList key = keyOf(m_buf[m_pos]);
     m_window = std::min(kMaxWindow, m_window * 2);
-    fetch(rowCompare(m_order, ">"), key, false, m_window);
+    fetch(1, [this] { return rowCompare(m_order, ">"); }, key, false, m_window);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
@@ -183,7 +253,7 @@ void Recordset::movePrevious()
         return;
     }
     const QVariantList key = keyOf(m_buf[m_pos]);
-    fetch(rowCompare(m_order, "<"), key, true, 1);
+    fetch(2, [this] { return rowCompare(m_order, "<"); }, key, true, 1);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
@@ -206,21 +276,15 @@ void Recordset::ensureCurrent() const
 
 QByteArray Recordset::bookmark() const
 {
-    const Row& r = current();
-    QByteArray b;
-    QDataStream s(&b, QIODevice::WriteOnly);
-    s << r[m_table->columnIndex(m_table->primaryKey)];
-    return b;
+    return encodeKey(current()[m_table->columnIndex(m_table->primaryKey)]);
 }
 
 void Recordset::setBookmark(const QByteArray& b)
 {
-    QVariant key;
-    QDataStream s(b);
-    s >> key;
+    const QVariant key = decodeKey(b);
     const ColumnDef& pk = *m_table->column(m_table->primaryKey);
     m_window = 1;
-    fetch(quoted(pk.name) + QStringLiteral("=?"), {m_c->engine().toDb(pk, key)}, false, 1);
+    fetch(3, [&] { return quoted(pk.name) + QStringLiteral("=?"); }, {m_c->engine().toDb(pk, key)}, false, 1);
     if (m_buf.isEmpty()) {
         m_pos = -1;
         throw DbError(QStringLiteral("A keresett rekord már nem létezik (%1).").arg(m_table->name));
@@ -253,6 +317,8 @@ void Recordset::cancelUpdate()
 
 QVariant Recordset::field(int column) const
 {
+    if (!m_inProjection.value(column))
+        throw DbError(QStringLiteral("A mező nincs a rekordkészletben (%1).").arg(m_table->name));
     if (m_mode != Mode::None) return m_editRow.value(column);
     return current().value(column);
 }
@@ -269,6 +335,8 @@ void Recordset::setField(int column, const QVariant& v)
 {
     if (m_mode == Mode::None)
         throw DbError(QStringLiteral("A rekord nincs szerkeszthető állapotban (%1).").arg(m_table->name));
+    if (!m_inProjection.value(column))
+        throw DbError(QStringLiteral("A mező nincs a rekordkészletben (%1).").arg(m_table->name));
     const ColumnDef& c = m_table->columns[column];
     QVariant value = v;
     // Over-long text is cut to the column, never refused.
@@ -304,7 +372,7 @@ bool Recordset::update()
             if (m_editRow[pki].isNull() && pk.type == ColType::Long)
                 m_editRow[pki] = m_c->newKey(m_table->number, pk.name);
             QStringList cols, marks;
-            for (int i = 0; i < m_table->columns.size(); ++i) {
+            for (int i : std::as_const(m_cols)) {
                 cols << quoted(m_table->columns[i].name);
                 marks << QStringLiteral("?");
                 binds << m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
@@ -314,17 +382,23 @@ bool Recordset::update()
                 + QLatin1Char(')');
             keyValue = m_editRow[pki];
         } else {
-            QStringList sets;
+            QByteArray mask(m_table->columns.size(), '0');
             for (int i = 0; i < m_table->columns.size(); ++i) {
                 if (!m_dirty[i]) continue;
-                sets << quoted(m_table->columns[i].name) + QStringLiteral("=?");
+                mask[i] = '1';
                 binds << m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
             }
             keyValue = current()[pki];
-            if (!sets.isEmpty()) {
-                sql = QStringLiteral("UPDATE ") + quoted(m_table->name) + QStringLiteral(" SET ")
-                    + sets.join(QLatin1Char(',')) + QStringLiteral(" WHERE ") + quoted(pk.name)
-                    + QStringLiteral("=?");
+            if (!binds.isEmpty()) {
+                QString& cached = m_updateCache[mask];
+                if (cached.isEmpty()) {
+                    QStringList sets;
+                    for (int i = 0; i < m_table->columns.size(); ++i)
+                        if (m_dirty[i]) sets << quoted(m_table->columns[i].name) + QStringLiteral("=?");
+                    cached = QStringLiteral("UPDATE ") + quoted(m_table->name) + QStringLiteral(" SET ")
+                        + sets.join(QLatin1Char(',')) + QStringLiteral(" WHERE ") + quoted(pk.name) + QStringLiteral("=?");
+                }
+                sql = cached;
                 binds << m_c->engine().toDb(pk, keyValue);
             }
         }
@@ -345,10 +419,7 @@ bool Recordset::update()
         }
     }
     if (m_mode == Mode::Edit) m_buf[m_pos] = m_editRow;
-    QByteArray b;
-    QDataStream s(&b, QIODevice::WriteOnly);
-    s << keyValue;
-    m_lastModified = b;
+    m_lastModified = encodeKey(keyValue);
     m_mode = Mode::None;
     m_c->touch();
     m_generation = m_c->generation();
@@ -358,6 +429,9 @@ bool Recordset::update()
 std::unique_ptr<Recordset> Recordset::clone() const
 {
     auto r = std::make_unique<Recordset>(m_c, m_table);
+    r->m_statements = m_statements;
+    r->m_cols = m_cols;
+    r->m_inProjection = m_inProjection;
     r->m_index = m_index;
     r->m_order = m_order;
     r->m_buf = m_buf;

@@ -1,8 +1,12 @@
 #pragma once
 #include "Schema.h"
 #include <QByteArray>
+#include <QHash>
 #include <QVariant>
 #include <QVector>
+#include <functional>
+
+class QSqlQuery;
 #include <memory>
 
 namespace NexoFrame {
@@ -16,7 +20,8 @@ class Recordset {
 public:
     enum class SeekOp { Equal, GreaterOrEqual, Greater };
 
-    Recordset(Connection* connection, const TableDef* table);
+    // columns: read only these (and the key and index columns); empty reads every column.
+    Recordset(Connection* connection, const TableDef* table, const QStringList& columns = {});
     ~Recordset();
 
     const TableDef& table() const { return *m_table; }
@@ -30,6 +35,9 @@ public:
     bool seek(SeekOp op, const QVariantList& keys);
     bool seek(const QVariantList& keys) { return seek(SeekOp::Equal, keys); }
     bool noMatch() const { return m_noMatch; }
+    // Rows a seek reads ahead; later equal seeks on a single integer key that fall among
+    // them are answered without a query (for walks over many keys in ascending order).
+    void setReadAhead(int rows) { m_readAhead = std::max(1, rows); }
 
     void moveFirst();
     void moveLast();
@@ -61,14 +69,19 @@ private:
     enum class Mode { None, Add, Edit };
     using Row = QVector<QVariant>;
 
-    void fetch(const QString& where, const QVariantList& binds, bool descending, int limit);
+    void fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds, bool descending,
+               int limit);
     QStringList orderColumns() const;
     QVariantList keyOf(const Row& r) const;
+    // 1 found, 0 known absent, -1 the rows read cannot tell.
+    int seekInWindow(const IndexDef& ix, const QVariantList& keys);
     const Row& current() const;
     void ensureCurrent() const;
 
     Connection* m_c;
     const TableDef* m_table;
+    QVector<int> m_cols;          // the columns read, in table order
+    QVector<bool> m_inProjection;
     QString m_index;
     QStringList m_order;
     QVector<Row> m_buf;
@@ -76,6 +89,7 @@ private:
     bool m_noMatch = false;
     bool m_exhausted = false;
     int m_window = 1;
+    int m_readAhead = 1;
     quint64 m_generation = 0;
 
     Mode m_mode = Mode::None;
@@ -83,6 +97,8 @@ private:
     QVector<bool> m_dirty;
     QByteArray m_lastModified;
     QString m_lastError;
+    QHash<qint64, QSqlQuery*> m_statements; // owned by the connection
+    QHash<QByteArray, QString> m_updateCache;
 };
 
 } // namespace NexoFrame

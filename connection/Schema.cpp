@@ -4,6 +4,9 @@ namespace NexoFrame {
 
 int TableDef::columnIndex(const QString& c) const
 {
+    // Callers nearly always spell the column as the schema does; only then fold the case.
+    auto it = lookup.constFind(c);
+    if (it != lookup.constEnd()) return *it;
     return lookup.value(c.toLower(), -1);
 }
 
@@ -66,7 +69,10 @@ TableDef makeTable(const char* name, int number, const char* pk, QList<ColumnDef
     t.columns = std::move(cols);
     t.indexes << IndexDef{QStringLiteral("PrimaryKey"), {t.primaryKey}, true};
     t.indexes << extra;
-    for (int i = 0; i < t.columns.size(); ++i) t.lookup.insert(t.columns[i].name.toLower(), i);
+    for (int i = 0; i < t.columns.size(); ++i) {
+        t.lookup.insert(t.columns[i].name.toLower(), i);
+        t.lookup.insert(t.columns[i].name, i);
+    }
     return t;
 }
 

@@ -44,17 +44,17 @@ public:
             *error = QStringLiteral("Az adatbázis helyén nem fájl áll: %1").arg(fi.absoluteFilePath());
             return false;
         }
-        // Checked on the permission bits, so that a read-only file is refused even for root.
-        const auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteUser
-            | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-        if (fi.exists() && !(fi.permissions() & writeBits)) {
+        // Checked on the permission bits, so that a read-only file is refused even for root
+        // (WriteUser is not a bit: it says whether this process may write, always true for root).
+        const auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+        if (fi.exists() && (!(fi.permissions() & writeBits) || !fi.isWritable())) {
             *error = QStringLiteral("Az adatbázis-fájl csak olvasható, nem lehet rajta dolgozni: %1")
                          .arg(fi.absoluteFilePath());
             return false;
         }
         if (!fi.exists()) {
             QFileInfo dirInfo(fi.absolutePath());
-            if (!(dirInfo.permissions() & writeBits)) {
+            if (!(dirInfo.permissions() & writeBits) || !dirInfo.isWritable()) {
                 *error = QStringLiteral("Az adatbázis mappája csak olvasható: %1").arg(fi.absolutePath());
                 return false;
             }
@@ -76,6 +76,9 @@ public:
         }
         exec(db, QStringLiteral("PRAGMA busy_timeout=5000"));
         exec(db, QStringLiteral("PRAGMA foreign_keys=OFF"));
+        // A page cache that holds a large rights or menu tree keeps tree walks off the disk.
+        exec(db, QStringLiteral("PRAGMA cache_size=-65536"));
+        exec(db, QStringLiteral("PRAGMA mmap_size=268435456"));
         return true;
     }
 

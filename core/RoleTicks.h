@@ -1,12 +1,15 @@
 #pragma once
 #include <QColor>
+#include <QString>
 #include <functional>
+#include <memory>
 
 class QTreeWidgetItem;
 
 namespace NexoFrame {
 
 class Connection;
+class Recordset;
 
 // Writing a role's tick in a rights tree (authorisation units, menus, OLAP reports): a
 // tick grants the node and everything below it, an untick revokes them, and a grant also
@@ -18,6 +21,7 @@ public:
     // loaded yet (its rows are still written).
     RoleTicks(Connection& connection, int table, int slot,
               std::function<QTreeWidgetItem*(int)> itemOf);
+    ~RoleTicks();
 
     // False when the table could not be opened exclusively: nothing was written.
     bool toggle(QTreeWidgetItem* node, bool checked);
@@ -34,6 +38,8 @@ private:
     int m_table;
     int m_slot;
     std::function<QTreeWidgetItem*(int)> m_itemOf;
+    QString m_column;
+    std::unique_ptr<Recordset> m_rs;
 };
 
 } // namespace NexoFrame

@@ -1,5 +1,6 @@
 #include "ShellModules.h"
 #include "IModule.h"
+#include "ShellNotices.h"
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QPluginLoader>
@@ -10,6 +11,19 @@ namespace {
 const QString kFirstPanel = QStringLiteral("NexoFrame.AuthUnits");
 
 QString absolute(const QString& path) { return QFileInfo(path).absoluteFilePath(); }
+
+// Registration runs the module's own code; what it throws becomes the reason it failed.
+template <class F>
+bool guardedCall(QString* error, F&& call)
+{
+    try {
+        call();
+        return true;
+    } catch (...) {
+        *error = Notices::describe(std::current_exception());
+        return false;
+    }
+}
 } // namespace
 
 Modules::Modules(const QString& registryPath) : m_registry(registryPath) { reload(); }
@@ -55,55 +69,36 @@ bool Modules::registerLibrary(const QString& library, QString* error, QStringLis
 {
     IModule* m = module(library, error);
     if (!m) return false;
-    if (!m->registerServer(m_registry.path(), absolute(library))) {
-        *error = QStringLiteral("A modul nem tudta beírni magát a regisztrációs fájlba: %1").arg(m_registry.path());
-        reload();
-        return false;
-    }
+    bool ok = false;
+    if (!guardedCall(error, [&] { ok = m->registerServer(m_registry.path(), absolute(library)); })) ok = false;
+    else if (!ok) *error = QStringLiteral("A modul nem tudta beírni magát a regisztrációs fájlba: %1").arg(m_registry.path());
     reload();
-    if (progIds) *progIds = m->progIds();
-    return true;
+    if (ok && progIds) *progIds = m->progIds();
+    return ok;
 }
 
 bool Modules::unregisterLibrary(const QString& library, QString* error, QStringList* progIds)
 {
-    const QString path = absolute(library);
-    QString loadError;
-    if (IModule* m = module(library, &loadError)) {
-        const QStringList ids = m->progIds();
-        const bool ok = m->unregisterServer(m_registry.path());
-        reload();
-        if (!ok) {
-            *error = QStringLiteral("A modul nem tudta törölni magát a regisztrációs fájlból: %1").arg(m_registry.path());
-            return false;
-        }
-        if (progIds) *progIds = ids;
-        return true;
-    }
-    // A removed or broken library still leaves its entries behind: clear them by path.
-    QStringList removed;
-    for (const QString& id : m_registry.progIds()) {
-        if (absolute(m_registry.entry(id).library) == path) {
-            m_registry.remove(id);
-            removed << id;
-        }
-    }
+    IModule* m = module(library, error);
+    if (!m) return false;
+    bool ok = false;
+    if (!guardedCall(error, [&] { ok = m->unregisterServer(m_registry.path()); })) ok = false;
+    else if (!ok) *error = QStringLiteral("A modul nem tudta törölni magát a regisztrációs fájlból: %1").arg(m_registry.path());
     reload();
-    if (removed.isEmpty()) {
-        *error = loadError;
-        return false;
-    }
-    if (!m_registry.sync()) {
-        *error = QStringLiteral("A regisztrációs fájl nem írható: %1").arg(m_registry.path());
-        return false;
-    }
-    if (progIds) *progIds = removed;
-    return true;
+    if (ok && progIds) *progIds = m->progIds();
+    return ok;
 }
 
 bool Modules::ensureRegistered(const QString& library, QString* error)
 {
-    if (knows(kFirstPanel) || !QFileInfo::exists(library)) return true;
+    const QFileInfo lib(library);
+    if (!lib.exists()) return true;
+    if (knows(kFirstPanel)) {
+        // A module rebuilt or updated in place may hand out new panels: it registers again
+        // once, when it is newer than the registry. A module registered from elsewhere is left.
+        if (absolute(m_registry.entry(kFirstPanel).library) != lib.absoluteFilePath()) return true;
+        if (lib.lastModified() <= QFileInfo(m_registry.path()).lastModified()) return true;
+    }
     return registerLibrary(library, error);
 }
 

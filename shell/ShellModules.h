@@ -30,11 +30,11 @@ public:
 
     // Registers a library's ProgIDs. Returns false with a Hungarian message.
     bool registerLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
-    // Removes a library's ProgIDs; a library that cannot be loaded any more is removed by its
-    // registry entries.
+    // Removes a library's ProgIDs.
     bool unregisterLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
-    // First run: registers `library` when the registry lacks the module's first panel.
-    // Returns false with a message only when the library is there and still fails.
+    // First run: registers `library` when the registry lacks the module's first panel, or
+    // again when that library has changed since. Returns false with a message only when the
+    // library is there and still fails.
     bool ensureRegistered(const QString& library, QString* error);
 
     // Creates the object of a registered ProgID. nullptr with a Hungarian message when the

@@ -44,6 +44,14 @@ int Program::registration(bool add, const QString& library)
 
 int Program::run(const QStringList& arguments)
 {
+    int code = Failed;
+    if (!guarded(nullptr, QStringLiteral("Váratlan hiba történt, a program leáll."), [&] { code = runGuarded(arguments); }))
+        return Failed;
+    return code;
+}
+
+int Program::runGuarded(const QStringList& arguments)
+{
     Options o;
     QString error;
     if (!parseOptions(arguments, &o, &error)) {

@@ -19,6 +19,7 @@ public:
     static QString defaultDatabasePath();
 
 private:
+    int runGuarded(const QStringList& arguments);
     int registration(bool add, const QString& library);
 
     QString m_library;

@@ -9,6 +9,7 @@
 #include "frmAuthUnit.h"
 #include <QComboBox>
 #include <QLineEdit>
+#include <QTableWidget>
 #include <QTest>
 #include <QToolBar>
 #include <QTreeWidget>
@@ -225,7 +226,9 @@ private slots:
         onNextModal([](QWidget* d) {
             qobject_cast<frmAuthUnit*>(d)->txt_name->setText(QStringLiteral("   "));
             onNextModal([](QWidget* list) {
-                QVERIFY(dialogText(list).contains(QStringLiteral("A név megadása kötelező!")) || true);
+                auto* grid = list->findChild<QTableWidget*>(QStringLiteral("grd_error"));
+                QVERIFY(grid && grid->rowCount() == 1);
+                QCOMPARE(grid->item(0, 0)->text(), QStringLiteral("A név megadása kötelező!"));
                 clickButton(list, QStringLiteral("cmdCancel"));
             });
             onNextModal([](QWidget* again) { clickButton(again, QStringLiteral("cmd_cancel")); });

@@ -17,12 +17,11 @@ struct ShellFixture {
         qputenv("XDG_DATA_HOME", path(QStringLiteral("data")).toUtf8());
         qputenv("XDG_CONFIG_HOME", path(QStringLiteral("config")).toUtf8());
     }
-
     QString path(const QString& name) const { return dir.filePath(name); }
     QString dbPath() const { return path(QStringLiteral("test.sqlite")); }
     QString registryPath() const { return path(QStringLiteral("classes.ini")); }
 
-    // The demo database; nullptr (and a failed check in the caller) when it cannot be made.
+    // The demo database, or nullptr when it cannot be made.
     NexoFrame::Connection* open()
     {
         QString error;
@@ -30,7 +29,6 @@ struct ShellFixture {
         if (!db) qWarning("demo database: %s", qUtf8Printable(error));
         return db.get();
     }
-
     // Maps ProgIDs to the stand-in module, as a real module would register them.
     void standIn(const QStringList& progIds) const
     {
@@ -38,13 +36,11 @@ struct ShellFixture {
         for (const QString& id : progIds) r.add(id, {QStringLiteral(NEXO_TEST_MODULE), QStringLiteral("TestPanel")});
         r.sync();
     }
-
     int count(const QString& sql, const QVariantList& binds = {}) const
     {
         const auto rows = db->select(sql, binds);
         return rows.isEmpty() ? -1 : rows.first().value(0).toInt();
     }
-
     NexoFrame::Shell::LoginResult login(const QString& name, const QString& password) const
     {
         return NexoFrame::Shell::checkLogin(*db, name, password);

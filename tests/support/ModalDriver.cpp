@@ -8,6 +8,7 @@
 #include <QList>
 #include <QPointer>
 #include <QStringList>
+#include <QTest>
 #include <QTimer>
 #include <QWidget>
 
@@ -16,6 +17,7 @@ namespace NexoFrame {
 namespace {
 
 constexpr int kPollMs = 10;
+constexpr int kUnansweredMs = 10000;
 
 class ModalDriverImpl : public QObject {
 public:
@@ -24,6 +26,8 @@ public:
     {
         m_timer.setInterval(kPollMs);
         connect(&m_timer, &QTimer::timeout, this, &ModalDriverImpl::poll);
+        // Always on, so that a dialog no test answers is noticed too.
+        m_timer.start();
     }
 
     void enqueue(ModalAction action, int timeoutMs)
@@ -31,7 +35,6 @@ public:
         if (m_queue.isEmpty())
             m_headSince.start();
         m_queue.append({std::move(action), timeoutMs});
-        m_timer.start();
     }
 
     int pending() const { return int(m_queue.size()); }
@@ -42,7 +45,7 @@ public:
         m_queue.clear();
         m_expired = 0;
         forgetAnswered();
-        m_timer.stop();
+        m_unanswered = nullptr;
     }
 
 protected:
@@ -69,22 +72,48 @@ private:
 
     void poll()
     {
-        if (m_queue.isEmpty()) {
-            m_timer.stop();
-            return;
-        }
         QWidget* dialog = QApplication::activeModalWidget();
-        const bool alreadyAnswered = dialog == m_answered && !m_answeredHidden;
-        if (!dialog || !dialog->isVisible() || alreadyAnswered) {
+        if (dialog && !dialog->isVisible())
+            dialog = nullptr;
+        // Once another dialog has been over the answered one (or it has gone), the answered
+        // one may take the next answer: a form that stays open after its error list closed.
+        if (dialog != m_answered)
+            forgetAnswered();
+
+        if (!m_queue.isEmpty()) {
+            const bool alreadyAnswered = dialog && dialog == m_answered && !m_answeredHidden;
+            if (dialog && !alreadyAnswered) {
+                answer(dialog);
+                m_unanswered = nullptr;
+                return;
+            }
             if (m_headSince.elapsed() > m_queue.first().timeoutMs) {
                 m_queue.removeFirst();
                 m_headSince.start();
                 ++m_expired;
-                qWarning("ModalDriver: no modal dialog appeared for a queued answer; dropped it");
+                fail(QStringLiteral("no dialog came up for a queued answer"));
             }
-            return;
         }
 
+        // A dialog nobody answers would hang the test: close it after a while and fail.
+        if (!dialog) {
+            m_unanswered = nullptr;
+        } else if (dialog != m_unanswered) {
+            m_unanswered = dialog;
+            m_unansweredSince.start();
+        } else if (m_unansweredSince.elapsed() > kUnansweredMs) {
+            fail(QStringLiteral("closed a dialog left without an answer: %1 \"%2\" %3")
+                     .arg(dialog->objectName(), dialog->windowTitle(),
+                          dialogText(dialog).replace(QLatin1Char('\n'), QLatin1Char(' '))));
+            m_unanswered = nullptr;
+            dialog->close();
+            if (dialog->isVisible())
+                dialog->hide();
+        }
+    }
+
+    void answer(QWidget* dialog)
+    {
         Pending next = m_queue.takeFirst();
         m_headSince.start();
         forgetAnswered();
@@ -105,11 +134,22 @@ private:
             Qt::QueuedConnection);
     }
 
+    static void fail(const QString& message)
+    {
+        const QByteArray text = "ModalDriver: " + message.toUtf8();
+        if (QTest::currentTestFunction())
+            QTest::qFail(text.constData(), __FILE__, __LINE__);
+        else
+            qWarning("%s", text.constData());
+    }
+
     QTimer m_timer;
     QList<Pending> m_queue;
     QElapsedTimer m_headSince;
     QPointer<QWidget> m_answered;
     bool m_answeredHidden = false;
+    QPointer<QWidget> m_unanswered;
+    QElapsedTimer m_unansweredSince;
     int m_expired = 0;
 };
 
@@ -120,6 +160,20 @@ ModalDriverImpl* driver()
         instance = new ModalDriverImpl(QCoreApplication::instance());
     return instance;
 }
+
+// Watch from the first event loop on, before a test queues its first answer. The
+// application is still being constructed here, so the driver is made a little later.
+void startDriver()
+{
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [] {
+            if (qobject_cast<QApplication*>(QCoreApplication::instance()))
+                driver();
+        },
+        Qt::QueuedConnection);
+}
+Q_COREAPP_STARTUP_FUNCTION(startDriver)
 
 QString withoutMnemonics(QString text)
 {

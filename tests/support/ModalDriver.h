@@ -14,10 +14,14 @@ namespace NexoFrame {
 // - The same dialog object shown again (the shared message box) counts as a new dialog.
 // - A dialog opened by an action (or by the code after it) gets the next queued answer, so a
 //   chain of dialogs is answered by queuing one action per dialog.
-// - An action must close its dialog (or open the next one); it is never run twice on one
-//   showing of a dialog.
-// - An action that finds no dialog within timeoutMs of becoming the next in line is dropped,
-//   with a warning, and counted in expiredModalActions().
+// - An action must close its dialog or open another one over it. A dialog is not answered
+//   twice in a row while it stays up, unless another dialog has come up over it in between:
+//   a form whose OK opens the error list and stays open takes the answer after the list's.
+// - An action that finds no dialog within timeoutMs of becoming the next in line is dropped
+//   and counted in expiredModalActions(), and the running test function fails.
+// - A modal dialog left up without an answer for ten seconds (nothing queued for it, or its
+//   action failed before closing it) is closed and the running test function fails, so a
+//   missing answer shows as a failure instead of a hung test.
 using ModalAction = std::function<void(QWidget* dialog)>;
 void onNextModal(ModalAction action, int timeoutMs = 5000);
 

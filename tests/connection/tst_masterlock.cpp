@@ -1,0 +1,187 @@
+#include "Connection.h"
+#include "ModalDriver.h"
+#include "Module.h"
+#include "cDDXAuthUnit.h"
+#include "cMessage2.h"
+
+#include <QLabel>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace NexoFrame;
+
+namespace {
+
+const QString kQuestion = QStringLiteral(
+    "Az adatállományt a rendszer nem tudja lokkolni. Valószinűleg valaki más is használja az adatbázist.");
+const QString kRetry = QStringLiteral("Megpróbáljam újból?");
+
+// The SQLite engine, counting how often the master lock is asked for.
+class CountingEngine : public Engine {
+public:
+    int tries = 0;
+    QString name() const override { return m_e->name(); }
+    bool open(QSqlDatabase& db, const QString& n, const QString& t, QString* e) override { return m_e->open(db, n, t, e); }
+    QString databaseName() const override { return m_e->databaseName(); }
+    QString sqlType(const ColumnDef& c) const override { return m_e->sqlType(c); }
+    bool tableExists(QSqlDatabase& db, const QString& t) const override { return m_e->tableExists(db, t); }
+    QVariant toDb(const ColumnDef& c, const QVariant& v) const override { return m_e->toDb(c, v); }
+    QVariant fromDb(const ColumnDef& c, const QVariant& v) const override { return m_e->fromDb(c, v); }
+    bool tryMasterLock(QSqlDatabase& db) override { ++tries; return m_e->tryMasterLock(db); }
+    bool beginPlain(QSqlDatabase& db) override { return m_e->beginPlain(db); }
+    bool commit(QSqlDatabase& db) override { return m_e->commit(db); }
+    bool rollback(QSqlDatabase& db) override { return m_e->rollback(db); }
+    void idle(QSqlDatabase& db, int f) override { m_e->idle(db, f); }
+    QString boolLiteral(bool v) const override { return m_e->boolLiteral(v); }
+
+private:
+    std::unique_ptr<Engine> m_e = makeSqliteEngine();
+};
+
+} // namespace
+
+class tst_masterlock : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    QString m_path;
+    CountingEngine* m_engine = nullptr;
+    std::unique_ptr<Connection> m_c;
+    QProcess m_holder;
+
+    // A valid new unit, confirmed and ready to be written.
+    std::unique_ptr<cDDXAuthUnit> newUnit(const QString& name)
+    {
+        auto u = std::make_unique<cDDXAuthUnit>();
+        u->set_name(name);
+        u->set_prefix("lock_test");
+        if (!u->SetFinal()) return nullptr;
+        return u;
+    }
+    int count(const QString& name)
+    {
+        return m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE name=?", {name}).first().first().toInt();
+    }
+
+    // What each lock question showed: its texts and the lock tries made before it.
+    struct Asked { QString message, subMessage; int tries; };
+    QList<Asked> m_asked;
+
+    void answer(const QString& button)
+    {
+        onNextModal([this, button](QWidget* dlg) {
+            const cMessage2& msg = module().message();
+            m_asked << Asked{msg.lblMessage->text(), msg.lblSubMessage->text(), m_engine->tries};
+            clickButton(dlg, button);
+        });
+    }
+    void checkAsked(QList<int> triesBefore)
+    {
+        QCOMPARE(m_asked.size(), triesBefore.size());
+        for (int i = 0; i < m_asked.size(); ++i) {
+            QCOMPARE(m_asked[i].message, kQuestion);
+            QCOMPARE(m_asked[i].subMessage, kRetry);
+            QCOMPARE(m_asked[i].tries, triesBefore[i]);
+        }
+    }
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init() { resetModalDriver(); m_asked.clear(); m_engine->tries = 0; module().errors().Clear(); }
+    void cleanup()
+    {
+        QCOMPARE(pendingModalActions(), 0);
+        QCOMPARE(expiredModalActions(), 0);
+    }
+    void refusedLockAsksAfterThreeSilentTries();
+    void killedHolderLeavesTheLockFree();
+};
+
+void tst_masterlock::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    m_path = m_dir.filePath("lock.db");
+    QString err;
+    QVERIFY2(Connection::openSqlite(m_path, true, &err), qPrintable(err));
+    auto engine = std::make_unique<CountingEngine>();
+    m_engine = engine.get();
+    m_c = std::make_unique<Connection>(std::move(engine));
+    QVERIFY2(m_c->open(m_path, &err) && m_c->ensureSchema(&err), qPrintable(err));
+    module().setConnection(m_c.get());
+    module().setCurrentUserId(1);
+
+    m_holder.start(qEnvironmentVariable("NEXO_TEST_BIN") + "/nexo_lockholder", {m_path});
+    QVERIFY2(m_holder.waitForStarted(), qPrintable(m_holder.errorString()));
+    QByteArray out;
+    while (!out.contains('\n') && m_holder.waitForReadyRead(10000)) out += m_holder.readAllStandardOutput();
+    QCOMPARE(out.trimmed(), QByteArray("LOCKED"));
+}
+
+void tst_masterlock::cleanupTestCase()
+{
+    module().setConnection(nullptr);
+    m_holder.kill();
+    m_holder.waitForFinished();
+}
+
+void tst_masterlock::refusedLockAsksAfterThreeSilentTries()
+{
+    QVERIFY(!m_c->lockMaster(3));
+    m_engine->tries = 0;
+
+    // No: nothing is written and nothing stays locked.
+    auto unit = newUnit("Zárolt egység");
+    QVERIFY(unit);
+    answer("Nem");
+    QVERIFY(!unit->CoreUpdate());
+    checkAsked({4});
+    QCOMPARE(m_engine->tries, 4);
+    QCOMPARE(count("Zárolt egység"), 0);
+    QVERIFY(!m_c->hasMasterLock());
+    QVERIFY(!m_c->inTransaction());
+
+    // Yes: three more silent tries, then the same question again.
+    m_engine->tries = 0;
+    m_asked.clear();
+    answer("Igen");
+    answer("Nem");
+    QVERIFY(!unit->CoreUpdate());
+    checkAsked({4, 8});
+    QCOMPARE(m_engine->tries, 8);
+    QCOMPARE(count("Zárolt egység"), 0);
+    QVERIFY(!m_c->hasMasterLock());
+
+    // A modified record is refused the same way and keeps its row.
+    QVERIFY(unit->CoreLoad(22));
+    unit->set_name("Átnevezve");
+    QVERIFY(unit->SetFinal());
+    unit->SetModified();
+    m_engine->tries = 0;
+    m_asked.clear();
+    answer("Nem");
+    QVERIFY(!unit->CoreUpdate());
+    checkAsked({4});
+    QCOMPARE(m_c->select("SELECT name FROM qnd_auth_unit WHERE id=22").first().first().toString(), QString("Új kimutatás"));
+}
+
+void tst_masterlock::killedHolderLeavesTheLockFree()
+{
+    m_holder.kill(); // SIGKILL: the holder gets no chance to release anything
+    QVERIFY(m_holder.waitForFinished());
+    QCOMPARE(m_holder.exitStatus(), QProcess::CrashExit);
+
+    auto unit = newUnit("Szabad egység");
+    QVERIFY(unit);
+    bool asked = false;
+    onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 500);
+    QVERIFY(unit->CoreUpdate());
+    QVERIFY(!asked);
+    QCOMPARE(m_engine->tries, 1);
+    QCOMPARE(count("Szabad egység"), 1);
+    QVERIFY(!m_c->hasMasterLock());
+    resetModalDriver(); // the guard above found nothing to answer
+}
+
+QTEST_MAIN(tst_masterlock)
+#include "tst_masterlock.moc"

@@ -1,0 +1,428 @@
+#include "Connection.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+#include <algorithm>
+
+using namespace NexoFrame;
+
+namespace {
+
+constexpr int kGenerated = 3000;
+const QString kTable = QStringLiteral("qnd_auth_unit");
+
+// Index order as the database sorts it: nulls first, then by value.
+int compareValues(const QVariant& a, const QVariant& b)
+{
+    if (a.isNull() || b.isNull()) return int(!a.isNull()) - int(!b.isNull());
+    if (a.typeId() == QMetaType::QString || b.typeId() == QMetaType::QString)
+        return a.toString().compare(b.toString());
+    return a.toLongLong() < b.toLongLong() ? -1 : a.toLongLong() > b.toLongLong();
+}
+
+int compareKeys(const QVariantList& row, const QVariantList& keys)
+{
+    for (int i = 0; i < keys.size(); ++i)
+        if (int c = compareValues(row[i], keys[i])) return c;
+    return 0;
+}
+
+QList<int> ids(const QList<QVariantList>& rows)
+{
+    QList<int> l;
+    for (const QVariantList& r : rows) l << r.last().toInt();
+    return l;
+}
+
+QList<int> walk(Recordset& rs, int limit = INT_MAX)
+{
+    QList<int> l;
+    for (; !rs.eof() && l.size() < limit; rs.moveNext()) l << rs.field("id").toInt();
+    return l;
+}
+
+} // namespace
+
+class tst_recordset : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    std::unique_ptr<Connection> m_c;
+
+    // Rows of the table as (index columns..., id), sorted in the index's order.
+    QList<QVariantList> sorted(const QStringList& cols)
+    {
+        auto rows = m_c->select("SELECT " + (cols + QStringList{"id"}).join(',') + " FROM " + kTable);
+        std::stable_sort(rows.begin(), rows.end(), [](const QVariantList& a, const QVariantList& b) {
+            return compareKeys(a, b) < 0;
+        });
+        return rows;
+    }
+
+private slots:
+    void initTestCase();
+    void seek_data();
+    void seek();
+    void walkInIndexOrder_data();
+    void walkInIndexOrder();
+    void bookmarks();
+    void editing();
+    void cloneAndIndexNames();
+    void newKeys();
+    void settingsUniquenessDeleteCheck();
+    void cipher();
+    void rights_data();
+    void rights();
+    void liveDescendants();
+};
+
+void tst_recordset::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    QString err;
+    m_c = Connection::openSqlite(m_dir.filePath("rs.db"), true, &err);
+    QVERIFY2(m_c, qPrintable(err));
+
+    // 40 parents with 5 names each, repeated, so that ties fall back to the key; a few rows
+    // without a name, which sort first within their parent.
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    QVERIFY(m_c->lockMaster(3));
+    QVERIFY(m_c->beginTrans(3));
+    for (int i = 0; i < kGenerated; ++i) {
+        rs->addNew();
+        rs->setField("parent_id", 100 + i % 40);
+        if (i % 101 != 7) rs->setField("name", QString("n%1").arg(i * 37 % 200, 3, 10, QChar('0')));
+        rs->setField("prefix", QString("gen_%1").arg(i % 13));
+        QVERIFY2(rs->update(), qPrintable(rs->lastError()));
+    }
+    QVERIFY(m_c->commitTrans(3));
+    m_c->unlockMaster(3);
+    QVERIFY(!m_c->inTransaction() && !m_c->hasMasterLock());
+    QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE parent_id>=100").first().first().toInt(),
+             kGenerated);
+    QVERIFY(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE name IS NULL").first().first().toInt() > 10);
+}
+
+void tst_recordset::seek_data()
+{
+    QTest::addColumn<QString>("index");
+    QTest::addColumn<bool>("atLeast");
+    QTest::addColumn<QVariantList>("keys");
+    QTest::addColumn<bool>("found");
+
+    QTest::newRow("key equal") << "PrimaryKey" << false << QVariantList{1500} << true;
+    QTest::newRow("key equal, missing") << "PrimaryKey" << false << QVariantList{999999} << false;
+    QTest::newRow("key at least, in a gap") << "PrimaryKey" << true << QVariantList{31} << true;
+    QTest::newRow("key at least, past the end") << "PrimaryKey" << true << QVariantList{999999} << false;
+    QTest::newRow("two columns equal") << "real_parent_id_2" << false << QVariantList{105, "n185"} << true;
+    QTest::newRow("two columns equal, missing name") << "real_parent_id_2" << false << QVariantList{105, "n186"} << false;
+    QTest::newRow("two columns at least, between names") << "real_parent_id_2" << true << QVariantList{105, "n186"} << true;
+    QTest::newRow("two columns at least, past the parent") << "real_parent_id_2" << true << QVariantList{105, "zzz"} << true;
+    QTest::newRow("partial key equal") << "real_parent_id_2" << false << QVariantList{107} << true;
+    QTest::newRow("partial key equal, missing") << "real_parent_id_2" << false << QVariantList{99} << false;
+    QTest::newRow("partial key at least") << "real_parent_id_2" << true << QVariantList{99} << true;
+    QTest::newRow("partial key at least, past the end") << "real_parent_id_2" << true << QVariantList{140} << false;
+    QTest::newRow("text index equal") << "prefix" << false << QVariantList{"gen_4"} << true;
+}
+
+void tst_recordset::seek()
+{
+    QFETCH(QString, index);
+    QFETCH(bool, atLeast);
+    QFETCH(QVariantList, keys);
+    QFETCH(bool, found);
+
+    const QStringList cols = m_c->tableDef(Tables::AuthUnit)->index(index)->columns;
+    const auto order = sorted(cols);
+    auto hit = std::find_if(order.begin(), order.end(),
+                            [&](const QVariantList& r) { return compareKeys(r, keys) >= 0; });
+    if (!atLeast && hit != order.end() && compareKeys(*hit, keys) != 0) hit = order.end();
+    QCOMPARE(hit != order.end(), found);
+
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setIndex(index);
+    QCOMPARE(rs->seek(atLeast ? Recordset::SeekOp::GreaterOrEqual : Recordset::SeekOp::Equal, keys), found);
+    QCOMPARE(rs->noMatch(), !found);
+    QCOMPARE(rs->eof(), !found);
+    if (!found) {
+        QVERIFY_THROWS_EXCEPTION(DbError, rs->field("id"));
+        return;
+    }
+    // From the hit on, moving on follows the index through several fetch windows.
+    const QList<int> expected = ids(order.mid(hit - order.begin(), 600));
+    QCOMPARE(walk(*rs, 600), expected);
+}
+
+void tst_recordset::walkInIndexOrder_data()
+{
+    QTest::addColumn<QString>("index");
+    QTest::addColumn<QString>("orderBy");
+    QTest::newRow("PrimaryKey") << "PrimaryKey" << "id";
+    QTest::newRow("real_parent_id_2") << "real_parent_id_2" << "parent_id, name, id";
+    QTest::newRow("prefix") << "prefix" << "prefix, id";
+}
+
+void tst_recordset::walkInIndexOrder()
+{
+    QFETCH(QString, index);
+    QFETCH(QString, orderBy);
+    QList<int> expected;
+    for (const QVariantList& r : m_c->select("SELECT id FROM qnd_auth_unit ORDER BY " + orderBy)) expected << r[0].toInt();
+
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setIndex(index);
+    rs->moveFirst();
+    QList<int> forward = walk(*rs, 1000);
+    // A write elsewhere drops the cached window; the walk goes on from the current row.
+    QVERIFY(m_c->execute("UPDATE qnd_auth_unit SET auth_5=-1 WHERE id=?", {expected.last()}));
+    forward += walk(*rs);
+    QCOMPARE(forward, expected);
+    QVERIFY(rs->eof());
+    rs->moveNext(); // past the end stays there
+    QVERIFY(rs->eof());
+
+    rs->moveLast();
+    QList<int> backward;
+    for (; !rs->eof(); rs->movePrevious()) backward << rs->field("id").toInt();
+    std::reverse(expected.begin(), expected.end());
+    QCOMPARE(backward, expected);
+
+    rs->moveLast();
+    rs->movePrevious();
+    rs->moveNext();
+    QCOMPARE(rs->field("id").toInt(), expected.first());
+    QCOMPARE(rs->recordCount(), int(expected.size()));
+}
+
+void tst_recordset::bookmarks()
+{
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setIndex("real_parent_id_2");
+    QVERIFY(rs->seek({110, "n090"}));
+    const int id = rs->field("id").toInt();
+    const QByteArray mark = rs->bookmark();
+    rs->moveNext();
+    const int next = rs->field("id").toInt();
+
+    rs->moveLast();
+    rs->setBookmark(mark);
+    QCOMPARE(rs->field("id").toInt(), id);
+    rs->moveNext(); // moving on from a bookmark keeps the index order
+    QCOMPARE(rs->field("id").toInt(), next);
+
+    // A bookmark is good on another recordset of the table, whatever its index.
+    std::unique_ptr<Recordset> other = m_c->openRecordset(Tables::AuthUnit);
+    other->setBookmark(mark);
+    QCOMPARE(other->field("name").toString(), QString("n090"));
+
+    QVERIFY(m_c->execute("DELETE FROM qnd_auth_unit WHERE id=?", {id}));
+    QVERIFY_THROWS_EXCEPTION(DbError, rs->setBookmark(mark));
+    QVERIFY(rs->eof());
+}
+
+void tst_recordset::editing()
+{
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    QVERIFY_THROWS_EXCEPTION(DbError, rs->setField("name", "x")); // not editing
+    QVERIFY(!rs->update());
+
+    // A new row: unset columns are null or their column default; long text is cut.
+    rs->addNew();
+    QVERIFY(rs->editing());
+    rs->setField("name", QString(150, QChar(u'é')));
+    rs->setField("parent_id", 7);
+    QVERIFY2(rs->update(), qPrintable(rs->lastError()));
+    QVERIFY(!rs->editing());
+    rs->setBookmark(rs->lastModified());
+    const int id = rs->field("id").toInt();
+    QVERIFY(id > kGenerated);
+    QCOMPARE(rs->field("name").toString(), QString(100, QChar(u'é')));
+    QCOMPARE(rs->field("parent_id").toInt(), 7);
+    QVERIFY(rs->isNull("prefix"));
+    QVERIFY(rs->isNull("create_date"));
+    QCOMPARE(rs->field("auth_0"), QVariant(true));
+    QCOMPARE(rs->field("auth_1"), QVariant(false));
+    QCOMPARE(rs->field("create_user").toInt(), -1);
+    QCOMPARE(m_c->select("SELECT length(name), prefix IS NULL FROM qnd_auth_unit WHERE id=?", {id}).first(),
+             (QVariantList{100, 1}));
+    QVERIFY_THROWS_EXCEPTION(DbError, rs->field("no_such_column"));
+
+    // Cancel drops the pending change, in the recordset and in the file.
+    rs->edit();
+    rs->setField("prefix", "elvetett");
+    QCOMPARE(rs->field("prefix").toString(), QString("elvetett"));
+    rs->cancelUpdate();
+    QVERIFY(rs->isNull("prefix"));
+    QVERIFY(m_c->select("SELECT prefix FROM qnd_auth_unit WHERE id=?", {id}).first().first().isNull());
+
+    // Edit writes the changed columns; a value can be set back to null.
+    rs->edit();
+    rs->setField("prefix", "megmaradt");
+    rs->setField("name", QVariant());
+    QVERIFY(rs->update());
+    QCOMPARE(rs->lastModified(), rs->bookmark());
+    QCOMPARE(rs->field("prefix").toString(), QString("megmaradt"));
+    QVERIFY(rs->isNull("name"));
+    QCOMPARE(m_c->select("SELECT prefix, name IS NULL, parent_id FROM qnd_auth_unit WHERE id=?", {id}).first(),
+             (QVariantList{"megmaradt", 1, 7}));
+
+    // A row that vanished under an edit is not "updated".
+    rs->edit();
+    rs->setField("prefix", "elveszett");
+    QVERIFY(m_c->execute("DELETE FROM qnd_auth_unit WHERE id=?", {id}));
+    QVERIFY(!rs->update());
+    QVERIFY(!rs->lastError().isEmpty());
+    QVERIFY(m_c->select("SELECT id FROM qnd_auth_unit WHERE id=?", {id}).isEmpty());
+
+    // A key already taken is refused, with the reason.
+    rs->addNew();
+    rs->setField("id", 1);
+    QVERIFY(!rs->update());
+    QVERIFY(!rs->lastError().isEmpty());
+}
+
+void tst_recordset::cloneAndIndexNames()
+{
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setIndex("Primarykey");
+    QVERIFY(rs->seek({20}));
+    rs->setIndex("REAL_PARENT_ID_2");
+    QVERIFY(rs->seek({20, "Listavarázsló"}));
+    QCOMPARE(rs->field("id").toInt(), 25);
+    QVERIFY_THROWS_EXCEPTION(DbError, rs->setIndex("no_such_index"));
+    QVERIFY(m_c->seek(Tables::AuthUnit, "primarykey", {22}));
+    QCOMPARE(m_c->browseRecordset(Tables::AuthUnit).field("prefix").toString(), QString("vtk_controlling_olap_report_add"));
+
+    // A clone starts on the same row and then moves on its own.
+    rs->setIndex("real_parent_id_2");
+    QVERIFY(rs->seek({25}));
+    std::unique_ptr<Recordset> copy = rs->clone();
+    QCOMPARE(copy->field("id").toInt(), rs->field("id").toInt());
+    QCOMPARE(copy->index(), rs->index());
+    // Binary text order: "Lista " before "Listák", "Listák e" before "Listák n".
+    QCOMPARE(walk(*copy, 4), (QList<int>{30, 29, 28, 26}));
+    QCOMPARE(rs->field("id").toInt(), 30);
+    QVERIFY(rs->seek({21}));
+    QCOMPARE(copy->field("id").toInt(), 27);
+}
+
+void tst_recordset::newKeys()
+{
+    QSet<int> seen;
+    for (int i = 0; i < 5; ++i) {
+        const int k = m_c->newKey(Tables::AuthUnit);
+        QVERIFY2(!seen.contains(k), "a key was handed out twice");
+        seen << k;
+    }
+    // Keys handed out but not stored stay used, even after a rollback.
+    QVERIFY(m_c->lockMaster(3));
+    QVERIFY(m_c->beginTrans(3));
+    const int rolledBack = m_c->newKey(Tables::AuthUnit);
+    QVERIFY(m_c->rollbackTrans(3));
+    m_c->unlockMaster(3);
+    QVERIFY(m_c->newKey(Tables::AuthUnit) > rolledBack);
+
+    QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (1000000, 0, 'magas')"));
+    QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000001);
+    QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000002);
+    QCOMPARE(m_c->newKey(Tables::Settings, "id") > 0, true);
+}
+
+void tst_recordset::settingsUniquenessDeleteCheck()
+{
+    QCOMPARE(m_c->readSetting("MAINFRAME", "CUE_NAME_1"), QString("Adminisztrátor:"));
+    QCOMPARE(m_c->readSetting("MAINFRAME", "NINCS_ILYEN", "alap"), QString("alap"));
+    QCOMPARE(m_c->readSetting("NINCS", "CUE_NAME_1"), QString());
+    QVERIFY(m_c->writeSetting("KMN", "Teszt", "egy"));
+    QCOMPARE(m_c->readSetting("KMN", "Teszt", "alap"), QString("egy"));
+    QVERIFY(m_c->writeSetting("KMN", "Teszt", "kettő"));
+    QCOMPARE(m_c->readSetting("KMN", "Teszt"), QString("kettő"));
+    QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_settings WHERE key_name='Teszt'").first().first().toInt(), 1);
+
+    QVERIFY(m_c->isUnique(Tables::User, "id", "user_name", "admin", 1));      // its own row
+    QVERIFY(!m_c->isUnique(Tables::User, "id", "user_name", "admin", 2));
+    QVERIFY(m_c->isUnique(Tables::User, "id", "user_name", "o'brien\"; DROP TABLE qnd_user; --", 2));
+    QVERIFY(m_c->isUnique(Tables::User, "id", "user_name", "toth.gabor", 1)); // deleted rows do not count
+    QVERIFY(!m_c->select("SELECT COUNT(*) FROM qnd_user").isEmpty());
+
+    QString reason;
+    QVERIFY(m_c->deleteCheck(Tables::UserGroup, 1, &reason)); // users still belong to it
+    QVERIFY(!reason.isEmpty());
+    QVERIFY(m_c->deleteCheck(Tables::AuthUnit, 777777, &reason)); // no such row
+    QVERIFY(!m_c->deleteCheck(Tables::AuthUnit, 22, &reason));
+    QVERIFY(m_c->execute("INSERT INTO qnd_user_group (id, name, del_status) VALUES (50, 'Üres', 0)"));
+    QVERIFY(!m_c->deleteCheck(Tables::UserGroup, 50));
+}
+
+void tst_recordset::cipher()
+{
+    const QString k1 = "tazeq3wnk8", k2 = "prvd57gh2eb";
+    QString alphabet;
+    for (char16_t c = 32; c < 127; ++c) alphabet += QChar(c);
+    alphabet += QString::fromUtf8("áéíóöőúüűÁÉÍÓÖŐÚÜŰ");
+    const QStringList samples = {"admin", "peter123", "Árvíztűrő tükörfúrógép", "a b'c\"d%e_f",
+                                 "", QString(40, 'a'), "tazeq3wnk8"};
+    for (const QString& s : samples) {
+        const QString once = Connection::ciphered(s, k1, k2);
+        QCOMPARE(once.size(), s.size());
+        QCOMPARE(Connection::ciphered(once, k1, k2), s);
+        for (QChar c : once) QVERIFY2(alphabet.contains(c), qPrintable(once));
+        if (s.size() > 3) {
+            QVERIFY(once != s);
+            QVERIFY(Connection::ciphered(s, "masikkulcs", k2) != once);
+            QVERIFY(Connection::ciphered(s, k1, "masik") != once);
+        }
+    }
+    // No fixed substitution: one character repeated comes out as many different ones.
+    const QString as = Connection::ciphered(QString(40, 'a'), k1, k2);
+    QVERIFY(QSet<QChar>(as.begin(), as.end()).size() > 10);
+    // Characters outside the alphabet pass unchanged.
+    QCOMPARE(Connection::ciphered("\t\n", k1, k2), QString("\t\n"));
+}
+
+void tst_recordset::rights_data()
+{
+    QTest::addColumn<int>("user");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<bool>("granted");
+    for (const char* k : {"mainframe_base_user_new", "mainframe_base_user_change_passorw", "mainframe_base_user_group_del",
+                          "vtk_controlling_olap_report_add", "vtk_controlling_list_wizard_print", "vtk_controlling"})
+        QTest::addRow("admin %s", k) << 1 << k << true;
+    QTest::newRow("nagy.peter, user_new") << 3 << "mainframe_base_user_new" << false;
+    QTest::newRow("nagy.peter, list print") << 3 << "vtk_controlling_list_wizard_print" << true;
+    QTest::newRow("nagy.peter, list edit") << 3 << "vtk_controlling_list_wizard_edit" << false;
+    QTest::newRow("kovacs.anna, user_mod") << 2 << "mainframe_base_user_mod" << true;
+    QTest::newRow("access denied") << 4 << "vtk_controlling_list_wizard_print" << false;
+    QTest::newRow("deleted user") << 5 << "vtk_controlling_list_wizard_print" << false;
+    QTest::newRow("no such user") << 999 << "vtk_controlling" << false;
+    QTest::newRow("unknown key") << 1 << "zzz_ismeretlen_jog" << false;
+    QTest::newRow("empty key") << 1 << "" << false;
+    QTest::newRow("below a deleted unit") << 1 << "old_rights_sub" << false;
+    QTest::newRow("deleted unit") << 1 << "old_rights" << false;
+}
+
+void tst_recordset::rights()
+{
+    QFETCH(int, user);
+    QFETCH(QString, key);
+    QFETCH(bool, granted);
+    QCOMPARE(m_c->rightsTest(user, key), granted);
+}
+
+void tst_recordset::liveDescendants()
+{
+    QList<int> below = m_c->liveDescendants(Tables::AuthUnit, 0);
+    QVERIFY(below.contains(1) && below.contains(10) && below.contains(30));
+    QVERIFY(!below.contains(40) && !below.contains(41)); // 41 lives under the deleted 40
+    QList<int> users = m_c->liveDescendants(Tables::AuthUnit, 6);
+    std::sort(users.begin(), users.end());
+    QCOMPARE(users, (QList<int>{7, 8, 9, 10}));
+
+    QVERIFY(m_c->execute("UPDATE qnd_auth_unit SET del_status=2 WHERE id=6"));
+    below = m_c->liveDescendants(Tables::AuthUnit, 1);
+    for (int gone : {6, 7, 8, 9, 10}) QVERIFY(!below.contains(gone));
+    QVERIFY(below.contains(2) && below.contains(5));
+    QVERIFY(m_c->execute("UPDATE qnd_auth_unit SET del_status=0 WHERE id=6"));
+}
+
+QTEST_GUILESS_MAIN(tst_recordset)
+#include "tst_recordset.moc"

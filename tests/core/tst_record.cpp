@@ -1,0 +1,379 @@
+#include "Connection.h"
+#include "ModalDriver.h"
+#include "Module.h"
+#include "cDDXAuthUnit.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace NexoFrame;
+
+namespace {
+
+const QString kName = QStringLiteral("A név megadása kötelező!");
+const QString kPrefix = QStringLiteral("A frefix megadása kötelező!");
+const QStringList kDeleteWrites = {"del_status", "last_action_user_id1", "last_action_date1",
+                                   "last_action_user_id2", "last_action_date2"};
+
+QDateTime stamp(const QVariant& v) { return QDateTime::fromString(v.toString(), "yyyy-MM-dd HH:mm:ss"); }
+QDateTime seconds(QDateTime d) { return d.addMSecs(-d.time().msec()); }
+
+QStringList descriptions()
+{
+    QStringList l;
+    for (const Error& e : module().errors()) l << e.description();
+    return l;
+}
+
+} // namespace
+
+// The record lifecycle, on authorisation units in a real database file.
+class tst_record : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_dir;
+    std::unique_ptr<Connection> m_c;
+    QStringList m_columns;
+
+    // The stored row, column by column, as the file holds it.
+    QVariantMap row(int id)
+    {
+        QVariantMap m;
+        const auto rows = m_c->select("SELECT " + m_columns.join(',') + " FROM qnd_auth_unit WHERE id=?", {id});
+        if (!rows.isEmpty())
+            for (int i = 0; i < m_columns.size(); ++i) m[m_columns[i]] = rows.first()[i];
+        return m;
+    }
+    // Nothing may stay locked or open: our connection ends clean and another one can lock.
+    bool released()
+    {
+        QString err;
+        auto other = Connection::openSqlite(m_dir.filePath("rec.db"), false, &err);
+        const bool free = other && other->lockMaster(3);
+        if (free) other->unlockMaster(3);
+        return free && !m_c->hasMasterLock() && !m_c->inTransaction();
+    }
+    std::unique_ptr<cDDXAuthUnit> load(int id)
+    {
+        auto u = std::make_unique<cDDXAuthUnit>();
+        return u->CoreLoad(id) ? std::move(u) : nullptr;
+    }
+    int insert(const QString& name, int user)
+    {
+        module().setCurrentUserId(user);
+        cDDXAuthUnit u;
+        u.set_name(name);
+        u.set_prefix("p_" + name);
+        return u.SetFinal() && u.CoreUpdate() ? u.id() : -1;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QString err;
+        m_c = Connection::openSqlite(m_dir.filePath("rec.db"), true, &err);
+        QVERIFY2(m_c, qPrintable(err));
+        module().setConnection(m_c.get());
+        m_columns = m_c->tableDef(Tables::AuthUnit)->columnNames();
+    }
+    void cleanupTestCase() { module().setConnection(nullptr); }
+    void init()
+    {
+        resetModalDriver();
+        module().errors().Clear();
+        module().setCurrentUserId(1);
+    }
+    void cleanup()
+    {
+        QCOMPARE(pendingModalActions(), 0);
+        QCOMPARE(expiredModalActions(), 0);
+    }
+
+    void unconfirmedIsRefusedWithoutLocking();
+    void newRecordDefaults();
+    void insertModifyDeleteWriteTheirColumns();
+    void validationFailure_data();
+    void validationFailure();
+    void failedWrite_data();
+    void failedWrite();
+    void deletedRecordSkipsChecks();
+    void cloneCopiesEveryValue();
+};
+
+void tst_record::unconfirmedIsRefusedWithoutLocking()
+{
+    // Another connection holds the lock: a try to take it would end in the lock question.
+    QString err;
+    auto holder = Connection::openSqlite(m_dir.filePath("rec.db"), false, &err);
+    QVERIFY(holder && holder->lockMaster(3));
+    bool asked = false;
+    onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 300);
+
+    auto loaded = load(22);
+    QVERIFY(loaded && loaded->IsTemp());
+    loaded->set_name("Sosem írjuk ki");
+    loaded->SetModified();
+    cDDXAuthUnit fresh;
+    fresh.set_name("Új");
+    fresh.set_prefix("uj");
+    for (cDDXAuthUnit* u : {loaded.get(), &fresh}) {
+        QVERIFY(!u->CoreUpdate());
+        QCOMPARE(module().errors().Count(), 1);
+        const Error& e = module().errors().Item(1);
+        QCOMPARE(e.description(), QString("This element is temporary"));
+        QCOMPARE(e.Number(), 0x80040064L);
+        QCOMPARE(e.ErrorType(), eError);
+        QVERIFY(!m_c->hasMasterLock());
+    }
+    QVERIFY(!asked);
+    QCOMPARE(row(22)["name"].toString(), QString("Új kimutatás"));
+    holder->unlockMaster(3);
+    QVERIFY(released());
+    resetModalDriver(); // the guard found nothing to answer
+}
+
+void tst_record::newRecordDefaults()
+{
+    cDDXAuthUnit u;
+    QCOMPARE(u.ItemStatus(), IsNew);
+    QVERIFY(u.IsTemp());
+    QCOMPARE(u.id(), -1);
+    QCOMPARE(u.parent_id(), 0);
+    QCOMPARE(u.name(), QString());
+    QCOMPARE(u.prefix(), QString());
+    QVERIFY(u.auth_0());
+    for (int i = 1; i <= 9; ++i) QVERIFY(!u.property(qPrintable(QString("auth_%1").arg(i))).toBool());
+    QCOMPARE(u.del_status(), 0);
+    QCOMPARE(u.temp_status(), 0);
+    for (int v : {u.create_user(), u.last_action_user_id1(), u.last_action_user_id2()}) QCOMPARE(v, -1);
+    const QDateTime today = QDate::currentDate().startOfDay();
+    for (const QDateTime& d : {u.create_date(), u.last_action_date1(), u.last_action_date2()}) QCOMPARE(d, today);
+
+    // A failed load leaves the defaults.
+    u.set_name("x");
+    QVERIFY(!u.CoreLoad(987654));
+    QCOMPARE(u.name(), QString());
+    QCOMPARE(u.ItemStatus(), IsNew);
+}
+
+void tst_record::insertModifyDeleteWriteTheirColumns()
+{
+    // Insert as user 7: every column, the creator and the latest change.
+    module().setCurrentUserId(7);
+    cDDXAuthUnit u;
+    u.set_parent_id(20);
+    u.set_name("Beszúrt egység");
+    u.set_prefix("vtk_beszurt");
+    u.set_auth_0(false);
+    u.set_auth_3(true);
+    u.set_auth_9(true);
+    u.set_temp_status(5);
+    QVERIFY(u.SetFinal());
+    QVERIFY(!u.IsTemp());
+    const QDateTime before = seconds(QDateTime::currentDateTime());
+    QVERIFY(u.CoreUpdate());
+    const QDateTime after = QDateTime::currentDateTime();
+    QCOMPARE(u.ItemStatus(), IsNew); // the write does not change the status
+    QVERIFY(u.id() > 41);
+    QVERIFY(released());
+
+    QVariantMap r = row(u.id());
+    QCOMPARE(r["parent_id"].toInt(), 20);
+    QCOMPARE(r["name"].toString(), QString("Beszúrt egység"));
+    QCOMPARE(r["prefix"].toString(), QString("vtk_beszurt"));
+    for (int i = 0; i <= 9; ++i) QCOMPARE(r[QString("auth_%1").arg(i)].toInt(), i == 3 || i == 9 ? -1 : 0);
+    QCOMPARE(r["del_status"].toInt(), 0);
+    QCOMPARE(r["temp_status"].toInt(), 5);
+    QCOMPARE(r["create_user"].toInt(), 7);
+    QCOMPARE(r["last_action_user_id1"].toInt(), 7);
+    QCOMPARE(r["last_action_user_id2"].toInt(), -1);
+    QVERIFY(stamp(r["create_date"]) >= before && stamp(r["create_date"]) <= after);
+    QCOMPARE(stamp(r["last_action_date1"]), stamp(r["create_date"]));
+    QCOMPARE(stamp(r["last_action_date2"]), QDate::currentDate().startOfDay());
+
+    // Loaded and confirmed but unchanged: nothing is written.
+    auto same = load(u.id());
+    QVERIFY(same && same->SetFinal());
+    QVERIFY(same->CoreUpdate());
+    QCOMPARE(row(u.id()), r);
+    QVERIFY(released());
+
+    // Users 8 then 9 change it: the audit pair shifts, the creation stays.
+    QDateTime previous = stamp(r["last_action_date1"]);
+    for (int user : {8, 9}) {
+        module().setCurrentUserId(user);
+        auto m = load(u.id());
+        QVERIFY(m);
+        QCOMPARE(m->ItemStatus(), isLoaded);
+        m->set_name(QString("Módosította %1").arg(user));
+        m->set_prefix("vtk_mod");
+        m->set_parent_id(21);
+        m->set_auth_3(false);
+        m->set_auth_5(true);
+        QVERIFY(m->SetFinal());
+        m->SetModified();
+        QCOMPARE(m->ItemStatus(), isModified);
+        QVERIFY(m->CoreUpdate());
+        QVERIFY(released());
+        r = row(u.id());
+        QCOMPARE(r["name"].toString(), QString("Módosította %1").arg(user));
+        QCOMPARE(r["prefix"].toString(), QString("vtk_mod"));
+        QCOMPARE(r["parent_id"].toInt(), 21);
+        QCOMPARE(r["auth_3"].toInt(), 0);
+        QCOMPARE(r["auth_5"].toInt(), -1);
+        QCOMPARE(r["create_user"].toInt(), 7);
+        QCOMPARE(r["last_action_user_id1"].toInt(), user);
+        QCOMPARE(r["last_action_user_id2"].toInt(), user - 1);
+        QCOMPARE(stamp(r["last_action_date2"]), previous);
+        previous = stamp(r["last_action_date1"]);
+    }
+
+    // Soft delete as user 10, after a change in memory only: the row keeps its values and
+    // gets del_status 2 and the audit columns.
+    module().setCurrentUserId(10);
+    auto d = load(u.id());
+    QVERIFY(d);
+    d->set_name("Ezt nem írjuk ki");
+    d->set_auth_7(true);
+    QVERIFY(d->Delete());
+    QCOMPARE(d->ItemStatus(), isDeleted);
+    QVERIFY(!d->IsTemp());
+    QVERIFY(d->CoreUpdate());
+    QVERIFY(released());
+    QCOMPARE(d->del_status(), 0);
+    const QVariantMap deleted = row(u.id());
+    for (const QString& c : m_columns)
+        if (!kDeleteWrites.contains(c)) QVERIFY2(deleted[c] == r[c], qPrintable(c));
+    QCOMPARE(deleted["del_status"].toInt(), 2);
+    QCOMPARE(deleted["last_action_user_id1"].toInt(), 10);
+    QCOMPARE(deleted["last_action_user_id2"].toInt(), 9);
+    QCOMPARE(stamp(deleted["last_action_date2"]), previous);
+    QVERIFY(stamp(deleted["last_action_date1"]) >= previous);
+
+    // A row that is not there cannot be deleted.
+    cDDXAuthUnit ghost;
+    QVERIFY(!ghost.Delete());
+    QCOMPARE(ghost.ItemStatus(), IsNew);
+    QVERIFY(!ghost.IsTemp());
+    QCOMPARE(module().errors().Count(), 1);
+    QCOMPARE(module().errors().Item(1).Number(), 0x80040064L);
+}
+
+void tst_record::validationFailure_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("prefix");
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("empty") << "" << "" << QStringList{kName, kPrefix};
+    QTest::newRow("blanks") << "   " << "  " << QStringList{kName, kPrefix};
+    QTest::newRow("name blank") << "  " << "vtk" << QStringList{kName};
+    QTest::newRow("prefix empty") << "Név" << "" << QStringList{kPrefix};
+}
+
+void tst_record::validationFailure()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, prefix);
+    QFETCH(QStringList, errors);
+
+    cDDXAuthUnit fresh;
+    fresh.set_name(name);
+    fresh.set_prefix(prefix);
+    QVERIFY(!fresh.SetFinal());
+    QVERIFY(fresh.IsTemp());
+    QCOMPARE(descriptions(), errors);
+    for (const Error& e : module().errors()) {
+        QCOMPARE(e.Number(), 10L);
+        QCOMPARE(e.ErrorType(), eError);
+    }
+
+    // Confirmed first, spoilt afterwards: the write checks again, rolls back and unlocks.
+    module().errors().Clear(); // as showing the list would
+    const QVariantMap before = row(23);
+    auto u = load(23);
+    QVERIFY(u && u->SetFinal());
+    u->set_name(name);
+    u->set_prefix(prefix);
+    u->SetModified();
+    QVERIFY(!u->CoreUpdate());
+    QCOMPARE(descriptions(), errors);
+    QVERIFY(released());
+    QCOMPARE(row(23), before);
+}
+
+void tst_record::failedWrite_data()
+{
+    QTest::addColumn<bool>("vanishedRow");
+    QTest::newRow("row gone under a modification") << true;
+    QTest::newRow("insert refused by the database") << false;
+}
+
+void tst_record::failedWrite()
+{
+    QFETCH(bool, vanishedRow);
+    const int count = m_c->select("SELECT COUNT(*) FROM qnd_auth_unit").first().first().toInt();
+    std::unique_ptr<cDDXAuthUnit> u;
+    if (vanishedRow) {
+        const int id = insert("Eltűnő egység", 1);
+        u = load(id);
+        QVERIFY(u && u->SetFinal());
+        u->set_name("Eltűnt egység");
+        u->SetModified();
+        QVERIFY(m_c->execute("DELETE FROM qnd_auth_unit WHERE id=?", {id}));
+    } else {
+        QVERIFY(m_c->execute("CREATE TRIGGER refuse_name BEFORE INSERT ON qnd_auth_unit "
+                             "WHEN NEW.name='Tiltott' BEGIN SELECT RAISE(ABORT, 'tiltott név'); END"));
+        u = std::make_unique<cDDXAuthUnit>();
+        u->set_name("Tiltott");
+        u->set_prefix("tiltott");
+        QVERIFY(u->SetFinal());
+    }
+    QVERIFY(!u->CoreUpdate());
+    QVERIFY(released());
+    QVERIFY(module().errors().Count() >= 1);
+    const QString text = module().errors().Item(1).description();
+    QVERIFY2(text.startsWith("cDDXAuthUnit in Function "), qPrintable(text));
+    if (!vanishedRow) {
+        QVERIFY2(text.contains("tiltott név"), qPrintable(text));
+        QVERIFY(m_c->execute("DROP TRIGGER refuse_name"));
+    }
+    QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit").first().first().toInt(), count);
+    QVERIFY(m_c->select("SELECT id FROM qnd_auth_unit WHERE name IN ('Tiltott','Eltűnt egység')").isEmpty());
+    // The connection goes on working after the failure.
+    module().errors().Clear();
+    QVERIFY(insert("Utána", 1) > 0);
+}
+
+void tst_record::deletedRecordSkipsChecks()
+{
+    QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix, del_status) VALUES (5000, 0, '', '', 0)"));
+    auto u = load(5000);
+    QVERIFY(u);
+    QVERIFY(!u->SetFinal()); // an empty name and prefix do not pass as a change
+    module().errors().Clear();
+    QVERIFY(u->Delete());
+    QVERIFY(u->CoreUpdate());
+    QCOMPARE(module().errors().Count(), 0);
+    QCOMPARE(row(5000)["del_status"].toInt(), 2);
+    QCOMPARE(row(5000)["name"].toString(), QString());
+    QVERIFY(released());
+}
+
+void tst_record::cloneCopiesEveryValue()
+{
+    auto src = load(28);
+    QVERIFY(src);
+    src->set_temp_status(3);
+    src->set_last_action_user_id2(4);
+    std::unique_ptr<cDDXRecord> copy = src->Clone();
+    QVERIFY(copy);
+    QVERIFY(qobject_cast<cDDXAuthUnit*>(copy.get()));
+    QCOMPARE(copy->CloneSourceID(), 28);
+    for (const FieldSpec& f : src->allFields())
+        QVERIFY2(copy->value(f.name) == src->value(f.name), qPrintable(f.name));
+    QCOMPARE(copy->value("prefix").toString(), QString("vtk_controlling_list_wizard_print"));
+    copy->setValue("name", "Másolat");
+    QCOMPARE(src->name(), QString("Listák nyomtatása"));
+}
+
+QTEST_MAIN(tst_record)
+#include "tst_record.moc"

@@ -1,0 +1,167 @@
+#include "ShellApplication.h"
+#include "ShellFixture.h"
+#include "ShellNotices.h"
+#include "ShellOptions.h"
+#include "ShellProgram.h"
+#include <QFileInfo>
+#include <QImage>
+
+using namespace NexoFrame;
+using namespace NexoFrame::Shell;
+
+namespace {
+
+const QString kStandIn = QStringLiteral(NEXO_TEST_MODULE);
+
+int runShell(const QString& library, QStringList args)
+{
+    args.prepend(QStringLiteral("nexo-shell"));
+    const int code = Program(library).run(args);
+    Notices::setConsole(false);
+    return code;
+}
+
+QStringList asAdmin(const ShellFixture& f, const QStringList& more)
+{
+    return QStringList{"--db", f.dbPath(), "--user", "admin", "--password", "admin"} + more;
+}
+
+} // namespace
+
+class TstShellProgram : public QObject {
+    Q_OBJECT
+private slots:
+    void badCommandLinesAreRefused_data();
+    void badCommandLinesAreRefused();
+    void refusedLoginExitsWithTwo();
+    void firstRunMakesDemoDatabaseAndRegisters();
+    void changedModuleIsRegisteredAgain();
+    void screenshotShowsTheOpenedPanel();
+    void panelThatDoesNotOpenGivesNoPicture();
+    void registerAndUnregister();
+    void realModuleScreenshot();
+};
+
+void TstShellProgram::badCommandLinesAreRefused_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("unknown option") << QStringList{"--nincs"} << "Ismeretlen kapcsoló: nincs";
+    QTest::newRow("missing value") << QStringList{"--db"} << "hiányzik az érték";
+    QTest::newRow("mode not a number") << QStringList{"--open", "X.Y", "--mode", "egy"} << "egész szám";
+    QTest::newRow("mode without open") << QStringList{"--mode", "1"} << "--open";
+    QTest::newRow("screenshot needs a login") << QStringList{"--screenshot", "a.png"} << "--user";
+}
+
+void TstShellProgram::badCommandLinesAreRefused()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, said);
+    ShellFixture f;
+    QCOMPARE(runShell(kStandIn, args), int(Program::Failed));
+    QVERIFY2(Notices::last().contains(said), qPrintable(Notices::last()));
+    QVERIFY(!QFileInfo::exists(Program::defaultDatabasePath()));
+}
+
+void TstShellProgram::refusedLoginExitsWithTwo()
+{
+    ShellFixture f;
+    const QString png = f.path(QStringLiteral("out.png"));
+    const QList<QStringList> refused{{"admin", "rossz", "Hibás felhasználónév vagy jelszó."},
+                                     {"toth.gabor", "gabor123", "törölve"},
+                                     {"szabo.eva", "eva123", "le van tiltva"}};
+    for (const QStringList& r : refused) {
+        QCOMPARE(runShell(kStandIn, {"--db", f.dbPath(), "--user", r[0], "--password", r[1], "--screenshot", png}),
+                 int(Program::LoginRefused));
+        QVERIFY2(Notices::last().contains(r[2]), qPrintable(Notices::last()));
+    }
+    QVERIFY(!QFileInfo::exists(png));
+}
+
+void TstShellProgram::firstRunMakesDemoDatabaseAndRegisters()
+{
+    ShellFixture f;
+    const QString demo = Program::defaultDatabasePath();
+    QVERIFY(demo.startsWith(f.path(QStringLiteral("data"))));
+    const QStringList args{"--user", "admin", "--password", "admin", "--screenshot", f.path(QStringLiteral("a.png"))};
+    QCOMPARE(runShell(kStandIn, args), int(Program::Done));
+    QVERIFY(QFileInfo::exists(demo));
+    QVERIFY(ClassRegistry(f.registryPath()).contains(QStringLiteral("NexoTest.Panel")));
+
+    // The second run finds the demo data in place and adds none.
+    QCOMPARE(runShell(kStandIn, args), int(Program::Done));
+    QString error;
+    auto c = Connection::openSqlite(demo, false, &error);
+    QVERIFY2(c, qPrintable(error));
+    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 5);
+}
+
+void TstShellProgram::changedModuleIsRegisteredAgain()
+{
+    ShellFixture f;
+    const QStringList args = asAdmin(f, {"--screenshot", f.path(QStringLiteral("a.png"))});
+    // Registered earlier with fewer panels, and the library has not changed since.
+    f.standIn({QStringLiteral("NexoFrame.AuthUnits")});
+    QCOMPARE(runShell(kStandIn, args), int(Program::Done));
+    QVERIFY(!ClassRegistry(f.registryPath()).contains(QStringLiteral("NexoTest.Panel")));
+
+    QFile registry(f.registryPath());
+    QVERIFY(registry.open(QIODevice::ReadWrite));
+    QVERIFY(registry.setFileTime(QFileInfo(kStandIn).lastModified().addSecs(-60), QFileDevice::FileModificationTime));
+    registry.close();
+    QCOMPARE(runShell(kStandIn, args), int(Program::Done));
+    QVERIFY(ClassRegistry(f.registryPath()).contains(QStringLiteral("NexoTest.Panel")));
+}
+
+void TstShellProgram::screenshotShowsTheOpenedPanel()
+{
+    ShellFixture f;
+    const QString bare = f.path(QStringLiteral("bare.png"));
+    const QString png = f.path(QStringLiteral("panel.png"));
+    QCOMPARE(runShell(kStandIn, asAdmin(f, {"--screenshot", bare})), int(Program::Done));
+    QCOMPARE(runShell(kStandIn, asAdmin(f, {"--open", "NexoTest.Panel", "--mode", "1", "--screenshot", png})), int(Program::Done));
+    const QImage image(png);
+    QCOMPARE(image.size(), QSize(1200, 800));
+    // The panel is in the picture, not only the empty window around it.
+    QVERIFY(QImage(bare) != image);
+}
+
+void TstShellProgram::panelThatDoesNotOpenGivesNoPicture()
+{
+    ShellFixture f;
+    const QString png = f.path(QStringLiteral("panel.png"));
+    QCOMPARE(runShell(kStandIn, asAdmin(f, {"--open", "NexoTest.Ismeretlen", "--screenshot", png})), int(Program::PanelFailed));
+    QVERIFY(Notices::last().contains(QStringLiteral("NexoTest.Ismeretlen")));
+    QVERIFY(!QFileInfo::exists(png));
+}
+
+void TstShellProgram::registerAndUnregister()
+{
+    ShellFixture f;
+    ClassRegistry registry(f.registryPath());
+    QCOMPARE(runShell(QString(), {"--register", kStandIn}), int(Program::Done));
+    QCOMPARE(registry.entry(QStringLiteral("NexoTest.Panel")).library, QFileInfo(kStandIn).absoluteFilePath());
+    QCOMPARE(runShell(QString(), {"--unregister", kStandIn}), int(Program::Done));
+    QVERIFY(registry.progIds().isEmpty());
+    QCOMPARE(runShell(QString(), {"--register", f.path(QStringLiteral("nincs.so"))}), int(Program::Failed));
+    QVERIFY(Notices::last().contains(QStringLiteral("nem található")));
+}
+
+void TstShellProgram::realModuleScreenshot()
+{
+    const QString lib = qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/libNexoFrame.so");
+    if (!QFileInfo::exists(lib)) QSKIP("the module library is not built");
+    ShellFixture f;
+    const QString png = f.path(QStringLiteral("authunits.png"));
+    QCOMPARE(runShell(lib, asAdmin(f, {"--open", "NexoFrame.AuthUnits", "--mode", "1", "--screenshot", png})), int(Program::Done));
+    QCOMPARE(QImage(png).size(), QSize(1200, 800));
+}
+
+int main(int argc, char** argv)
+{
+    Application app(argc, argv);
+    TstShellProgram test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_shell_program.moc"

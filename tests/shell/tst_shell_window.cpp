@@ -1,0 +1,247 @@
+#include "ModalDriver.h"
+#include "ShellApplication.h"
+#include "ShellFixture.h"
+#include "ShellModules.h"
+#include "ShellNotices.h"
+#include "ShellWindow.h"
+#include <QAction>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+
+using namespace NexoFrame;
+using namespace NexoFrame::Shell;
+
+namespace {
+
+// The captions of a menu level, mnemonic markers removed.
+QStringList captions(const QList<QAction*>& actions)
+{
+    QStringList l;
+    for (QAction* a : actions)
+        if (!a->isSeparator()) l << a->text().remove(QLatin1Char('&'));
+    return l;
+}
+
+QMenu* submenu(QMenuBar* bar, const QString& caption)
+{
+    for (QAction* a : bar->actions())
+        if (a->text().remove(QLatin1Char('&')) == caption) return a->menu();
+    return nullptr;
+}
+
+// A logged-in user's window over the fixture's database and registry.
+struct Session {
+    Modules modules;
+    LoginResult user;
+    std::unique_ptr<MainWindow> window;
+
+    Session(ShellFixture& f, const QString& name, const QString& password)
+        : modules(f.registryPath()), user(f.login(name, password))
+    {
+        f.db->setCurrentUserId(user.userId);
+        window = std::make_unique<MainWindow>(*f.db, modules, user, f.dbPath());
+    }
+    QTabWidget* tabs() const { return window->tabs(); }
+};
+
+const QString kLogCount = QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log");
+
+} // namespace
+
+class TstShellWindow : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { Notices::clearLast(); }
+    void restrictedGroupSeesOnlyItsItems();
+    void menuFollowsSortOrderAndDeletion();
+    void mnemonicsFromAccessKeys();
+    void unknownProgIdIsDisabled();
+    void openingAnItemLogsOnceAndAttaches();
+    void throwingPanelsNeverEndTheShell();
+    void brokenPanelsAreReportedNotFatal_data();
+    void brokenPanelsAreReportedNotFatal();
+};
+
+void TstShellWindow::restrictedGroupSeesOnlyItsItems()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    QCOMPARE(peter.window->windowTitle(), QStringLiteral("Quandra Express Keretrendszer – NexoFrame"));
+    QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_user"))->text().contains(QStringLiteral("Nagy Péter")));
+    QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_database"))->text().contains(f.dbPath()));
+    QMenuBar* bar = peter.window->menuBar();
+    QCOMPARE(captions(bar->actions()), QStringList{QStringLiteral("Kimutatások")});
+    QCOMPARE(captions(submenu(bar, QStringLiteral("Kimutatások"))->actions()),
+             (QStringList{QStringLiteral("OLAP kimutatások"), QStringLiteral("Riportok"), QStringLiteral("Listavarázsló")}));
+    for (int hidden : {1, 2, 3, 12, 14, 16}) QVERIFY2(!peter.window->menuAction(hidden), qPrintable(QString::number(hidden)));
+
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    bar = admin.window->menuBar();
+    QCOMPARE(captions(bar->actions()), (QStringList{QStringLiteral("Rendszer"), QStringLiteral("Kimutatások")}));
+    QCOMPARE(submenu(bar, QStringLiteral("Rendszer"))->actions().size(), 7);
+    QCOMPARE(submenu(bar, QStringLiteral("Kimutatások"))->actions().size(), 6);
+}
+
+void TstShellWindow::menuFollowsSortOrderAndDeletion()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    // Riportok moved first, OLAP kimutatások deleted, Listavarázsló no longer for slot 4, and a
+    // folder whose only item is deleted.
+    const QString no = f.db->boolLiteral(false), yes = f.db->boolLiteral(true);
+    for (const QString& sql : {QStringLiteral("UPDATE qnd_menu SET sort_order=0 WHERE id=13"),
+                               QStringLiteral("UPDATE qnd_menu SET del_status=2 WHERE id=11"),
+                               QStringLiteral("UPDATE qnd_menu SET auth_4=%1 WHERE id=15").arg(no),
+                               QStringLiteral("INSERT INTO qnd_menu (id, parent_id, caption, class_name, del_status, auth_4) "
+                                              "VALUES (30, 0, 'Üres mappa', '', 0, %1), (31, 30, 'Törölt', 'X.Y', 2, %1)").arg(yes)})
+        QVERIFY2(f.db->execute(sql), qPrintable(sql));
+
+    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    QCOMPARE(captions(peter.window->menuBar()->actions()), QStringList{QStringLiteral("Kimutatások")});
+    QCOMPARE(captions(submenu(peter.window->menuBar(), QStringLiteral("Kimutatások"))->actions()),
+             QStringList{QStringLiteral("Riportok")});
+}
+
+void TstShellWindow::mnemonicsFromAccessKeys()
+{
+    QCOMPARE(menuText(QStringLiteral("Rendszer"), QStringLiteral("R")), QStringLiteral("&Rendszer"));
+    QCOMPARE(menuText(QStringLiteral("Menük"), QStringLiteral("Ü")), QStringLiteral("Men&ük"));
+    QCOMPARE(menuText(QStringLiteral("Jogosultságok"), QStringLiteral("1")), QStringLiteral("Jogosultságok"));
+    QCOMPARE(menuText(QStringLiteral("Ki & be"), QStringLiteral("b")), QStringLiteral("Ki && &be"));
+    QCOMPARE(menuText(QStringLiteral("Ki & be"), QStringLiteral("&")), QStringLiteral("Ki && be"));
+}
+
+void TstShellWindow::unknownProgIdIsDisabled()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    f.standIn({QStringLiteral("NexoFrame.AuthUnits")});
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    QVERIFY(admin.window->menuAction(2)->isEnabled());
+    QVERIFY(admin.window->menuAction(3)->isEnabled());
+    for (int id : {4, 5, 7, 11, 13, 16}) {
+        QAction* a = admin.window->menuAction(id);
+        QVERIFY2(a && !a->isEnabled(), qPrintable(QString::number(id)));
+        QVERIFY(a->toolTip().contains(admin.window->menuEntry(id)->className));
+    }
+}
+
+void TstShellWindow::openingAnItemLogsOnceAndAttaches()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    f.standIn({QStringLiteral("NexoFrame.AuthUnits")});
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_menu SET parameter_s='szöveg' WHERE id=3")));
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    const int before = f.count(kLogCount);
+    const QDateTime start = QDateTime::currentDateTime().addSecs(-1);
+
+    admin.window->menuAction(3)->trigger();
+    QCOMPARE(admin.tabs()->count(), 1);
+    QCOMPARE(admin.tabs()->tabText(0), QStringLiteral("Jogosultságok beállítása"));
+    QWidget* panel = admin.tabs()->widget(0);
+    QCOMPARE(panel->property("attachedMode").toInt(), 1);
+    QCOMPARE(panel->property("attachedParameter").toString(), QStringLiteral("szöveg"));
+    QCOMPARE(panel->property("siteUserId").toInt(), 1);
+    QVERIFY(panel->property("siteHasConnection").toBool());
+
+    QCOMPARE(f.count(kLogCount), before + 1);
+    const QVariantList row = f.db->select(QStringLiteral("SELECT user_id, menu_id, log_date FROM qnd_menu_log ORDER BY id DESC LIMIT 1")).first();
+    QCOMPARE(row.value(0).toInt(), 1);
+    QCOMPARE(row.value(1).toInt(), 3);
+    const QDateTime logged = row.value(2).toDateTime();
+    QVERIFY2(logged >= start && logged <= QDateTime::currentDateTime().addSecs(1), qPrintable(row.value(2).toString()));
+
+    // Chosen again, the item's tab comes forward; another item gets its own tab and row.
+    admin.window->menuAction(3)->trigger();
+    QCOMPARE(admin.tabs()->count(), 1);
+    admin.window->menuAction(2)->trigger();
+    QCOMPARE(admin.tabs()->count(), 2);
+    QCOMPARE(admin.tabs()->widget(1)->property("attachedMode").toInt(), 0);
+    QCOMPARE(f.count(kLogCount), before + 2);
+}
+
+void TstShellWindow::throwingPanelsNeverEndTheShell()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    f.standIn({QStringLiteral("NexoFrame.AuthUnits"), QStringLiteral("NexoTest.Panel")});
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    admin.window->show();
+    QPointer<QWidget> panel = admin.window->openMenuItem(*admin.window->menuEntry(2));
+    QVERIFY(panel);
+    QSignalSpy removed(panel.data(), SIGNAL(removedFromSite()));
+    Notices::setConsole(true);
+    // A slot of the panel throws: the application object reports it, the panel stays.
+    QTest::mouseClick(panel->findChild<QPushButton*>(QStringLiteral("cmd_throw")), Qt::LeftButton);
+    QVERIFY2(Notices::last().contains(QStringLiteral("Szándékos hiba egy gombnyomásra.")), qPrintable(Notices::last()));
+    QCOMPARE(admin.tabs()->count(), 1);
+
+    emit admin.tabs()->tabCloseRequested(0);
+    QCOMPARE(removed.count(), 1);
+    QVERIFY(!panel);
+
+    // A panel that throws while letting go is closed all the same.
+    panel = admin.window->openPanel(QStringLiteral("NexoTest.Panel"), 0, QStringLiteral("remove-throws"), QStringLiteral("Teszt"));
+    QVERIFY(panel);
+    admin.window->closePanel(0);
+    Notices::setConsole(false);
+    QVERIFY(!panel);
+    QCOMPARE(admin.tabs()->count(), 0);
+    QVERIFY(Notices::last().contains(QStringLiteral("Szándékos hiba a leválasztáskor.")));
+}
+
+void TstShellWindow::brokenPanelsAreReportedNotFatal_data()
+{
+    QTest::addColumn<QString>("progId");
+    QTest::addColumn<QString>("parameter");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("not registered") << "NexoTest.Ismeretlen" << "" << "nincs regisztrálva";
+    QTest::newRow("library gone") << "NexoTest.Elveszett" << "" << "nem található";
+    QTest::newRow("factory throws") << "NexoTest.FactoryThrows" << "" << "Szándékos hiba a gyárban.";
+    QTest::newRow("factory hands out nothing") << "NexoTest.Nothing" << "" << "nem hozta létre";
+    QTest::newRow("not a panel") << "NexoTest.NotAPanel" << "" << "nem megjeleníthető panel";
+    QTest::newRow("attach throws") << "NexoTest.Panel" << "attach-throws" << "Szándékos hiba a csatoláskor.";
+}
+
+void TstShellWindow::brokenPanelsAreReportedNotFatal()
+{
+    QFETCH(QString, progId);
+    QFETCH(QString, parameter);
+    QFETCH(QString, said);
+    ShellFixture f;
+    QVERIFY(f.open());
+    f.standIn({QStringLiteral("NexoTest.Panel"), QStringLiteral("NexoTest.FactoryThrows"),
+               QStringLiteral("NexoTest.Nothing"), QStringLiteral("NexoTest.NotAPanel")});
+    ClassRegistry(f.registryPath()).add(QStringLiteral("NexoTest.Elveszett"), {f.path(QStringLiteral("nincs.so")), QString()});
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    const int logBefore = f.count(kLogCount);
+
+    QString shown;
+    onNextModal([&](QWidget* box) {
+        shown = dialogText(box);
+        box->close();
+    });
+    QVERIFY(!admin.window->openPanel(progId, 0, parameter, QStringLiteral("Próba")));
+    QCOMPARE(pendingModalActions(), 0);
+    QVERIFY2(shown.contains(QStringLiteral("„Próba” panel nem nyitható meg")) && shown.contains(said), qPrintable(shown));
+    QCOMPARE(admin.tabs()->count(), 0);
+    QCOMPARE(f.count(kLogCount), logBefore);
+    QVERIFY(admin.window->openPanel(QStringLiteral("NexoTest.Panel"), 0, QString(), QStringLiteral("Jó")));
+}
+
+// The shell's own application object, so that its exception guard is under test.
+int main(int argc, char** argv)
+{
+    Application app(argc, argv);
+    TstShellWindow test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_shell_window.moc"
