@@ -1,5 +1,6 @@
 #include "Factory.h"
 #include "AuthUnits.h"
+#include "Nexo.h"
 #include "cDDXAuthUnit.h"
 #include <QWidget>
 #include <functional>
@@ -21,6 +22,7 @@ const QList<Entry>& entries()
     static const QList<Entry> e{
         {"NexoFrame.AuthUnits", "AuthUnits", [](QObject* p) -> QObject* { return new AuthUnits(asParent(p)); }},
         {"NexoFrame.cDDXAuthUnit", "cDDXAuthUnit", [](QObject* p) -> QObject* { return new cDDXAuthUnit(p); }},
+        {"NexoFrame.Nexo", "Nexo", [](QObject* p) -> QObject* { return new Nexo(p); }},
     };
     return e;
 }

@@ -80,7 +80,6 @@ bool writeMenuLog(Connection& c, int userId, int menuId, QString* error)
     try {
         Recordset& rs = c.editRecordset(Tables::MenuLog);
         rs.addNew();
-        rs.setField(QStringLiteral("id"), c.newKey(Tables::MenuLog));
         rs.setField(QStringLiteral("user_id"), userId);
         rs.setField(QStringLiteral("menu_id"), menuId);
         rs.setField(QStringLiteral("log_date"), QDateTime::currentDateTime());

@@ -1,0 +1,19 @@
+#include "Nexo.h"
+#include "Connection.h"
+#include "Module.h"
+
+namespace NexoFrame {
+
+Nexo::Nexo(QObject* parent) : QObject(parent) { Module::objectCreated(); }
+Nexo::~Nexo() { Module::objectDestroyed(); }
+
+Connection* Nexo::nexoConnection() const { return module().connection(); }
+
+void Nexo::setNexoConnection(Connection* connection)
+{
+    Module& m = module();
+    if (!m.connection()) m.setConnection(connection);
+    if (m.connection()) m.setCurrentUserId(m.connection()->currentUserId());
+}
+
+} // namespace NexoFrame
