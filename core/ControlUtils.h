@@ -70,6 +70,7 @@ public:
     ListRef(QWidget* control) : m_owned(listOf(control)), m_list(m_owned.get()) {}
     ListRef(ListAdaptor& list) : m_list(&list) {}
     ListAdaptor* operator->() const { return m_list; }
+    ListAdaptor& operator*() const { return *m_list; }
 
 private:
     std::unique_ptr<ListAdaptor> m_owned;

@@ -1,19 +1,15 @@
 #include "Record.h"
 #include "Connection.h"
 #include "ErrorList.h"
+#include "LockRetry.h"
 #include "Module.h"
 #include "RuntimeError.h"
-#include "cMessage2.h"
-#include <QThread>
 
 namespace NexoFrame {
 
 namespace {
 
 const QString kTemporary = QStringLiteral("This element is temporary");
-const QString kLockQuestion = QStringLiteral(
-    "Az adatállományt a rendszer nem tudja lokkolni. Valószinűleg valaki más is használja az adatbázist.");
-const QString kLockRetry = QStringLiteral("Megpróbáljam újból?");
 
 QVariant convert(FieldKind k, const QVariant& v)
 {
@@ -138,24 +134,11 @@ bool cDDXRecord::CoreLoad(int lID)
 int cDDXRecord::OpenExcMasterTable()
 {
     Connection* c = connection();
-    int retries = 0;
-    for (;;) {
-        if (c->lockMaster(3)) {
-            c->idle(8);
-            if (c->openMasterTable(tableNumber())) return 0;
-            c->unlockMaster(3);
-            return 1;
-        }
-        if (retries < 3) {
-            // A short pause gives the holder time to finish before the next silent try.
-            QThread::msleep(30);
-            ++retries;
-            continue;
-        }
-        if (module().message().MsgQuestionYesNo(kLockQuestion, kLockRetry) != 2) return 1;
-        c->idle(1);
-        retries = 0;
-    }
+    if (!LockWithRetry(*c, [c] { return c->lockMaster(3); })) return 1;
+    c->idle(8);
+    if (c->openMasterTable(tableNumber())) return 0;
+    c->unlockMaster(3);
+    return 1;
 }
 
 int cDDXRecord::CloseExcMasterTable()

@@ -1,5 +1,6 @@
 #include "RoleTicks.h"
 #include "Connection.h"
+#include "LockRetry.h"
 #include <QApplication>
 #include <QPalette>
 #include <QTreeWidgetItem>
@@ -48,7 +49,7 @@ void RoleTicks::apply(int id, QTreeWidgetItem* item, bool first, bool second)
 
 bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
 {
-    if (!m_c.openTableExclusive(m_table)) return false;
+    if (!LockWithRetry(m_c, [this] { return m_c.openTableExclusive(m_table); })) return false;
     try {
         if (!m_c.beginUpdate()) throw DbError(QStringLiteral("A módosítás nem kezdhető el."));
         const int id = idOf(node);

@@ -167,6 +167,27 @@ private slots:
         QVERIFY(!roleOf(c, 26, 1));
     }
 
+    void aTickUnderSomeoneElsesLockAsksAndWritesNothingOnNo()
+    {
+        TestSite site;
+        AuthUnits p;
+        p.IAddin_AttachToSite(&site, 1, QString());
+        QString err;
+        auto other = Connection::openSqlite(site.path(), false, &err);
+        QVERIFY(other && other->lockMaster());
+        onNextModal([](QWidget* d) {
+            QVERIFY(dialogText(d).contains(QStringLiteral("Megpróbáljam újból?")));
+            clickButton(d, QStringLiteral("Nem"));
+        });
+        tick(p, p.nodeOf(20), false);
+        other->unlockMaster();
+        QVERIFY(roleOf(site.db(), 20, 1) && roleOf(site.db(), 21, 1));
+        QVERIFY(!site.db().hasMasterLock());
+        // Free again, the next tick goes through without a question.
+        tick(p, p.nodeOf(1), false);
+        QVERIFY(!roleOf(site.db(), 1, 1));
+    }
+
     void newEditAndDeleteGoThroughRecordAndDialog()
     {
         TestSite site;
