@@ -15,18 +15,6 @@ constexpr int kMaxWindow = 256;
 
 QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
-// "(a,b) >= (?,?)", or "a >= ?" for a single column.
-QString rowCompare(const QStringList& cols, const char* op)
-{
-    QStringList q;
-    for (const QString& c : cols) q << quoted(c);
-    QStringList marks(cols.size(), QStringLiteral("?"));
-    const QString o = QString::fromLatin1(op);
-    if (cols.size() == 1) return q.first() + o + QLatin1Char('?');
-    return QLatin1Char('(') + q.join(QLatin1Char(',')) + QLatin1Char(')') + o + QLatin1Char('(')
-        + marks.join(QLatin1Char(',')) + QLatin1Char(')');
-}
-
 bool sameValue(const ColumnDef& c, const QVariant& stored, const QVariant& wanted)
 {
     if (stored.isNull() || wanted.isNull()) return stored.isNull() && wanted.isNull();
@@ -107,16 +95,16 @@ QVariantList Recordset::keyOf(const Row& r) const
     QVariantList k;
     for (const QString& c : m_order) {
         int i = m_table->columnIndex(c);
-        k << m_c->engine().toDb(m_table->columns[i], r[i]);
+        k << r[i]; // the window holds values as stored
     }
     return k;
 }
 
-void Recordset::fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds,
-                      bool descending, int limit)
+void Recordset::read(QVector<Row>& out, int shape, const std::function<QString()>& makeWhere,
+                     const QVariantList& binds, bool descending, int limit)
 {
     // A statement depends only on the shape of the read: it is prepared once per shape.
-    const qint64 key = (qint64(shape) << 32) | (qint64(limit) << 1) | (descending ? 1 : 0);
+    const qint64 key = (qint64(shape) << 1) | (descending ? 1 : 0);
     QSqlQuery*& stmt = m_statements[key];
     if (!stmt) {
         const QString where = makeWhere ? makeWhere() : QString();
@@ -128,30 +116,88 @@ void Recordset::fetch(int shape, const std::function<QString()>& makeWhere, cons
         sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ") + quoted(m_table->name);
         if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
         sql += QStringLiteral(" ORDER BY ") + order.join(QLatin1Char(','));
-        sql += QStringLiteral(" LIMIT ") + QString::number(limit);
+        sql += QStringLiteral(" LIMIT ?");
         stmt = &m_c->prepared(sql);
     }
 
     QSqlQuery& q = *stmt;
     for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
+    q.bindValue(int(binds.size()), limit);
     if (!q.exec()) {
         QString e = q.lastError().text();
         q.finish();
         throw DbError(QStringLiteral("Adatbázis-olvasási hiba (%1): %2").arg(m_table->name, e));
     }
-    m_buf.clear();
     const int n = int(m_table->columns.size());
     const int k = int(m_cols.size());
-    const Engine& engine = m_c->engine();
+    // Values stay as stored until a field is read: converting every column of every row
+    // (dates into local time above all) costs more than the read itself.
     while (q.next()) {
         Row r(n);
-        for (int j = 0; j < k; ++j) r[m_cols[j]] = engine.fromDb(m_table->columns[m_cols[j]], q.value(j));
-        m_buf.append(std::move(r));
+        for (int j = 0; j < k; ++j) r[m_cols[j]] = q.value(j);
+        out.append(std::move(r));
     }
     q.finish();
-    m_exhausted = m_buf.size() < limit;
+}
+
+void Recordset::fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds,
+                      bool descending, int limit)
+{
+    QVector<Row> rows;
+    read(rows, shape, makeWhere, binds, descending, limit);
+    setWindow(std::move(rows), descending, limit);
+}
+
+void Recordset::setWindow(QVector<Row> rows, bool descending, int limit)
+{
+    m_exhausted = rows.size() < limit;
     m_generation = m_c->generation();
-    if (descending) std::reverse(m_buf.begin(), m_buf.end());
+    if (descending) std::reverse(rows.begin(), rows.end());
+    m_buf = std::move(rows);
+}
+
+void Recordset::fetchNear(const QVariantList& key, Near near, int limit)
+{
+    // The index order spelt out one column at a time: the rows equal to the key on its first
+    // k columns and past it on column k, for k from the last column to the first. Each step
+    // is a plain indexed range, and nulls sort first, as the database sorts them, where a
+    // row-value comparison would drop them.
+    enum Cmp { None, Greater, NotNull, Less, IsNull };
+    const bool back = near == Near::Before;
+    const int n = int(key.size());
+    int nulls = 0;
+    for (int i = 0; i < n; ++i)
+        if (key[i].isNull()) nulls |= 1 << i;
+    QVector<Row> rows;
+    auto step = [&](int k, Cmp cmp) {
+        if (rows.size() >= limit) return;
+        QVariantList binds;
+        for (int i = 0; i < k; ++i)
+            if (!key[i].isNull()) binds << key[i];
+        if (cmp == Greater || cmp == Less) binds << key[k];
+        const int shape = 0x1000000 | (int(cmp) << 16) | (k << 8) | (nulls & ((1 << k) - 1));
+        read(rows, shape, [&] {
+            QStringList w;
+            for (int i = 0; i < k; ++i)
+                w << quoted(m_order[i]) + (key[i].isNull() ? QStringLiteral(" IS NULL") : QStringLiteral("=?"));
+            const QString c = k < n ? quoted(m_order[k]) : QString();
+            if (cmp == Greater) w << c + QStringLiteral(">?");
+            if (cmp == NotNull) w << c + QStringLiteral(" IS NOT NULL");
+            if (cmp == Less) w << c + QStringLiteral("<?");
+            if (cmp == IsNull) w << c + QStringLiteral(" IS NULL");
+            return w.join(QStringLiteral(" AND "));
+        }, binds, back, limit - int(rows.size()));
+    };
+    if (near == Near::Equal || near == Near::From) step(n, None);
+    for (int k = n - 1; near != Near::Equal && k >= 0; --k) {
+        if (!back) {
+            step(k, key[k].isNull() ? NotNull : Greater);
+        } else if (!key[k].isNull()) {
+            step(k, Less);
+            step(k, IsNull);
+        }
+    }
+    setWindow(std::move(rows), back, limit);
 }
 
 bool Recordset::seek(SeekOp op, const QVariantList& keys)
@@ -168,16 +214,17 @@ bool Recordset::seek(SeekOp op, const QVariantList& keys)
     binds.reserve(n);
     for (int i = 0; i < n; ++i) binds << m_c->engine().toDb(*m_table->column(ix->columns[i]), keys[i]);
     m_window = m_readAhead;
-    fetch(100 + int(op) * 16 + n,
-          [&] { return rowCompare(ix->columns.mid(0, n), op == SeekOp::Greater ? ">" : ">="); }, binds, false,
-          m_window);
+    // An equal seek that reads no further than its own row asks for equal rows only.
+    const Near near = op == SeekOp::Greater ? Near::After
+        : op == SeekOp::Equal && m_window == 1 ? Near::Equal : Near::From;
+    fetchNear(binds, near, m_window);
     m_pos = m_buf.isEmpty() ? -1 : 0;
     m_noMatch = m_buf.isEmpty();
     if (!m_noMatch && op == SeekOp::Equal) {
         const Row& r = m_buf.first();
         for (int i = 0; i < n; ++i) {
             const int ci = m_table->columnIndex(ix->columns[i]);
-            if (!sameValue(m_table->columns[ci], r[ci], keys[i])) {
+            if (!sameValue(m_table->columns[ci], m_c->engine().fromDb(m_table->columns[ci], r[ci]), keys[i])) {
                 m_noMatch = true;
                 break;
             }
@@ -241,7 +288,7 @@ void Recordset::moveNext()
     }
     const QVariantList key = keyOf(m_buf[m_pos]);
     m_window = std::min(kMaxWindow, m_window * 2);
-    fetch(1, [this] { return rowCompare(m_order, ">"); }, key, false, m_window);
+    fetchNear(key, Near::After, m_window);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
@@ -253,7 +300,7 @@ void Recordset::movePrevious()
         return;
     }
     const QVariantList key = keyOf(m_buf[m_pos]);
-    fetch(2, [this] { return rowCompare(m_order, "<"); }, key, true, 1);
+    fetchNear(key, Near::Before, 1);
     m_pos = m_buf.isEmpty() ? -1 : 0;
 }
 
@@ -305,7 +352,9 @@ void Recordset::addNew()
 
 void Recordset::edit()
 {
-    m_editRow = current();
+    const Row& stored = current();
+    m_editRow = Row(stored.size());
+    for (int i : std::as_const(m_cols)) m_editRow[i] = m_c->engine().fromDb(m_table->columns[i], stored[i]);
     m_mode = Mode::Edit;
     m_dirty.fill(false);
 }
@@ -320,7 +369,7 @@ QVariant Recordset::field(int column) const
     if (!m_inProjection.value(column))
         throw DbError(QStringLiteral("A mező nincs a rekordkészletben (%1).").arg(m_table->name));
     if (m_mode != Mode::None) return m_editRow.value(column);
-    return current().value(column);
+    return m_c->engine().fromDb(m_table->columns[column], current().value(column));
 }
 
 QVariant Recordset::field(const QString& name) const
@@ -410,15 +459,21 @@ bool Recordset::update()
     if (!sql.isEmpty()) {
         QSqlQuery& q = m_c->prepared(sql);
         for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
-        const bool ok = q.exec();
+        bool ok = q.exec();
         m_lastError = ok ? QString() : q.lastError().text();
+        // An edit whose row is gone meanwhile stores nothing, and must not pass for stored.
+        if (ok && m_mode == Mode::Edit && q.numRowsAffected() == 0) {
+            ok = false;
+            m_lastError = QStringLiteral("A keresett rekord már nem létezik (%1).").arg(m_table->name);
+        }
         q.finish();
         if (!ok) {
             m_mode = Mode::None;
             return false;
         }
     }
-    if (m_mode == Mode::Edit) m_buf[m_pos] = m_editRow;
+    if (m_mode == Mode::Edit)
+        for (int i : std::as_const(m_cols)) m_buf[m_pos][i] = m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
     m_lastModified = encodeKey(keyValue);
     m_mode = Mode::None;
     m_c->touch();

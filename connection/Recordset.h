@@ -69,8 +69,18 @@ private:
     enum class Mode { None, Add, Edit };
     using Row = QVector<QVariant>;
 
+    enum class Near { Equal, From, After, Before };
+
+    // Appends up to `limit` rows of one shape of read, in index order or backwards.
+    void read(QVector<Row>& out, int shape, const std::function<QString()>& makeWhere, const QVariantList& binds,
+              bool descending, int limit);
     void fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds, bool descending,
                int limit);
+    // Makes `rows` (read in the direction given) the window.
+    void setWindow(QVector<Row> rows, bool descending, int limit);
+    // Reads the window next to `key`, the values of the first key.size() order columns:
+    // equal to it, from it on, after it, or before it going backwards.
+    void fetchNear(const QVariantList& key, Near near, int limit);
     QStringList orderColumns() const;
     QVariantList keyOf(const Row& r) const;
     // 1 found, 0 known absent, -1 the rows read cannot tell.

@@ -1,4 +1,5 @@
 #include "EditDialog.h"
+#include "ControlUtils.h"
 #include "ErrorList.h"
 #include "Module.h"
 #include "Record.h"
@@ -39,6 +40,7 @@ EditDialog::EditDialog(const QString& formName, const QString& title, QWidget* p
     connect(cmd_ok, &QPushButton::clicked, this, [this] { DoOK(); });
     connect(cmd_cancel, &QPushButton::clicked, this, [this] { cancel(); });
     resize(460, sizeHint().height());
+    PrepareForm(this);
 }
 
 EditDialog::~EditDialog() { Module::objectDestroyed(); }

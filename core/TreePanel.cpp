@@ -1,5 +1,6 @@
 #include "TreePanel.h"
 #include "Connection.h"
+#include "ControlUtils.h"
 #include "ErrorList.h"
 #include "Module.h"
 #include "Record.h"
@@ -26,8 +27,8 @@ QString keyOf(int id) { return QStringLiteral("RID") + QString::number(id); }
 
 // The wait cursor for the length of a load.
 struct WaitCursor {
-    WaitCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QGuiApplication::restoreOverrideCursor(); }
+    WaitCursor() { WaitCursorOn(); }
+    ~WaitCursor() { WaitCursorOff(); }
 };
 
 } // namespace
