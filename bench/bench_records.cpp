@@ -69,10 +69,11 @@ qint64 median(QList<qint64> l)
     return l.isEmpty() ? 0 : l[l.size() / 2];
 }
 
-void report(const char* what, const Times& t, int n)
+// perTurn: operations in one timed turn, for the median of one operation.
+void report(const char* what, const Times& t, int n, int perTurn = 1)
 {
-    std::printf("%s: lifecycle %.1f ms, bare %.1f ms for %d (median %.1f us vs %.1f us)\n", what, t.ours / 1e6,
-                t.bare / 1e6, n, median(t.oursEach) / 1e3, median(t.bareEach) / 1e3);
+    std::printf("%s: lifecycle %.1f ms, bare %.1f ms for %d (median %.2f us vs %.2f us each)\n", what, t.ours / 1e6,
+                t.bare / 1e6, n, median(t.oursEach) / 1e3 / perTurn, median(t.bareEach) / 1e3 / perTurn);
     std::printf("%s ratio: %.2f\n", what, double(t.ours) / double(t.bare));
 }
 
@@ -210,7 +211,7 @@ void reads(const QString& dir)
             }
         });
     if (check != 0) fail("the two sides read different values");
-    report("seek-read", t, kReadRows);
+    report("seek-read", t, kReadRows, kReadBlock);
 }
 
 } // namespace

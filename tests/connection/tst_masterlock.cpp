@@ -151,18 +151,6 @@ void tst_masterlock::refusedLockAsksAfterThreeSilentTries()
     QCOMPARE(m_engine->tries, 8);
     QCOMPARE(count("Zárolt egység"), 0);
     QVERIFY(!m_c->hasMasterLock());
-
-    // A modified record is refused the same way and keeps its row.
-    QVERIFY(unit->CoreLoad(22));
-    unit->set_name("Átnevezve");
-    QVERIFY(unit->SetFinal());
-    unit->SetModified();
-    m_engine->tries = 0;
-    m_asked.clear();
-    answer("Nem");
-    QVERIFY(!unit->CoreUpdate());
-    checkAsked({4});
-    QCOMPARE(m_c->select("SELECT name FROM qnd_auth_unit WHERE id=22").first().first().toString(), QString("Új kimutatás"));
 }
 
 void tst_masterlock::killedHolderLeavesTheLockFree()

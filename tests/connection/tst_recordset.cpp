@@ -96,10 +96,8 @@ void tst_recordset::initTestCase()
     }
     QVERIFY(m_c->commitTrans(3));
     m_c->unlockMaster(3);
-    QVERIFY(!m_c->inTransaction() && !m_c->hasMasterLock());
-    QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE parent_id>=100").first().first().toInt(),
-             kGenerated);
-    QVERIFY(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE name IS NULL").first().first().toInt() > 10);
+    QCOMPARE(m_c->select("SELECT COUNT(*), COUNT(name) FROM qnd_auth_unit WHERE parent_id>=100").first(),
+             (QVariantList{kGenerated, kGenerated - 30}));
 }
 
 void tst_recordset::seek_data()
@@ -117,6 +115,7 @@ void tst_recordset::seek_data()
     QTest::newRow("two columns equal, missing name") << "real_parent_id_2" << false << QVariantList{105, "n186"} << false;
     QTest::newRow("two columns at least, between names") << "real_parent_id_2" << true << QVariantList{105, "n186"} << true;
     QTest::newRow("two columns at least, past the parent") << "real_parent_id_2" << true << QVariantList{105, "zzz"} << true;
+    QTest::newRow("two columns equal, null name") << "real_parent_id_2" << false << QVariantList{107, QVariant()} << true;
     QTest::newRow("partial key equal") << "real_parent_id_2" << false << QVariantList{107} << true;
     QTest::newRow("partial key equal, missing") << "real_parent_id_2" << false << QVariantList{99} << false;
     QTest::newRow("partial key at least") << "real_parent_id_2" << true << QVariantList{99} << true;
@@ -272,12 +271,6 @@ void tst_recordset::editing()
     QVERIFY(!rs->update());
     QVERIFY(!rs->lastError().isEmpty());
     QVERIFY(m_c->select("SELECT id FROM qnd_auth_unit WHERE id=?", {id}).isEmpty());
-
-    // A key already taken is refused, with the reason.
-    rs->addNew();
-    rs->setField("id", 1);
-    QVERIFY(!rs->update());
-    QVERIFY(!rs->lastError().isEmpty());
 }
 
 void tst_recordset::cloneAndIndexNames()
@@ -324,7 +317,6 @@ void tst_recordset::newKeys()
     QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (1000000, 0, 'magas')"));
     QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000001);
     QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000002);
-    QCOMPARE(m_c->newKey(Tables::Settings, "id") > 0, true);
 }
 
 void tst_recordset::settingsUniquenessDeleteCheck()
