@@ -8,6 +8,7 @@
 #include "TestSite.h"
 #include "frmAuthUnit.h"
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QTableWidget>
 #include <QTest>
@@ -279,6 +280,40 @@ private slots:
         p.ModifyItem();
         p.DeleteItem();
         QCOMPARE(pendingModalActions(), 0);
+    }
+
+    void failuresGoToTheErrorHandlerAndRightsAreAsked()
+    {
+        // A site without a connection: the attach reports under the panel's ProgID and the
+        // procedure, and leaving ends the attach with the panel usable.
+        struct NoDb : IAddinSite {
+            Connection* connection() override { return nullptr; }
+            int currentUserId() override { return 1; }
+        } broken;
+        onNextModal([](QWidget* d) {
+            QCOMPARE(d->windowTitle(), QStringLiteral("Hibakezelő"));
+            QVERIFY(dialogText(d).contains(QStringLiteral("Váratlan hiba történt.")));
+            QCOMPARE(d->findChild<QLabel*>(QStringLiteral("lblSource"))->text(),
+                     QStringLiteral("NexoFrame.AuthUnits IAddin_AttachToSite"));
+            clickButton(d, QStringLiteral("Kilépés"));
+        });
+        AuthUnits p;
+        p.IAddin_AttachToSite(&broken, 0, QString());
+        QVERIFY(!p.attaching() && p.isEnabled());
+
+        // The rights test of the frame: a refusal shows the rights-denied text.
+        struct Probe : AuthUnits {
+            using AuthUnits::testRight;
+        };
+        TestSite site(3); // nagy.peter: sales only
+        Probe probe;
+        probe.IAddin_AttachToSite(&site, 0, QString());
+        QVERIFY(probe.testRight(QStringLiteral("vtk_controlling_list_wizard_print")));
+        onNextModal([](QWidget* d) {
+            QVERIFY(dialogText(d).contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")));
+            clickButton(d, QStringLiteral("OK"));
+        });
+        QVERIFY(!probe.testRight(QStringLiteral("mainframe_base_user_new")));
     }
 
     void hostContract()
