@@ -265,6 +265,7 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
             ~Reset() { flag = false; }
         } reset{m_filling};
         RoleTicks ticks(*module().connection(), tableNumber(), m_slot, [this](int id) { return nodeOf(id); });
+        WaitCursor wait; // a large subtree takes a moment
         ticks.toggle(item, checked);
         // Remember what is shown now, also when the table could not be opened.
         for (QTreeWidgetItem* it : std::as_const(m_nodes))
