@@ -1,9 +1,7 @@
 #include "Recordset.h"
 #include "Connection.h"
 #include "DbError.h"
-#include <QDataStream>
 #include <QDateTime>
-#include <QIODevice>
 #include <QSqlError>
 #include <QSqlQuery>
 

@@ -8,7 +8,6 @@
 #include "cMessage2.h"
 #include <QAction>
 #include <QComboBox>
-#include <QGuiApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
