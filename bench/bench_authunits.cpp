@@ -91,7 +91,7 @@ int main(int argc, char** argv)
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("bench.sqlite"));
     QString err;
-    auto conn = Connection::openSqlite(path, false, &err);
+    auto conn = Connection::openDatabase(path, Connection::DemoData::None, &err);
     if (!conn) qFatal("%s", qPrintable(err));
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("bare"));

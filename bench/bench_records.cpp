@@ -97,7 +97,7 @@ void writes(const QString& dir)
 {
     const QString path = dir + "/writes.db";
     QString err;
-    auto conn = Connection::openSqlite(path, false, &err);
+    auto conn = Connection::openDatabase(path, Connection::DemoData::None, &err);
     if (!conn) fail(err);
     module().setConnection(conn.get());
     module().setCurrentUserId(1);
@@ -163,7 +163,7 @@ void reads(const QString& dir)
 {
     const QString path = dir + "/reads.db";
     QString err;
-    auto conn = Connection::openSqlite(path, false, &err);
+    auto conn = Connection::openDatabase(path, Connection::DemoData::None, &err);
     if (!conn) fail(err);
     QSqlDatabase db = bareConnection(path, "bench_reads");
     {

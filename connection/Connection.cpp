@@ -23,13 +23,11 @@ Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
 
 Connection::~Connection() { close(); }
 
-std::unique_ptr<Connection> Connection::openSqlite(const QString& path, bool withDemoData,
-                                                   QString* error)
+std::unique_ptr<Connection> Connection::openDatabase(const QString& target, DemoData demo, QString* error)
 {
-    auto c = std::make_unique<Connection>(makeSqliteEngine());
+    auto c = std::make_unique<Connection>(makeEngineFor(target));
     QString err;
-    if (!c->open(path, &err) || !c->ensureSchema(&err)
-        || (withDemoData && !c->hasData() && !c->createDemoData(&err))) {
+    if (!c->open(target, &err) || !c->ensureSchema(&err, demo)) {
         if (error) *error = err;
         return nullptr;
     }
@@ -47,7 +45,15 @@ bool Connection::open(const QString& target, QString* error)
         return false;
     }
     m_open = true;
+    m_lost = false;
     return true;
+}
+
+void Connection::dropStatements()
+{
+    for (QSqlQuery* q : std::as_const(m_statements)) delete q;
+    m_statements.clear();
+    ++m_epoch;
 }
 
 void Connection::close()
@@ -55,9 +61,11 @@ void Connection::close()
     if (!m_open) return;
     m_browse.clear();
     m_edit.clear();
-    for (QSqlQuery* q : std::as_const(m_statements)) delete q;
-    m_statements.clear();
-    if (m_spDepth > 0 || m_outerOpen) m_engine->rollback(m_db);
+    dropStatements();
+    if (!m_lost && (m_spDepth > 0 || m_outerOpen)) {
+        m_engine->rollback(m_db);
+        if (m_lockDepth > 0) m_engine->releaseMasterLock(m_db);
+    }
     m_spDepth = 0;
     m_lockDepth = 0;
     m_outerOpen = false;
@@ -65,6 +73,38 @@ void Connection::close()
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
     m_open = false;
+}
+
+Connection::Recovery Connection::recover(QString* message)
+{
+    if (!m_open || !m_engine->connectionLost(m_db)) return Recovery::None;
+    const bool working = m_lockDepth > 0 || m_spDepth > 0 || m_outerOpen;
+    // The server ended the transaction and freed the lock with the session.
+    m_lockDepth = 0;
+    m_spDepth = 0;
+    m_outerOpen = false;
+    m_lost = true;
+    dropStatements();
+    touch();
+    if (working) {
+        *message = QStringLiteral("Megszakadt a kapcsolat az adatbázis-kiszolgálóval, a félbemaradt módosítás nem "
+                                  "került be az adatbázisba. A következő művelet újra kapcsolódik.");
+        return Recovery::Lost;
+    }
+    if (!m_engine->reopen(m_db, message)) return Recovery::Lost;
+    m_lost = false;
+    return Recovery::Retry;
+}
+
+void Connection::ensureLive()
+{
+    if (!m_open) throw DbError(QStringLiteral("Nincs megnyitott adatbázis."));
+    if (!m_lost) return;
+    QString err;
+    if (!m_engine->reopen(m_db, &err)) throw DbError(err);
+    m_lost = false;
+    dropStatements();
+    touch();
 }
 
 bool Connection::runSql(const QString& sql)
@@ -75,60 +115,128 @@ bool Connection::runSql(const QString& sql)
     return ok;
 }
 
-bool Connection::ensureSchema(QString* error)
+namespace {
+
+// Whether the database holds tables of this system; one that has tables but none of ours
+// belongs to another program.
+bool isOurs(const QStringList& tables)
 {
-    const auto& tables = Schema::instance().tables();
-    bool created = false;
-    for (const TableDef& t : tables) {
-        if (m_engine->tableExists(m_db, t.name)) continue;
-        if (!created && !m_engine->beginPlain(m_db)) {
-            if (error) *error = QStringLiteral("Az adatbázis nem írható: %1").arg(m_db.lastError().text());
-            return false;
-        }
-        created = true;
-        QStringList cols;
-        for (const ColumnDef& c : t.columns) {
-            QString def = quoted(c.name) + QLatin1Char(' ') + m_engine->sqlType(c);
-            if (c.name.compare(t.primaryKey, Qt::CaseInsensitive) == 0) def += QStringLiteral(" PRIMARY KEY");
-            else if (!c.defaultValue.isNull() && c.type != ColType::Text && c.type != ColType::Memo)
-                def += QStringLiteral(" DEFAULT ") + m_engine->toDb(c, c.defaultValue).toString();
-            cols << def;
-        }
-        QStringList stmts;
-        stmts << QStringLiteral("CREATE TABLE ") + quoted(t.name) + QStringLiteral(" (")
-                + cols.join(QStringLiteral(", ")) + QLatin1Char(')');
-        for (const IndexDef& ix : t.indexes) {
-            if (ix.name == QLatin1String("PrimaryKey")) continue;
-            QStringList ic;
-            for (const QString& c : ix.columns) ic << quoted(c);
-            stmts << QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString())
-                    + quoted(t.name + QLatin1Char('_') + ix.name) + QStringLiteral(" ON ") + quoted(t.name)
-                    + QStringLiteral(" (") + ic.join(QLatin1Char(',')) + QLatin1Char(')');
-        }
-        for (const QString& s : stmts) {
-            QSqlQuery q(m_db);
-            if (!q.exec(s)) {
-                if (error) *error = QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(q.lastError().text());
-                q.finish();
-                m_engine->rollback(m_db);
-                return false;
-            }
-            q.finish();
-        }
-    }
-    if (created && !m_engine->commit(m_db)) {
-        if (error) *error = QStringLiteral("Az adatbázis szerkezete nem menthető: %1").arg(m_db.lastError().text());
-        m_engine->rollback(m_db);
-        return false;
-    }
-    m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0")) != QLatin1String("0");
+    for (const QString& t : tables)
+        if (t.startsWith(QLatin1String("qnd_")) && Schema::instance().table(t)) return true;
+    return false;
+}
+
+bool schemaComplete(const QStringList& tables)
+{
+    for (const TableDef& t : Schema::instance().tables())
+        if (!tables.contains(t.name.toLower())) return false;
     return true;
 }
 
-bool Connection::hasData() const
+// Long enough for another process to finish creating a database with its demo data.
+constexpr int kCreationWaitMs = 60000;
+
+} // namespace
+
+bool Connection::ensureSchema(QString* error, DemoData demo)
 {
-    auto* self = const_cast<Connection*>(this);
-    auto rows = self->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user"));
+    auto fail = [&](const QString& message) {
+        if (error) *error = message;
+        return false;
+    };
+    m_createdSchema = false;
+    QStringList existing = m_engine->tables(m_db);
+    if (!existing.isEmpty() && !isOurs(existing))
+        return fail(QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame adatbázisa; "
+                                   "a program nem változtat rajta: %1").arg(m_engine->databaseName()));
+    try {
+        const bool wantDemo = demo == DemoData::IfEmpty || (demo == DemoData::IfCreated && existing.isEmpty());
+        if (!schemaComplete(existing) || (wantDemo && !hasData())) {
+            // One step under the lock: a second process waits here and then finds it done.
+            if (!lockMaster(3, kCreationWaitMs))
+                return fail(QStringLiteral("Az adatbázist más használja, a szerkezete nem hozható létre: %1")
+                                .arg(m_engine->databaseName()));
+            existing = m_engine->tables(m_db);
+            if (!existing.isEmpty() && !isOurs(existing)) {
+                abandonLock();
+                return fail(QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame "
+                                           "adatbázisa; a program nem változtat rajta: %1").arg(m_engine->databaseName()));
+            }
+            const bool empty = existing.isEmpty();
+            QString err;
+            if (!schemaComplete(existing) && !m_engine->prepareSchema(m_db, &err)) {
+                abandonLock();
+                return fail(err);
+            }
+            for (const TableDef& t : Schema::instance().tables()) {
+                if (existing.contains(t.name.toLower())) continue;
+                QStringList cols;
+                for (const ColumnDef& c : t.columns) {
+                    QString def = quoted(c.name) + QLatin1Char(' ') + m_engine->sqlType(c);
+                    if (c.name.compare(t.primaryKey, Qt::CaseInsensitive) == 0) def += QStringLiteral(" PRIMARY KEY");
+                    else if (!c.defaultValue.isNull() && c.type != ColType::Text && c.type != ColType::Memo)
+                        def += QStringLiteral(" DEFAULT ") + m_engine->toDb(c, c.defaultValue).toString();
+                    cols << def;
+                }
+                QStringList stmts;
+                stmts << QStringLiteral("CREATE TABLE ") + quoted(t.name) + QStringLiteral(" (")
+                        + cols.join(QStringLiteral(", ")) + QLatin1Char(')');
+                for (const IndexDef& ix : t.indexes) {
+                    if (ix.name == QLatin1String("PrimaryKey")) continue;
+                    // The key closes every index, so that rows equal on the index columns
+                    // keep one order and a window read needs no sort.
+                    QStringList ic;
+                    for (const QString& c : ix.columns) ic << m_engine->indexColumn(quoted(c));
+                    if (!ix.unique && !ix.columns.contains(t.primaryKey, Qt::CaseInsensitive))
+                        ic << m_engine->indexColumn(quoted(t.primaryKey));
+                    stmts << QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString())
+                            + quoted(t.name + QLatin1Char('_') + ix.name) + QStringLiteral(" ON ") + quoted(t.name)
+                            + QStringLiteral(" (") + ic.join(QLatin1Char(',')) + QLatin1Char(')');
+                }
+                for (const QString& s : std::as_const(stmts)) {
+                    QSqlQuery q(m_db);
+                    if (!q.exec(s)) {
+                        err = q.lastError().text();
+                        q.finish();
+                        abandonLock();
+                        return fail(QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(err));
+                    }
+                    q.finish();
+                }
+            }
+            m_createdSchema = empty;
+            const bool fill = demo == DemoData::IfEmpty || (demo == DemoData::IfCreated && empty);
+            if (fill && !hasData()) createDemoData();
+            const int depth = m_lockDepth;
+            unlockMaster(3);
+            if (depth != 1 || m_lockDepth != 0)
+                return fail(QStringLiteral("Az adatbázis szerkezete nem menthető."));
+        }
+        m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0"))
+            != QLatin1String("0");
+    } catch (const DbError& e) {
+        if (m_lockDepth > 0) abandonLock();
+        m_createdSchema = false;
+        return fail(e.message());
+    }
+    return true;
+}
+
+void Connection::abandonLock()
+{
+    if (!m_lost) {
+        m_engine->rollback(m_db);
+        m_engine->releaseMasterLock(m_db);
+    }
+    m_spDepth = 0;
+    m_lockDepth = 0;
+    m_outerOpen = false;
+    touch();
+}
+
+bool Connection::hasData()
+{
+    auto rows = select(QStringLiteral("SELECT COUNT(*) FROM qnd_user"));
     return !rows.isEmpty() && rows.first().value(0).toInt() > 0;
 }
 
@@ -181,34 +289,51 @@ bool Connection::seek(int table, const QString& index, const QVariantList& keys)
 
 QSqlQuery& Connection::prepared(const QString& sql)
 {
+    ensureLive();
     auto it = m_statements.find(sql);
     if (it != m_statements.end()) return **it;
-    auto* q = new QSqlQuery(m_db);
-    q->setForwardOnly(true);
-    if (!q->prepare(sql)) {
-        QString e = q->lastError().text();
+    for (int attempt = 0;; ++attempt) {
+        auto* q = new QSqlQuery(m_db);
+        q->setForwardOnly(true);
+        if (q->prepare(sql)) {
+            m_statements.insert(sql, q);
+            return *q;
+        }
+        const QString e = q->lastError().text();
         delete q;
+        QString lost;
+        const Recovery r = recover(&lost);
+        if (r == Recovery::Retry && attempt == 0) continue;
+        if (r != Recovery::None) throw DbError(lost);
         throw DbError(QStringLiteral("Hibás adatbázis-utasítás: %1 (%2)").arg(e, sql));
     }
-    m_statements.insert(sql, q);
-    return *q;
 }
 
 int Connection::newKey(int table, const QString& column, const QString&)
 {
     const TableDef& t = requireTable(table);
-    auto rows = select(QStringLiteral("SELECT MAX(%1) FROM %2").arg(quoted(column), quoted(t.name)));
-    int key = rows.isEmpty() || rows.first().value(0).isNull() ? 1 : rows.first().value(0).toInt() + 1;
-    // A key handed out earlier in this session is never handed out again, even when its
-    // row was rolled back.
-    key = std::max(key, m_lastKey.value(table, 0) + 1);
+    // The key table hands out each key once, also to two machines asking at once (the
+    // row's lock makes the second wait), and moves past every key already stored, such
+    // as one the module raised itself. A key handed out earlier in this session is never
+    // handed out again, even when its row was rolled back.
+    const QString sql = QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES (?, %1) "
+                                       "ON CONFLICT (table_name) DO UPDATE SET last_key = %2 RETURNING last_key")
+                            .arg(m_engine->greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + 1 FROM %2)")
+                                                        .arg(quoted(column), quoted(t.name)),
+                                                    QStringLiteral("?")),
+                                 m_engine->greatest(QStringLiteral("qnd_key.last_key + 1"),
+                                                    QStringLiteral("excluded.last_key")));
+    auto rows = select(sql, {t.name, m_lastKey.value(table, 0) + 1});
+    if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
+    const int key = rows.first().value(0).toInt();
     m_lastKey[table] = key;
     return key;
 }
 
-bool Connection::lockMaster(int)
+bool Connection::lockMaster(int, int waitMs)
 {
     if (!m_open) return false;
+    ensureLive();
     if (m_lockDepth > 0) {
         ++m_lockDepth;
         return true;
@@ -219,38 +344,71 @@ bool Connection::lockMaster(int)
         m_outerOpen = false;
         m_spDepth = 0;
     }
-    if (!m_engine->tryMasterLock(m_db)) return false;
+    if (!m_engine->tryMasterLock(m_db, waitMs)) {
+        QString lost;
+        switch (recover(&lost)) {
+        case Recovery::None: return false;
+        case Recovery::Lost: throw DbError(lost);
+        case Recovery::Retry:
+            if (!m_engine->tryMasterLock(m_db, waitMs)) return false;
+            break;
+        }
+    }
     m_lockDepth = 1;
     m_outerOpen = true;
     return true;
 }
 
-void Connection::unlockMaster(int)
+bool Connection::unlockMaster(int)
 {
-    if (m_lockDepth == 0) return;
-    if (--m_lockDepth > 0) return;
+    if (m_lockDepth == 0) return true;
+    if (--m_lockDepth > 0) return true;
+    bool ok = true;
     if (m_spDepth > 0) {
         // Unbalanced callers: anything not committed is not kept.
         m_engine->rollback(m_db);
         m_spDepth = 0;
+        ok = false;
+        m_lastError = QStringLiteral("A tranzakció lezáratlanul maradt, a módosítások elvesztek.");
     } else if (!m_engine->commit(m_db)) {
-        m_engine->rollback(m_db);
+        ok = false;
+        m_lastError = m_db.lastError().text();
+        QString lost;
+        if (recover(&lost) != Recovery::None) m_lastError = lost;
+        else m_engine->rollback(m_db);
     }
+    if (!m_lost) m_engine->releaseMasterLock(m_db);
     m_outerOpen = false;
     touch();
+    return ok;
 }
 
 bool Connection::openMasterTable(int table) { return Schema::instance().table(table) != nullptr; }
 void Connection::closeMasterTable(int) {}
 
+// A savepoint statement that failed: a lost link ends the whole transaction.
+bool Connection::transactionStep(const QString& sql)
+{
+    if (runSql(sql)) return true;
+    QString lost;
+    if (recover(&lost) != Recovery::None) throw DbError(lost);
+    return false;
+}
+
 bool Connection::beginTrans(int)
 {
     if (!m_open) return false;
+    ensureLive();
     if (!m_outerOpen) {
-        if (!m_engine->beginPlain(m_db)) return false;
+        if (!m_engine->beginPlain(m_db)) {
+            QString lost;
+            const Recovery r = recover(&lost);
+            if (r == Recovery::Lost) throw DbError(lost);
+            if (r == Recovery::None || !m_engine->beginPlain(m_db)) return false;
+        }
         m_outerOpen = true;
     }
-    if (!runSql(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
+    if (!transactionStep(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
     ++m_spDepth;
     return true;
 }
@@ -258,12 +416,16 @@ bool Connection::beginTrans(int)
 bool Connection::commitTrans(int)
 {
     if (m_spDepth == 0) return false;
-    bool ok = runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    bool ok = transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
     if (!ok) return false;
     --m_spDepth;
     if (m_spDepth == 0 && m_lockDepth == 0) {
         ok = m_engine->commit(m_db);
-        if (!ok) m_engine->rollback(m_db);
+        if (!ok) {
+            QString lost;
+            if (recover(&lost) != Recovery::None) throw DbError(lost);
+            m_engine->rollback(m_db);
+        }
         m_outerOpen = false;
     }
     touch();
@@ -273,7 +435,12 @@ bool Connection::commitTrans(int)
 bool Connection::rollbackTrans(int)
 {
     if (m_spDepth == 0) return false;
-    bool ok = runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
+    const bool ok = runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
+    if (!ok) {
+        // With the link gone the server has dropped the whole transaction already.
+        QString lost;
+        if (recover(&lost) != Recovery::None) return true;
+    }
     runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
     --m_spDepth;
     if (m_spDepth == 0 && m_lockDepth == 0) {
@@ -284,13 +451,13 @@ bool Connection::rollbackTrans(int)
     return ok;
 }
 
-bool Connection::openTableExclusive(int table)
+bool Connection::openTableExclusive(int table, int waitMs)
 {
     if (!Schema::instance().table(table)) return false;
-    return lockMaster(3);
+    return lockMaster(3, waitMs);
 }
 
-void Connection::closeTableExclusive(int) { unlockMaster(3); }
+bool Connection::closeTableExclusive(int) { return unlockMaster(3); }
 bool Connection::beginUpdate() { return beginTrans(3); }
 bool Connection::endUpdate() { return commitTrans(3); }
 
@@ -457,35 +624,55 @@ QString Connection::systemDatabaseName() const { return m_engine->databaseName()
 
 bool Connection::execute(const QString& sql, const QVariantList& binds, QString* error)
 {
-    QSqlQuery q(m_db);
-    bool ok = q.prepare(sql);
-    for (int i = 0; ok && i < binds.size(); ++i) q.bindValue(i, binds[i]);
-    ok = ok && q.exec();
-    if (!ok && error) *error = q.lastError().text();
-    q.finish();
-    touch();
-    return ok;
+    try {
+        ensureLive();
+    } catch (const DbError& e) {
+        if (error) *error = e.message();
+        return false;
+    }
+    for (int attempt = 0;; ++attempt) {
+        QSqlQuery q(m_db);
+        // Statements without values go as they are: a server prepares no DDL.
+        bool ok = binds.isEmpty() || q.prepare(sql);
+        for (int i = 0; ok && i < binds.size(); ++i) q.bindValue(i, binds[i]);
+        ok = ok && (binds.isEmpty() ? q.exec(sql) : q.exec());
+        const QString e = ok ? QString() : q.lastError().text();
+        q.finish();
+        touch();
+        if (ok) return true;
+        QString lost;
+        const Recovery r = recover(&lost);
+        if (r == Recovery::Retry && attempt == 0) continue;
+        if (error) *error = r == Recovery::None ? e : lost;
+        return false;
+    }
 }
 
 QList<QVariantList> Connection::select(const QString& sql, const QVariantList& binds)
 {
-    QSqlQuery& q = prepared(sql);
-    for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
-    if (!q.exec()) {
-        QString e = q.lastError().text();
+    for (int attempt = 0;; ++attempt) {
+        QSqlQuery& q = prepared(sql);
+        for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
+        if (!q.exec()) {
+            const QString e = q.lastError().text();
+            q.finish();
+            QString lost;
+            const Recovery r = recover(&lost);
+            if (r == Recovery::Retry && attempt == 0) continue;
+            if (r != Recovery::None) throw DbError(lost);
+            throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(e));
+        }
+        QList<QVariantList> rows;
+        const int n = q.record().count();
+        while (q.next()) {
+            QVariantList r;
+            r.reserve(n);
+            for (int i = 0; i < n; ++i) r << q.value(i);
+            rows << r;
+        }
         q.finish();
-        throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(e));
+        return rows;
     }
-    QList<QVariantList> rows;
-    const int n = q.record().count();
-    while (q.next()) {
-        QVariantList r;
-        r.reserve(n);
-        for (int i = 0; i < n; ++i) r << q.value(i);
-        rows << r;
-    }
-    q.finish();
-    return rows;
 }
 
 QList<int> Connection::liveDescendants(int table, int id)

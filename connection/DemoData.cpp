@@ -57,12 +57,9 @@ private:
 
 } // namespace
 
-bool Connection::createDemoData(QString* error)
+// Runs inside the transaction that creates the database; a failure throws and keeps nothing.
+void Connection::createDemoData()
 {
-    if (!lockMaster(3)) {
-        if (error) *error = QStringLiteral("Az adatbázist más használja, a mintaadatok nem tölthetők be.");
-        return false;
-    }
     try {
         Writer w(*this);
         const char* roleNames[] = {"Adminisztrátor:", "Vezető:", "Könyvelő:", "Értékesítő:", "Raktáros:",
@@ -232,16 +229,8 @@ bool Connection::createDemoData(QString* error)
                     w.row(Tables::ReportLog, {{"user_id", user}, {"report_id", 2}, {"log_date", base.addSecs(3600 * n + 60)}}, false);
             }
     } catch (const DbError& e) {
-        if (error) *error = QStringLiteral("A mintaadatok nem tölthetők be: %1").arg(e.message());
-        // Unwind without keeping anything.
-        m_spDepth = 0;
-        m_lockDepth = 0;
-        m_outerOpen = false;
-        m_engine->rollback(m_db);
-        return false;
+        throw DbError(QStringLiteral("A mintaadatok nem tölthetők be: %1").arg(e.message()));
     }
-    unlockMaster(3);
-    return true;
 }
 
 } // namespace NexoFrame

@@ -103,29 +103,45 @@ void Recordset::read(QVector<Row>& out, int shape, const std::function<QString()
 {
     // A statement depends only on the shape of the read: it is prepared once per shape.
     const qint64 key = (qint64(shape) << 1) | (descending ? 1 : 0);
-    QSqlQuery*& stmt = m_statements[key];
-    if (!stmt) {
-        const QString where = makeWhere ? makeWhere() : QString();
-        QString sql;
-        QStringList cols;
-        for (int i : std::as_const(m_cols)) cols << quoted(m_table->columns[i].name);
-        QStringList order;
-        for (const QString& c : m_order) order << quoted(c) + (descending ? QStringLiteral(" DESC") : QString());
-        sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ") + quoted(m_table->name);
-        if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
-        sql += QStringLiteral(" ORDER BY ") + order.join(QLatin1Char(','));
-        sql += QStringLiteral(" LIMIT ?");
-        stmt = &m_c->prepared(sql);
-    }
-
-    QSqlQuery& q = *stmt;
-    for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
-    q.bindValue(int(binds.size()), limit);
-    if (!q.exec()) {
-        QString e = q.lastError().text();
+    QSqlQuery* stmt = nullptr;
+    for (int attempt = 0;; ++attempt) {
+        if (m_epoch != m_c->epoch()) {
+            // Prepared on a link that was lost since.
+            m_statements.clear();
+            m_epoch = m_c->epoch();
+        }
+        stmt = m_statements.value(key);
+        if (!stmt) {
+            const QString where = makeWhere ? makeWhere() : QString();
+            QStringList cols;
+            for (int i : std::as_const(m_cols)) cols << quoted(m_table->columns[i].name);
+            QStringList order;
+            for (const QString& c : m_order) order << m_c->engine().orderTerm(quoted(c), descending);
+            QString sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ")
+                + quoted(m_table->name);
+            if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
+            sql += QStringLiteral(" ORDER BY ") + order.join(QLatin1Char(','));
+            sql += QStringLiteral(" LIMIT ?");
+            stmt = &m_c->prepared(sql);
+            if (m_epoch != m_c->epoch()) {
+                m_statements.clear();
+                m_epoch = m_c->epoch();
+            }
+            m_statements.insert(key, stmt);
+        }
+        QSqlQuery& q = *stmt;
+        for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
+        q.bindValue(int(binds.size()), limit);
+        if (q.exec()) break;
+        const QString e = q.lastError().text();
         q.finish();
+        QString lost;
+        const Connection::Recovery r = m_c->recover(&lost);
+        if (r == Connection::Recovery::Retry && attempt == 0) continue;
+        if (r != Connection::Recovery::None) throw DbError(lost);
         throw DbError(QStringLiteral("Adatbázis-olvasási hiba (%1): %2").arg(m_table->name, e));
     }
+    QSqlQuery& q = *stmt;
     const int n = int(m_table->columns.size());
     const int k = int(m_cols.size());
     // Values stay as stored until a field is read: converting every column of every row
@@ -454,21 +470,35 @@ bool Recordset::update()
         m_mode = Mode::None;
         return false;
     }
-    if (!sql.isEmpty()) {
-        QSqlQuery& q = m_c->prepared(sql);
-        for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
-        bool ok = q.exec();
-        m_lastError = ok ? QString() : q.lastError().text();
-        // An edit whose row is gone meanwhile stores nothing, and must not pass for stored.
-        if (ok && m_mode == Mode::Edit && q.numRowsAffected() == 0) {
-            ok = false;
-            m_lastError = QStringLiteral("A keresett rekord már nem létezik (%1).").arg(m_table->name);
+    for (int attempt = 0; !sql.isEmpty(); ++attempt) {
+        bool ok = false;
+        bool retry = false;
+        try {
+            QSqlQuery& q = m_c->prepared(sql);
+            for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
+            ok = q.exec();
+            const int affected = ok ? q.numRowsAffected() : 0;
+            m_lastError = ok ? QString() : q.lastError().text();
+            q.finish();
+            // An edit whose row is gone meanwhile stores nothing, and must not pass for stored.
+            if (ok && m_mode == Mode::Edit && affected == 0) {
+                ok = false;
+                m_lastError = QStringLiteral("A keresett rekord már nem létezik (%1).").arg(m_table->name);
+            } else if (!ok) {
+                QString lost;
+                const Connection::Recovery r = m_c->recover(&lost);
+                retry = r == Connection::Recovery::Retry && attempt == 0;
+                if (r != Connection::Recovery::None) m_lastError = lost;
+            }
+        } catch (const DbError& e) {
+            m_lastError = e.message();
         }
-        q.finish();
+        if (retry) continue;
         if (!ok) {
             m_mode = Mode::None;
             return false;
         }
+        break;
     }
     if (m_mode == Mode::Edit)
         for (int i : std::as_const(m_cols)) m_buf[m_pos][i] = m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
@@ -483,6 +513,7 @@ std::unique_ptr<Recordset> Recordset::clone() const
 {
     auto r = std::make_unique<Recordset>(m_c, m_table);
     r->m_statements = m_statements;
+    r->m_epoch = m_epoch;
     r->m_cols = m_cols;
     r->m_inProjection = m_inProjection;
     r->m_index = m_index;

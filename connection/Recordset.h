@@ -101,6 +101,7 @@ private:
     int m_window = 1;
     int m_readAhead = 1;
     quint64 m_generation = 0;
+    quint64 m_epoch = 0;
 
     Mode m_mode = Mode::None;
     Row m_editRow;

@@ -84,6 +84,8 @@ Schema::Schema()
     m_tables << makeTable("qnd_settings", Tables::Settings, "id",
                       L{lng("id"), txt("section", 50), txt("key_name", 100), memo("value")},
                       {idx("section_key", {"section", "key_name"}, true)});
+    // The last key handed out per table.
+    m_tables << makeTable("qnd_key", Tables::Keys, "table_name", L{txt("table_name", 64), lng("last_key")});
 
     m_tables << makeTable("qnd_auth_unit", Tables::AuthUnit, "id",
                       L{lng("id"), lng("parent_id"), txt("name", 100), txt("prefix", 100)}

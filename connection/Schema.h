@@ -54,6 +54,7 @@ private:
 // Table numbers of the registry.
 namespace Tables {
 inline constexpr int Settings = 1;
+inline constexpr int Keys = 2;
 inline constexpr int AuthUnit = 15;
 inline constexpr int UserGroup = 17;
 inline constexpr int User = 18;

@@ -1,24 +1,56 @@
 #include "Engine.h"
+#include "SqlExec.h"
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
+#include <sqlite3.h>
+#include <unicode/ucol.h>
+#include <cstring>
 
 namespace NexoFrame {
 
 namespace {
 
 const QString kDateFormat = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+constexpr int kReadBusyMs = 5000;
 
-bool exec(QSqlDatabase& db, const QString& sql, QString* err = nullptr)
+sqlite3* handleOf(QSqlDatabase& db)
 {
-    QSqlQuery q(db);
-    bool ok = q.exec(sql);
-    if (!ok && err) *err = q.lastError().text();
-    q.finish();
-    return ok;
+    const QVariant v = db.driver() ? db.driver()->handle() : QVariant();
+    if (v.isValid() && qstrcmp(v.typeName(), "sqlite3*") == 0) return *static_cast<sqlite3* const*>(v.constData());
+    return nullptr;
+}
+
+// Hungarian alphabetical order by ICU. Texts the collator finds equal but that differ are
+// ordered by their bytes, so that equality stays exact, as on the server.
+int compareHungarian(void* collator, int la, const void* a, int lb, const void* b)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const UCollationResult r = ucol_strcollUTF8(static_cast<UCollator*>(collator), static_cast<const char*>(a), la,
+                                                static_cast<const char*>(b), lb, &status);
+    if (U_SUCCESS(status) && r != UCOL_EQUAL) return r == UCOL_LESS ? -1 : 1;
+    const int c = std::memcmp(a, b, size_t(std::min(la, lb)));
+    return c != 0 ? c : la - lb;
+}
+
+void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator)); }
+
+// Waits for another writer in short steps, so that the lock is taken soon after it is
+// freed (SQLite's own handler sleeps up to 100 ms between looks).
+struct LockWait {
+    QDeadlineTimer deadline;
+};
+
+int pollWhileBusy(void* wait, int)
+{
+    if (static_cast<LockWait*>(wait)->deadline.hasExpired()) return 0;
+    QThread::usleep(300);
+    return 1;
 }
 
 // One database file. Its own file locks are the master lock: a write transaction taken
@@ -62,25 +94,45 @@ public:
         m_path = fi.absoluteFilePath();
         db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName);
         db.setDatabaseName(m_path);
+        // Another process may be creating the file this very moment: wait for it.
+        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kReadBusyMs));
         if (!db.open()) {
             *error = QStringLiteral("Az adatbázis nem nyitható meg: %1 (%2)")
                          .arg(m_path, db.lastError().text());
             return false;
         }
+        m_handle = handleOf(db);
         QString err;
         // Reading the schema version fails at once on a file that is not a database.
-        if (!exec(db, QStringLiteral("PRAGMA schema_version"), &err)) {
+        if (!m_handle || !execSql(db, QStringLiteral("PRAGMA schema_version"), &err)) {
             *error = QStringLiteral("A fájl nem adatbázis, vagy sérült: %1 (%2)").arg(m_path, err);
             db.close();
             return false;
         }
-        exec(db, QStringLiteral("PRAGMA busy_timeout=5000"));
-        exec(db, QStringLiteral("PRAGMA foreign_keys=OFF"));
+        UErrorCode status = U_ZERO_ERROR;
+        UCollator* collator = ucol_open("hu_HU", &status);
+        if (U_FAILURE(status)
+            || sqlite3_create_collation_v2(m_handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator)
+                != SQLITE_OK) {
+            if (collator && U_SUCCESS(status)) ucol_close(collator);
+            *error = QStringLiteral("A magyar ábécérend nem állítható be: %1").arg(m_path);
+            db.close();
+            return false;
+        }
+        execSql(db, QStringLiteral("PRAGMA foreign_keys=OFF"));
         // A page cache that holds a large rights or menu tree keeps tree walks off the disk.
-        exec(db, QStringLiteral("PRAGMA cache_size=-65536"));
-        exec(db, QStringLiteral("PRAGMA mmap_size=268435456"));
+        execSql(db, QStringLiteral("PRAGMA cache_size=-65536"));
+        execSql(db, QStringLiteral("PRAGMA mmap_size=268435456"));
         return true;
     }
+
+    // A file does not go away as a server does.
+    bool reopen(QSqlDatabase&, QString* error) override
+    {
+        *error = QStringLiteral("Az adatbázis-fájl kapcsolata megszakadt: %1").arg(m_path);
+        return false;
+    }
+    bool connectionLost(QSqlDatabase&) const override { return false; }
 
     QString databaseName() const override { return m_path; }
 
@@ -89,8 +141,8 @@ public:
         switch (c.type) {
         case ColType::Long:
         case ColType::Bool: return QStringLiteral("INTEGER");
-        case ColType::Text: return QStringLiteral("VARCHAR(%1)").arg(c.length);
-        case ColType::Memo: return QStringLiteral("TEXT");
+        case ColType::Text: return QStringLiteral("VARCHAR(%1) COLLATE HU").arg(c.length);
+        case ColType::Memo: return QStringLiteral("TEXT COLLATE HU");
         case ColType::Date:
         case ColType::DateTime: return QStringLiteral("DATETIME");
         case ColType::Double: return QStringLiteral("DOUBLE");
@@ -98,14 +150,27 @@ public:
         return QStringLiteral("TEXT");
     }
 
-    bool tableExists(QSqlDatabase& db, const QString& table) const override
+    // SQLite sorts nulls first by itself.
+    QString indexColumn(const QString& c) const override { return c; }
+    QString orderTerm(const QString& c, bool descending) const override
     {
+        return descending ? c + QStringLiteral(" DESC") : c;
+    }
+
+    QStringList tables(QSqlDatabase& db) const override
+    {
+        QStringList names;
         QSqlQuery q(db);
-        q.prepare(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type='table' AND name=?"));
-        q.addBindValue(table);
-        bool found = q.exec() && q.next();
+        if (q.exec(QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite_%'")))
+            while (q.next()) names << q.value(0).toString();
         q.finish();
-        return found;
+        return names;
+    }
+
+    bool prepareSchema(QSqlDatabase&, QString*) override { return true; }
+    QString greatest(const QString& a, const QString& b) const override
+    {
+        return QStringLiteral("max(%1, %2)").arg(a, b);
     }
 
     QVariant toDb(const ColumnDef& c, const QVariant& v) const override
@@ -142,18 +207,24 @@ public:
         }
     }
 
-    bool tryMasterLock(QSqlDatabase& db) override
+    bool tryMasterLock(QSqlDatabase& db, int waitMs) override
     {
-        // The lock must not wait: the caller decides about retries and asks the user.
-        exec(db, QStringLiteral("PRAGMA busy_timeout=0"));
-        bool ok = exec(db, QStringLiteral("BEGIN IMMEDIATE"));
-        exec(db, QStringLiteral("PRAGMA busy_timeout=5000"));
+        if (waitMs <= 0) {
+            sqlite3_busy_timeout(m_handle, 0);
+        } else {
+            m_wait.deadline = QDeadlineTimer(waitMs);
+            sqlite3_busy_handler(m_handle, pollWhileBusy, &m_wait);
+        }
+        const bool ok = execSql(db, QStringLiteral("BEGIN IMMEDIATE"));
+        sqlite3_busy_timeout(m_handle, kReadBusyMs);
         return ok;
     }
+    // COMMIT and ROLLBACK end the lock with the transaction.
+    void releaseMasterLock(QSqlDatabase&) override {}
 
-    bool beginPlain(QSqlDatabase& db) override { return exec(db, QStringLiteral("BEGIN")); }
-    bool commit(QSqlDatabase& db) override { return exec(db, QStringLiteral("COMMIT")); }
-    bool rollback(QSqlDatabase& db) override { return exec(db, QStringLiteral("ROLLBACK")); }
+    bool beginPlain(QSqlDatabase& db) override { return execSql(db, QStringLiteral("BEGIN")); }
+    bool commit(QSqlDatabase& db) override { return execSql(db, QStringLiteral("COMMIT")); }
+    bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
 
     void idle(QSqlDatabase&, int) override
     {
@@ -165,10 +236,24 @@ public:
 
 private:
     QString m_path;
+    sqlite3* m_handle = nullptr;
+    LockWait m_wait;
 };
 
 } // namespace
 
 std::unique_ptr<Engine> makeSqliteEngine() { return std::make_unique<SqliteEngine>(); }
+
+bool isServerTarget(const QString& target)
+{
+    const QString t = target.trimmed();
+    return t.startsWith(QLatin1String("postgresql://"), Qt::CaseInsensitive)
+        || t.startsWith(QLatin1String("postgres://"), Qt::CaseInsensitive);
+}
+
+std::unique_ptr<Engine> makeEngineFor(const QString& target)
+{
+    return isServerTarget(target) ? makePostgresEngine() : makeSqliteEngine();
+}
 
 } // namespace NexoFrame

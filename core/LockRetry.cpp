@@ -2,18 +2,17 @@
 #include "Connection.h"
 #include "Module.h"
 #include "cMessage2.h"
-#include <QThread>
 
 namespace NexoFrame {
 
-bool LockWithRetry(Connection& c, const std::function<bool()>& tryLock)
+bool LockWithRetry(Connection& c, const std::function<bool(int)>& tryLock)
 {
     int retries = 0;
     for (;;) {
-        if (tryLock()) return true;
+        // The quiet tries wait for the holder: a save takes milliseconds, so a user meets the
+        // question only when someone keeps the database locked.
+        if (tryLock(retries == 0 ? 0 : kQuietLockWaitMs)) return true;
         if (retries < 3) {
-            // A short pause gives the holder time to finish before the next quiet try.
-            QThread::msleep(30);
             ++retries;
             continue;
         }

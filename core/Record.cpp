@@ -134,7 +134,7 @@ bool cDDXRecord::CoreLoad(int lID)
 int cDDXRecord::OpenExcMasterTable()
 {
     Connection* c = connection();
-    if (!LockWithRetry(*c, [c] { return c->lockMaster(3); })) return 1;
+    if (!LockWithRetry(*c, [c](int waitMs) { return c->lockMaster(3, waitMs); })) return 1;
     c->idle(8);
     if (c->openMasterTable(tableNumber())) return 0;
     c->unlockMaster(3);
@@ -145,8 +145,10 @@ int cDDXRecord::CloseExcMasterTable()
 {
     Connection* c = connection();
     c->closeMasterTable(tableNumber());
-    c->unlockMaster(3);
-    return 0;
+    // Releasing the lock commits; a commit that failed kept nothing.
+    if (c->unlockMaster(3)) return 0;
+    reportFailure("CommitTrans", c->lastError());
+    return 1;
 }
 
 int cDDXRecord::Begin()
@@ -257,8 +259,10 @@ bool cDDXRecord::UpdateNative()
             rs.setBookmark(m_bookmark);
             rs.edit();
             if (hasAudit()) {
-                set_last_action_user_id2(last_action_user_id1());
-                set_last_action_date2(last_action_date1());
+                // The previous change is the one stored now, read under the lock: another
+                // user may have saved since this record was loaded.
+                set_last_action_user_id2(rs.field(QStringLiteral("last_action_user_id1")).toInt());
+                set_last_action_date2(rs.field(QStringLiteral("last_action_date1")).toDateTime());
                 set_last_action_user_id1(user);
                 set_last_action_date1(now);
             }
@@ -330,9 +334,13 @@ bool cDDXRecord::Validate(eValidateCheckType)
     if (m_status == isDeleted) return true;
     try {
         Errors& errors = module().errors();
+        // The record's own checks decide; entries an earlier caller left behind do not.
+        const int before = errors.Count();
         checks();
-        if (errors.Count() == 0) return true;
-        if (errors.hasErrors()) return false;
+        bool valid = true;
+        for (int i = before + 1; i <= errors.Count(); ++i)
+            if (errors.Item(i).ErrorType() == eError) valid = false;
+        if (errors.Count() == 0 || errors.hasErrors()) return valid;
         // Only warnings: the user decides whether they stand in the way.
         return !ShowErrorList(QStringLiteral("Hiba lista"));
     } catch (const std::exception& e) {

@@ -49,7 +49,7 @@ void RoleTicks::apply(int id, QTreeWidgetItem* item, bool first, bool second)
 
 bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
 {
-    if (!LockWithRetry(m_c, [this] { return m_c.openTableExclusive(m_table); })) return false;
+    if (!LockWithRetry(m_c, [this](int waitMs) { return m_c.openTableExclusive(m_table, waitMs); })) return false;
     try {
         if (!m_c.beginUpdate()) throw DbError(QStringLiteral("A módosítás nem kezdhető el."));
         const int id = idOf(node);
@@ -73,7 +73,9 @@ bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
         m_c.closeTableExclusive(m_table);
         throw;
     }
-    m_c.closeTableExclusive(m_table);
+    // Closing commits: a tick the database did not keep must not pass for written.
+    if (!m_c.closeTableExclusive(m_table))
+        throw DbError(QStringLiteral("A módosítás nem menthető: %1").arg(m_c.lastError()));
     return true;
 }
 

@@ -15,9 +15,11 @@ struct Spec {
 const QList<Spec>& specs()
 {
     static const QList<Spec> list = {
-        {{QStringLiteral("db")}, "FÁJL",
-         "Az adatbázis-fájl. Ha még nem létezik, a program létrehozza a mintaadatokkal. "
-         "Alapértelmezés: a felhasználó adatmappájában lévő NexoFrame/demo.sqlite."},
+        {{QStringLiteral("db")}, "ADATBÁZIS",
+         "Az adatbázis: egy SQLite-fájl, vagy egy PostgreSQL-kiszolgáló adatbázisa "
+         "(postgresql://felhasználó:jelszó@gép:port/adatbázis). Ha a fájl még nem létezik, vagy az "
+         "adatbázis üres, a program létrehozza a szerkezetét a mintaadatokkal. Alapértelmezés: a NEXO_DB "
+         "környezeti változó, ha az sincs, a felhasználó adatmappájában lévő NexoFrame/demo.sqlite."},
         {{QStringLiteral("user")}, "NÉV", "Bejelentkezés ezzel a felhasználónévvel, párbeszédablak nélkül."},
         {{QStringLiteral("password")}, "JELSZÓ", "A --user felhasználó jelszava."},
         {{QStringLiteral("open")}, "PROGID", "Induláskor megnyitja ezt a panelt (például NexoFrame.AuthUnits)."},
@@ -103,7 +105,7 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
 
     o->database = p.value(QStringLiteral("db"));
     if (p.isSet(QStringLiteral("db")) && o->database.trimmed().isEmpty()) {
-        *error = QStringLiteral("A --db kapcsolóhoz meg kell adni az adatbázis-fájlt.");
+        *error = QStringLiteral("A --db kapcsolóhoz meg kell adni az adatbázis-fájlt vagy -címet.");
         return false;
     }
     o->userGiven = p.isSet(QStringLiteral("user"));

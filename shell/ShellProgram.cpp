@@ -7,7 +7,6 @@
 #include "ShellWindow.h"
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QPixmap>
 #include <QStandardPaths>
@@ -76,28 +75,29 @@ int Program::runGuarded(const QStringList& arguments)
     if (!modules.ensureRegistered(m_library, &error))
         Notices::warning(nullptr, QStringLiteral("A NexoFrame modul nem regisztrálható, a panelei nem nyithatók meg.\n\n%1").arg(error));
 
-    QString path = o.database;
-    if (path.isEmpty()) {
-        path = defaultDatabasePath();
-        if (path.isEmpty() || !QDir().mkpath(QFileInfo(path).absolutePath())) {
+    QString target = o.database.isEmpty() ? qEnvironmentVariable("NEXO_DB").trimmed() : o.database;
+    const bool demoPath = target.isEmpty();
+    if (demoPath) {
+        target = defaultDatabasePath();
+        if (target.isEmpty() || !QDir().mkpath(QFileInfo(target).absolutePath())) {
             Notices::error(nullptr, QStringLiteral("A mintaadatbázis mappája nem hozható létre: %1")
-                                        .arg(path.isEmpty() ? QStringLiteral("(nincs adatmappa)") : QFileInfo(path).absolutePath()));
+                                        .arg(target.isEmpty() ? QStringLiteral("(nincs adatmappa)") : QFileInfo(target).absolutePath()));
             return Failed;
         }
     }
-    path = QFileInfo(path).absoluteFilePath();
-    // A file the user names is only filled with demo data when the shell creates it.
-    const bool created = !QFileInfo::exists(path);
-    const bool demo = o.database.isEmpty() || created;
-    std::unique_ptr<Connection> connection = Connection::openSqlite(path, demo, &error);
+    if (!isServerTarget(target)) target = QFileInfo(target).absoluteFilePath();
+    // The demo database is filled whenever it has no users; a database the user names only
+    // when the shell has just made its schema. Another shell making the same database at the
+    // same moment waits and then finds it made, so nothing is ever removed here.
+    std::unique_ptr<Connection> connection = Connection::openDatabase(
+        target, demoPath ? Connection::DemoData::IfEmpty : Connection::DemoData::IfCreated, &error);
     if (!connection) {
-        // A half-made file would pass for a user's own database on the next run.
-        if (created)
-            for (const char* suffix : {"", "-journal", "-wal", "-shm"}) QFile::remove(path + QLatin1String(suffix));
         Notices::error(nullptr, QStringLiteral("Az adatbázis nem nyitható meg.\n\n%1").arg(error));
         return Failed;
     }
-    if (created && o.unattended()) Notices::info(QStringLiteral("Új adatbázis készült a mintaadatokkal: %1").arg(path));
+    const QString shownName = connection->databaseName();
+    if (connection->createdSchema() && o.unattended())
+        Notices::info(QStringLiteral("Új adatbázis készült a mintaadatokkal: %1").arg(shownName));
 
     LoginResult user;
     if (o.userGiven) {
@@ -107,13 +107,13 @@ int Program::runGuarded(const QStringList& arguments)
             return LoginRefused;
         }
     } else {
-        LoginDialog login(*connection, path);
+        LoginDialog login(*connection, shownName);
         if (login.exec() != QDialog::Accepted) return Done;
         user = login.loginResult();
     }
     connection->setCurrentUserId(user.userId);
 
-    MainWindow window(*connection, modules, user, path);
+    MainWindow window(*connection, modules, user, shownName);
     window.resize(1200, 800);
     window.show();
     const bool shot = !o.screenshot.isEmpty();

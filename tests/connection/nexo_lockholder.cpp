@@ -1,5 +1,5 @@
-// Holds the master lock of the database named on the command line until it is killed, so
-// that tests can meet a lock held by another process.
+// Holds the master lock of the database named on the command line (a file or a server
+// URI) until it is killed, so that tests can meet a lock held by another process.
 #include "Connection.h"
 
 #include <QCoreApplication>
@@ -11,7 +11,8 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     if (argc < 2) return 2;
     QString err;
-    auto c = NexoFrame::Connection::openSqlite(QString::fromLocal8Bit(argv[1]), false, &err);
+    auto c = NexoFrame::Connection::openDatabase(QString::fromLocal8Bit(argv[1]),
+                                                 NexoFrame::Connection::DemoData::None, &err);
     if (!c || !c->lockMaster(3)) {
         std::printf("FAILED %s\n", qPrintable(err));
         return 1;

@@ -1,12 +1,12 @@
 #include "Connection.h"
 #include "ModalDriver.h"
+#include "TestDatabase.h"
 #include "Module.h"
 #include "cDDXAuthUnit.h"
 #include "cMessage2.h"
 
 #include <QLabel>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace NexoFrame;
@@ -17,18 +17,26 @@ const QString kQuestion = QStringLiteral(
     "Az adatállományt a rendszer nem tudja lokkolni. Valószinűleg valaki más is használja az adatbázist.");
 const QString kRetry = QStringLiteral("Megpróbáljam újból?");
 
-// The SQLite engine, counting how often the master lock is asked for.
+// The engine under test, counting how often the master lock is asked for.
 class CountingEngine : public Engine {
 public:
+    explicit CountingEngine(const QString& target) : m_e(makeEngineFor(target)) {}
     int tries = 0;
     QString name() const override { return m_e->name(); }
     bool open(QSqlDatabase& db, const QString& n, const QString& t, QString* e) override { return m_e->open(db, n, t, e); }
+    bool reopen(QSqlDatabase& db, QString* e) override { return m_e->reopen(db, e); }
+    bool connectionLost(QSqlDatabase& db) const override { return m_e->connectionLost(db); }
     QString databaseName() const override { return m_e->databaseName(); }
     QString sqlType(const ColumnDef& c) const override { return m_e->sqlType(c); }
-    bool tableExists(QSqlDatabase& db, const QString& t) const override { return m_e->tableExists(db, t); }
+    QString indexColumn(const QString& c) const override { return m_e->indexColumn(c); }
+    QString orderTerm(const QString& c, bool d) const override { return m_e->orderTerm(c, d); }
+    QStringList tables(QSqlDatabase& db) const override { return m_e->tables(db); }
+    bool prepareSchema(QSqlDatabase& db, QString* e) override { return m_e->prepareSchema(db, e); }
+    QString greatest(const QString& a, const QString& b) const override { return m_e->greatest(a, b); }
     QVariant toDb(const ColumnDef& c, const QVariant& v) const override { return m_e->toDb(c, v); }
     QVariant fromDb(const ColumnDef& c, const QVariant& v) const override { return m_e->fromDb(c, v); }
-    bool tryMasterLock(QSqlDatabase& db) override { ++tries; return m_e->tryMasterLock(db); }
+    bool tryMasterLock(QSqlDatabase& db, int w) override { ++tries; return m_e->tryMasterLock(db, w); }
+    void releaseMasterLock(QSqlDatabase& db) override { m_e->releaseMasterLock(db); }
     bool beginPlain(QSqlDatabase& db) override { return m_e->beginPlain(db); }
     bool commit(QSqlDatabase& db) override { return m_e->commit(db); }
     bool rollback(QSqlDatabase& db) override { return m_e->rollback(db); }
@@ -36,15 +44,14 @@ public:
     QString boolLiteral(bool v) const override { return m_e->boolLiteral(v); }
 
 private:
-    std::unique_ptr<Engine> m_e = makeSqliteEngine();
+    std::unique_ptr<Engine> m_e;
 };
 
 } // namespace
 
 class tst_masterlock : public QObject {
     Q_OBJECT
-    QTemporaryDir m_dir;
-    QString m_path;
+    TestDatabase m_db;
     CountingEngine* m_engine = nullptr;
     std::unique_ptr<Connection> m_c;
     QProcess m_holder;
@@ -100,18 +107,16 @@ private slots:
 
 void tst_masterlock::initTestCase()
 {
-    QVERIFY(m_dir.isValid());
-    m_path = m_dir.filePath("lock.db");
-    QString err;
-    QVERIFY2(Connection::openSqlite(m_path, true, &err), qPrintable(err));
-    auto engine = std::make_unique<CountingEngine>();
+    m_db.open();
+    auto engine = std::make_unique<CountingEngine>(m_db.target());
     m_engine = engine.get();
     m_c = std::make_unique<Connection>(std::move(engine));
-    QVERIFY2(m_c->open(m_path, &err) && m_c->ensureSchema(&err), qPrintable(err));
+    QString err;
+    QVERIFY2(m_c->open(m_db.target(), &err) && m_c->ensureSchema(&err), qPrintable(err));
     module().setConnection(m_c.get());
     module().setCurrentUserId(1);
 
-    m_holder.start(qEnvironmentVariable("NEXO_TEST_BIN") + "/nexo_lockholder", {m_path});
+    m_holder.start(qEnvironmentVariable("NEXO_TEST_BIN") + "/nexo_lockholder", {m_db.target()});
     QVERIFY2(m_holder.waitForStarted(), qPrintable(m_holder.errorString()));
     QByteArray out;
     while (!out.contains('\n') && m_holder.waitForReadyRead(10000)) out += m_holder.readAllStandardOutput();
@@ -165,7 +170,8 @@ void tst_masterlock::killedHolderLeavesTheLockFree()
     onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 500);
     QVERIFY(unit->CoreUpdate());
     QVERIFY(!asked);
-    QCOMPARE(m_engine->tries, 1);
+    // A server takes a moment to notice the dead session; then the first quiet try gets in.
+    QVERIFY(m_engine->tries <= 2);
     QCOMPARE(count("Szabad egység"), 1);
     QVERIFY(!m_c->hasMasterLock());
     resetModalDriver(); // the guard above found nothing to answer

@@ -1,9 +1,9 @@
 #include "Connection.h"
 #include "ModalDriver.h"
 #include "Module.h"
+#include "TestDatabase.h"
 #include "cDDXAuthUnit.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace NexoFrame;
@@ -15,7 +15,7 @@ const QString kPrefix = QStringLiteral("A frefix megadása kötelező!");
 const QStringList kDeleteWrites = {"del_status", "last_action_user_id1", "last_action_date1",
                                    "last_action_user_id2", "last_action_date2"};
 
-QDateTime stamp(const QVariant& v) { return QDateTime::fromString(v.toString(), "yyyy-MM-dd HH:mm:ss"); }
+QDateTime stamp(const QVariant& v) { return v.toDateTime(); }
 QDateTime seconds(QDateTime d) { return d.addMSecs(-d.time().msec()); }
 
 // The columns of `row` that differ from `want`, as "column: stored" lines; empty when all match.
@@ -41,27 +41,30 @@ QStringList descriptions()
 
 } // namespace
 
-// The record lifecycle, on authorisation units in a real database file.
+// The record lifecycle, on authorisation units in a real database.
 class tst_record : public QObject {
     Q_OBJECT
-    QTemporaryDir m_dir;
+    TestDatabase m_db;
     std::unique_ptr<Connection> m_c;
     QStringList m_columns;
 
-    // The stored row, column by column, as the file holds it.
+    // The stored row, column by column, read past the recordsets with plain SQL (booleans
+    // and dates as the engine hands them back to the module).
     QVariantMap row(int id)
     {
         QVariantMap m;
+        const TableDef& t = *m_c->tableDef(Tables::AuthUnit);
         const auto rows = m_c->select("SELECT " + m_columns.join(',') + " FROM qnd_auth_unit WHERE id=?", {id});
         if (!rows.isEmpty())
-            for (int i = 0; i < m_columns.size(); ++i) m[m_columns[i]] = rows.first()[i];
+            for (int i = 0; i < m_columns.size(); ++i)
+                m[m_columns[i]] = m_c->engine().fromDb(*t.column(m_columns[i]), rows.first()[i]);
         return m;
     }
     // Nothing may stay locked or open: our connection ends clean and another one can lock.
     bool released()
     {
         QString err;
-        auto other = Connection::openSqlite(m_dir.filePath("rec.db"), false, &err);
+        auto other = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
         const bool free = other && other->lockMaster(3);
         if (free) other->unlockMaster(3);
         return free && !m_c->hasMasterLock() && !m_c->inTransaction();
@@ -83,9 +86,7 @@ class tst_record : public QObject {
 private slots:
     void initTestCase()
     {
-        QString err;
-        m_c = Connection::openSqlite(m_dir.filePath("rec.db"), true, &err);
-        QVERIFY2(m_c, qPrintable(err));
+        m_c = m_db.open();
         module().setConnection(m_c.get());
         m_columns = m_c->tableDef(Tables::AuthUnit)->columnNames();
     }
@@ -111,13 +112,15 @@ private slots:
     void failedWrite();
     void deletedRecordSkipsChecks();
     void cloneCopiesEveryValue();
+    void auditPairFollowsTheStoredRow();
+    void earlierEntriesDoNotDecide();
 };
 
 void tst_record::unconfirmedIsRefusedWithoutLocking()
 {
     // Another connection holds the lock: a try to take it would end in the lock question.
     QString err;
-    auto holder = Connection::openSqlite(m_dir.filePath("rec.db"), false, &err);
+    auto holder = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
     QVERIFY(holder && holder->lockMaster(3));
     bool asked = false;
     onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 300);
@@ -186,13 +189,17 @@ void tst_record::insertModifyDeleteWriteTheirColumns()
     QVERIFY(u.id() > 41);
     QVERIFY(released());
     QVariantMap r = row(u.id());
-    QCOMPARE(differences(r, {{"parent_id", 20}, {"name", "Beszúrt egység"}, {"prefix", "vtk_beszurt"}, {"auth_0", 0},
-                             {"auth_1", 0}, {"auth_2", 0}, {"auth_3", -1}, {"auth_4", 0}, {"auth_5", 0}, {"auth_6", 0},
-                             {"auth_7", 0}, {"auth_8", 0}, {"auth_9", -1}, {"del_status", 0}, {"temp_status", 5},
+    QCOMPARE(differences(r, {{"parent_id", 20}, {"name", "Beszúrt egység"}, {"prefix", "vtk_beszurt"}, {"auth_0", false},
+                             {"auth_1", false}, {"auth_2", false}, {"auth_3", true}, {"auth_4", false}, {"auth_5", false},
+                             {"auth_6", false}, {"auth_7", false}, {"auth_8", false}, {"auth_9", true},
+                             {"del_status", 0}, {"temp_status", 5},
                              {"create_user", 7}, {"last_action_user_id1", 7}, {"last_action_user_id2", -1},
                              {"last_action_date1", r["create_date"]}}),
              QString());
     QVERIFY(stamp(r["create_date"]) >= before && stamp(r["create_date"]) <= after);
+    // In a file, true is stored as -1.
+    if (!testingPostgres())
+        QCOMPARE(m_c->select("SELECT auth_3 FROM qnd_auth_unit WHERE id=?", {u.id()}).first().first().toInt(), -1);
     QCOMPARE(stamp(r["last_action_date2"]), QDate::currentDate().startOfDay());
 
     // Loaded and confirmed but unchanged: nothing is written.
@@ -218,7 +225,7 @@ void tst_record::insertModifyDeleteWriteTheirColumns()
         const QVariantMap was = r;
         r = row(u.id());
         QCOMPARE(differences(r, {{"name", QString("Módosította %1").arg(user)}, {"prefix", "vtk_mod"}, {"parent_id", 21},
-                                 {"auth_3", 0}, {"auth_5", -1}, {"create_user", 7}, {"create_date", was["create_date"]},
+                                 {"auth_3", false}, {"auth_5", true}, {"create_user", 7}, {"create_date", was["create_date"]},
                                  {"last_action_user_id1", user}, {"last_action_user_id2", user - 1},
                                  {"last_action_date2", was["last_action_date1"]}}),
                  QString());
@@ -316,8 +323,17 @@ void tst_record::failedWrite()
         u->SetModified();
         QVERIFY(m_c->execute("DELETE FROM qnd_auth_unit WHERE id=?", {id}));
     } else {
-        QVERIFY(m_c->execute("CREATE TRIGGER refuse_name BEFORE INSERT ON qnd_auth_unit "
-                             "WHEN NEW.name='Tiltott' BEGIN SELECT RAISE(ABORT, 'tiltott név'); END"));
+        if (testingPostgres()) {
+            QString err;
+            QVERIFY2(m_c->execute("CREATE OR REPLACE FUNCTION refuse_name() RETURNS trigger AS $$ BEGIN "
+                                  "IF NEW.name = 'Tiltott' THEN RAISE EXCEPTION 'tiltott név'; END IF; RETURN NEW; "
+                                  "END $$ LANGUAGE plpgsql", {}, &err), qPrintable(err));
+            QVERIFY(m_c->execute("CREATE TRIGGER refuse_name BEFORE INSERT ON qnd_auth_unit "
+                                 "FOR EACH ROW EXECUTE FUNCTION refuse_name()"));
+        } else {
+            QVERIFY(m_c->execute("CREATE TRIGGER refuse_name BEFORE INSERT ON qnd_auth_unit "
+                                 "WHEN NEW.name='Tiltott' BEGIN SELECT RAISE(ABORT, 'tiltott név'); END"));
+        }
         u = std::make_unique<cDDXAuthUnit>();
         u->set_name("Tiltott");
         u->set_prefix("tiltott");
@@ -330,7 +346,7 @@ void tst_record::failedWrite()
     QVERIFY2(text.startsWith("cDDXAuthUnit in Function "), qPrintable(text));
     if (!vanishedRow) {
         QVERIFY2(text.contains("tiltott név"), qPrintable(text));
-        QVERIFY(m_c->execute("DROP TRIGGER refuse_name"));
+        QVERIFY(m_c->execute(testingPostgres() ? "DROP TRIGGER refuse_name ON qnd_auth_unit" : "DROP TRIGGER refuse_name"));
     }
     QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_auth_unit").first().first().toInt(), count);
     QVERIFY(m_c->select("SELECT id FROM qnd_auth_unit WHERE name IN ('Tiltott','Eltűnt egység')").isEmpty());
@@ -369,6 +385,60 @@ void tst_record::cloneCopiesEveryValue()
     QCOMPARE(copy->value("prefix").toString(), QString("vtk_controlling_list_wizard_print"));
     copy->setValue("name", "Másolat");
     QCOMPARE(src->name(), QString("Listák nyomtatása"));
+}
+
+void tst_record::auditPairFollowsTheStoredRow()
+{
+    // Two users load the same row; the second save shifts the first one's change into the
+    // pair, not what it loaded.
+    const int id = insert("Közös egység", 1);
+    module().setCurrentUserId(2);
+    auto a = load(id);
+    module().setCurrentUserId(3);
+    auto b = load(id);
+    QVERIFY(a && b);
+    for (auto [rec, user] : {std::pair{a.get(), 2}, std::pair{b.get(), 3}}) {
+        module().setCurrentUserId(user);
+        rec->set_name(QString("Mentette %1").arg(user));
+        QVERIFY(rec->SetFinal());
+        rec->SetModified();
+        QVERIFY(rec->CoreUpdate());
+    }
+    const QVariantMap r = row(id);
+    QCOMPARE(r["name"].toString(), QString("Mentette 3"));
+    QCOMPARE(r["last_action_user_id1"].toInt(), 3);
+    QCOMPARE(r["last_action_user_id2"].toInt(), 2);
+    QVERIFY(stamp(r["last_action_date2"]) <= stamp(r["last_action_date1"]));
+}
+
+void tst_record::earlierEntriesDoNotDecide()
+{
+    // An error another caller left behind: a valid record stays valid and no list comes up.
+    module().errors().add(eError, 99, "Egy korábbi hívás hibája");
+    bool asked = false;
+    onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 300);
+    cDDXAuthUnit valid;
+    valid.set_name("Érvényes egység");
+    valid.set_prefix("ervenyes");
+    QVERIFY(valid.SetFinal());
+    QVERIFY(!valid.IsTemp());
+    QVERIFY(!asked);
+    resetModalDriver();
+    // Its own faults still refuse it, whatever else is in the collection.
+    cDDXAuthUnit invalid;
+    QVERIFY(!invalid.SetFinal());
+    QVERIFY(descriptions().contains(kName));
+
+    // Warnings alone bring up "Hiba lista": OK accepts them, cancel refuses.
+    for (const char* button : {"OK", "Mégsem"}) {
+        module().errors().Clear();
+        module().errors().add(eWarning, 1, "Csak figyelmeztetés");
+        answerNextModal(button);
+        cDDXAuthUnit u;
+        u.set_name("Figyelmeztetett");
+        u.set_prefix("figy");
+        QCOMPARE(u.SetFinal(), QString(button) == "OK");
+    }
 }
 
 QTEST_MAIN(tst_record)

@@ -1,14 +1,17 @@
 #pragma once
-// Each test gets its own database file, class registry and data folders in a fresh temp dir.
+// Each test gets its own database (of the engine under test), class registry and data
+// folders in a fresh temp dir.
 #include "ClassRegistry.h"
 #include "Connection.h"
 #include "ShellLogin.h"
+#include "TestDatabase.h"
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>
 
 struct ShellFixture {
     QTemporaryDir dir;
+    NexoFrame::TestDatabase database;
     std::unique_ptr<NexoFrame::Connection> db;
 
     ShellFixture()
@@ -18,14 +21,15 @@ struct ShellFixture {
         qputenv("XDG_CONFIG_HOME", path(QStringLiteral("config")).toUtf8());
     }
     QString path(const QString& name) const { return dir.filePath(name); }
-    QString dbPath() const { return path(QStringLiteral("test.sqlite")); }
+    // What the shell's --db takes.
+    QString dbPath() const { return database.target(); }
     QString registryPath() const { return path(QStringLiteral("classes.ini")); }
 
     // The demo database, or nullptr when it cannot be made.
     NexoFrame::Connection* open()
     {
         QString error;
-        db = NexoFrame::Connection::openSqlite(dbPath(), true, &error);
+        db = NexoFrame::Connection::openDatabase(dbPath(), NexoFrame::Connection::DemoData::IfEmpty, &error);
         if (!db) qWarning("demo database: %s", qUtf8Printable(error));
         return db.get();
     }

@@ -80,18 +80,24 @@ void TstShellProgram::refusedLoginExitsWithTwo()
 
 void TstShellProgram::firstRunMakesDemoDatabaseAndRegisters()
 {
+    // Without --db: the demo file in the data folder, or the database NEXO_DB names.
     ShellFixture f;
-    const QString demo = Program::defaultDatabasePath();
+    QString demo = Program::defaultDatabasePath();
     QVERIFY(demo.startsWith(f.path(QStringLiteral("data"))));
+    if (testingPostgres()) {
+        demo = f.dbPath();
+        qputenv("NEXO_DB", demo.toUtf8());
+    }
     const QStringList args{"--user", "admin", "--password", "admin", "--screenshot", f.path(QStringLiteral("a.png"))};
     QCOMPARE(runShell(kStandIn, args), int(Program::Done));
-    QVERIFY(QFileInfo::exists(demo));
+    QVERIFY(testingPostgres() || QFileInfo::exists(demo));
     QVERIFY(ClassRegistry(f.registryPath()).contains(QStringLiteral("NexoTest.Panel")));
 
     // The second run finds the demo data in place and adds none.
     QCOMPARE(runShell(kStandIn, args), int(Program::Done));
+    qunsetenv("NEXO_DB");
     QString error;
-    auto c = Connection::openSqlite(demo, false, &error);
+    auto c = Connection::openDatabase(demo, Connection::DemoData::None, &error);
     QVERIFY2(c, qPrintable(error));
     QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 5);
 }
