@@ -98,7 +98,11 @@ public:
     {
         if (!db.isOpen()) return true;
         PGconn* c = handleOf(db);
-        return !c || PQstatus(c) == CONNECTION_BAD;
+        if (!c || PQstatus(c) == CONNECTION_BAD) return true;
+        // libpq may not have met the closed socket yet (the statement failed on the server's
+        // farewell message): one empty round trip tells.
+        PQclear(PQexec(c, ""));
+        return PQstatus(c) == CONNECTION_BAD;
     }
 
     QString databaseName() const override { return m_display; }

@@ -9,6 +9,8 @@
 #include "frmAuthUnit.h"
 #include <QComboBox>
 #include <QLabel>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QLineEdit>
 #include <QTableWidget>
 #include <QTest>
@@ -40,6 +42,51 @@ void tick(AuthUnits& p, QTreeWidgetItem* item, bool on)
 {
     Q_UNUSED(p);
     item->setCheckState(0, on ? Qt::Checked : Qt::Unchecked);
+}
+
+QStringList childTexts(QTreeWidgetItem* node)
+{
+    QStringList l;
+    for (int i = 0; node && i < node->childCount(); ++i) l << node->child(i)->text(0);
+    return l;
+}
+
+// A PostgreSQL server of the test's own, to stop and start under an open panel.
+struct PrivateServer {
+    QTemporaryDir dir;
+    QString uri;
+    bool run(const QString& command)
+    {
+        QProcess p;
+        p.start(qEnvironmentVariable("NEXO_SCRIPTS") + QStringLiteral("/pg-cluster.sh"), {command, dir.path()});
+        if (!p.waitForFinished(120000) || p.exitCode() != 0) {
+            qWarning("pg-cluster.sh %s: %s", qPrintable(command), p.readAllStandardError().constData());
+            return false;
+        }
+        if (command == QLatin1String("start")) uri = QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+        return true;
+    }
+    ~PrivateServer() { run(QStringLiteral("stop")); }
+};
+
+// A host site over a connection the test opened itself.
+struct OwnSite : IAddinSite {
+    Connection* c;
+    explicit OwnSite(Connection* connection) : c(connection) {}
+    Connection* connection() override { return c; }
+    int currentUserId() override { return 1; }
+};
+
+// Fills the new-unit form and presses Ctrl+Enter.
+void fillNewUnit(const QString& name)
+{
+    onNextModal([name](QWidget* d) {
+        auto* f = qobject_cast<frmAuthUnit*>(d);
+        QVERIFY(f);
+        f->txt_name->setText(name);
+        f->txt_prefix->setText(QStringLiteral("szerver_proba"));
+        QTest::keyClick(f, Qt::Key_Return, Qt::ControlModifier);
+    });
 }
 
 } // namespace
@@ -314,6 +361,85 @@ private slots:
             clickButton(d, QStringLiteral("OK"));
         });
         QVERIFY(!probe.testRight(QStringLiteral("mainframe_base_user_new")));
+    }
+
+    void siblingsInHungarianOrder()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix) VALUES (600, 0, 'Próba', 'proba')")));
+        int id = 601;
+        for (const char* n : {"Zsófia", "Ödön", "Zoltán", "Ábel", "Olga", "Attila"})
+            QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix) VALUES (?, 600, ?, 'proba')"),
+                              {id++, QString::fromUtf8(n)}));
+        AuthUnits p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QCOMPARE(childTexts(p.tree_Item->topLevelItem(0)),
+                 (QStringList{"Alapadatok", "Kontrolling", "Próba"}));
+        QTreeWidgetItem* proba = expandTo(p, {600});
+        QCOMPARE(childTexts(proba), (QStringList{"Ábel", "Attila", "Olga", "Ödön", "Zoltán", "Zsófia"}));
+    }
+
+    void aServerThatGoesAwayIsAMessageThenTheNextSaveGoesThrough()
+    {
+        if (!testingPostgres()) QSKIP("a file does not go away as a server does");
+        PrivateServer server;
+        QVERIFY(server.run(QStringLiteral("start")));
+        QString err;
+        auto c = Connection::openDatabase(server.uri, Connection::DemoData::IfEmpty, &err);
+        QVERIFY2(c, qPrintable(err));
+        OwnSite site(c.get());
+        AuthUnits p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.tree_Item->setCurrentItem(p.tree_Item->topLevelItem(0));
+
+        // The server stops under the open panel: the form, opening, cannot show the parent's
+        // name, and the save cannot write; both say why, and nothing is written.
+        QVERIFY(server.run(QStringLiteral("stop")));
+        QStringList said;
+        auto note = [&](QWidget* d) {
+            QString text = dialogText(d);
+            // The error list shows its faults in a grid.
+            for (auto* grid : d->findChildren<QTableWidget*>())
+                for (int r = 0; r < grid->rowCount(); ++r)
+                    for (int col = 0; col < grid->columnCount(); ++col)
+                        if (grid->item(r, col)) text += QLatin1Char('\n') + grid->item(r, col)->text();
+            said << text;
+            clickButton(d, findButton(d, QStringLiteral("OK")) ? QStringLiteral("OK") : QStringLiteral("Mégsem"));
+        };
+        onNextModal(note);
+        fillNewUnit(QStringLiteral("Leállás alatt"));
+        onNextModal(note);
+        onNextModal([](QWidget* d) { QTest::keyClick(d, Qt::Key_Escape); });
+        p.NewItem();
+        QCOMPARE(said.size(), 2);
+        for (const QString& text : said) QVERIFY2(text.contains(QStringLiteral("nem érhető el")), qPrintable(text));
+        QVERIFY(!c->hasMasterLock());
+
+        // Back again: the next save goes through on a new link.
+        QVERIFY(server.run(QStringLiteral("restart")));
+        fillNewUnit(QStringLiteral("Újraindulás után"));
+        p.NewItem();
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_auth_unit WHERE name=?"), {QStringLiteral("Újraindulás után")})
+                     .first().first().toInt(), 1);
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_auth_unit WHERE name=?"), {QStringLiteral("Leállás alatt")})
+                     .first().first().toInt(), 0);
+        QCOMPARE(p.tree_Item->currentItem()->text(0), QStringLiteral("Újraindulás után"));
+
+        // Lost in the middle of a write: nothing half-written stays, and the lock is gone
+        // with the session.
+        QVERIFY(c->lockMaster(3));
+        QVERIFY(c->beginTrans(3));
+        QVERIFY(c->execute(QStringLiteral("UPDATE qnd_auth_unit SET name='Félbemaradt' WHERE id=1")));
+        QVERIFY(server.run(QStringLiteral("stop")));
+        QVERIFY(server.run(QStringLiteral("restart")));
+        QVERIFY_THROWS_EXCEPTION(DbError, c->commitTrans(3));
+        QVERIFY(c->unlockMaster(3));
+        QVERIFY(!c->hasMasterLock() && !c->inTransaction());
+        QCOMPARE(c->select(QStringLiteral("SELECT name FROM qnd_auth_unit WHERE id=1")).first().first().toString(),
+                 QStringLiteral("Alapadatok"));
+        QVERIFY(c->lockMaster(3));
+        QVERIFY(c->unlockMaster(3));
     }
 
     void hostContract()
