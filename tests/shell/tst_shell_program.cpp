@@ -5,6 +5,7 @@
 #include "ShellProgram.h"
 #include <QFileInfo>
 #include <QImage>
+#include <QProcess>
 
 using namespace NexoFrame;
 using namespace NexoFrame::Shell;
@@ -40,6 +41,9 @@ private slots:
     void panelThatDoesNotOpenGivesNoPicture();
     void registerAndUnregister();
     void realModuleScreenshot();
+    void serverRefusalsExitWithOne_data();
+    void serverRefusalsExitWithOne();
+    void twoShellsMakingOneDatabaseAtOnce();
 };
 
 void TstShellProgram::badCommandLinesAreRefused_data()
@@ -161,6 +165,66 @@ void TstShellProgram::realModuleScreenshot()
     const QString png = f.path(QStringLiteral("authunits.png"));
     QCOMPARE(runShell(lib, asAdmin(f, {"--open", "NexoFrame.AuthUnits", "--mode", "1", "--screenshot", png})), int(Program::Done));
     QCOMPARE(QImage(png).size(), QSize(1200, 800));
+}
+
+void TstShellProgram::serverRefusalsExitWithOne_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("said");
+    if (!testingPostgres()) return;
+    QTest::newRow("server down") << "postgresql://postgres@127.0.0.1:1/nexo" << "nem érhető el";
+    QTest::newRow("wrong password") << TestDatabase::serverUri("nexo_pw", "rossz", "postgres")
+                                    << "hibás a felhasználónév vagy a jelszó";
+    QTest::newRow("missing database") << TestDatabase::serverUri("postgres", QString(), "nincs_ilyen") << "nem létezik";
+}
+
+void TstShellProgram::serverRefusalsExitWithOne()
+{
+    if (!testingPostgres()) QSKIP("servers are PostgreSQL's");
+    QFETCH(QString, target);
+    QFETCH(QString, said);
+    ShellFixture f;
+    const QString png = f.path(QStringLiteral("out.png"));
+    QCOMPARE(runShell(kStandIn, {"--db", target, "--user", "admin", "--password", "admin", "--screenshot", png}),
+             int(Program::Failed));
+    QVERIFY2(Notices::last().contains(QStringLiteral("Az adatbázis nem nyitható meg.")), qPrintable(Notices::last()));
+    QVERIFY2(Notices::last().contains(said), qPrintable(Notices::last()));
+    QVERIFY(!Notices::last().contains(QStringLiteral("rossz")));
+    QVERIFY(!QFileInfo::exists(png));
+}
+
+void TstShellProgram::twoShellsMakingOneDatabaseAtOnce()
+{
+    // Two shells started at the same moment on a database that does not exist yet (an
+    // empty server database): both end up on it, with the demo data once, and the
+    // database stays.
+    const QString bin = qEnvironmentVariable("NEXO_TEST_BIN");
+    ShellFixture f;
+    QCOMPARE(runShell(QString(), {"--register", bin + QStringLiteral("/libNexoFrame.so")}), int(Program::Done));
+    for (int round = 0; round < 6; ++round) {
+        TestDatabase db;
+        QProcess shells[2];
+        for (int k = 0; k < 2; ++k) {
+            shells[k].setProcessChannelMode(QProcess::MergedChannels);
+            shells[k].setProgram(bin + QStringLiteral("/nexo-shell"));
+            shells[k].setArguments({"--db", db.target(), "--user", "admin", "--password", "admin", "--screenshot",
+                                    f.path(QStringLiteral("r%1-%2.png").arg(round).arg(k))});
+        }
+        shells[0].start();
+        shells[1].start();
+        for (QProcess& s : shells) {
+            QVERIFY(s.waitForFinished(60000));
+            QVERIFY2(s.exitStatus() == QProcess::NormalExit && s.exitCode() == 0, s.readAll().constData());
+        }
+        if (!testingPostgres()) QVERIFY(QFileInfo::exists(db.target()));
+        QString error;
+        auto c = Connection::openDatabase(db.target(), Connection::DemoData::None, &error);
+        QVERIFY2(c, qPrintable(error));
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 5);
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user_group")).first().value(0).toInt(), 4);
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_settings WHERE key_name='CUE_NAME_1'"))
+                     .first().value(0).toInt(), 1);
+    }
 }
 
 int main(int argc, char** argv)
