@@ -1,6 +1,8 @@
 // One record written through the record lifecycle against the same row written by a bare
 // prepared statement, and keyed reads through the recordset against a bare prepared select,
-// on database files. The two sides take turns so that neither gets the warmer cache.
+// on a database file, and on a PostgreSQL server when NEXO_TEST_PG names one (a new
+// database is made there and dropped afterwards). Both sides use the same connection and
+// take turns, so that neither gets the warmer cache. Every line names its engine.
 #include "Connection.h"
 #include "Module.h"
 #include "cDDXAuthUnit.h"
@@ -11,6 +13,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <algorithm>
 #include <cstdio>
 #include <functional>
@@ -30,26 +33,22 @@ const QStringList kColumns = {"parent_id", "name", "prefix", "auth_0", "auth_1",
                               "create_user", "create_date", "last_action_user_id1", "last_action_date1",
                               "last_action_user_id2", "last_action_date2"};
 
-QVariantList rowValues(const QString& name)
+// The values as the engine stores them, so that the bare side binds what the records bind.
+QVariantList rowValues(const Engine& e, const QString& name)
 {
-    const QString now = QDateTime::currentDateTime().toString("yyyy-MM-dd HH:mm:ss");
-    QVariantList v{20, name, "bench_prefix", -1, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0, 0, 1, now, 1, now, -1, now};
-    return v;
+    const TableDef& t = *Schema::instance().table(Tables::AuthUnit);
+    const QDateTime now = QDateTime::currentDateTime();
+    const QVariantList v{20, name, "bench_prefix", true, false, false, true, false, false, false, false, false, false,
+                         0, 0, 1, now, 1, now, -1, now};
+    QVariantList out;
+    for (int i = 0; i < kColumns.size(); ++i) out << e.toDb(*t.column(kColumns[i]), v[i]);
+    return out;
 }
 
 [[noreturn]] void fail(const QString& what)
 {
     std::fprintf(stderr, "bench_records: %s\n", qPrintable(what));
     std::exit(1);
-}
-
-QSqlDatabase bareConnection(const QString& path, const QString& name)
-{
-    QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
-    db.setDatabaseName(path);
-    if (!db.open()) fail(db.lastError().text());
-    QSqlQuery(db).exec("PRAGMA busy_timeout=5000");
-    return db;
 }
 
 void run(QSqlQuery& q, const QString& sql)
@@ -69,13 +68,42 @@ qint64 median(QList<qint64> l)
     return l.isEmpty() ? 0 : l[l.size() / 2];
 }
 
+QString g_engine;
+
 // perTurn: operations in one timed turn, for the median of one operation.
 void report(const char* what, const Times& t, int n, int perTurn = 1)
 {
-    std::printf("%s: lifecycle %.1f ms, bare %.1f ms for %d (median %.2f us vs %.2f us each)\n", what, t.ours / 1e6,
-                t.bare / 1e6, n, median(t.oursEach) / 1e3 / perTurn, median(t.bareEach) / 1e3 / perTurn);
-    std::printf("%s ratio: %.2f\n", what, double(t.ours) / double(t.bare));
+    std::printf("%s %s: lifecycle %.1f ms, bare %.1f ms for %d (median %.2f us vs %.2f us each)\n", qPrintable(g_engine),
+                what, t.ours / 1e6, t.bare / 1e6, n, median(t.oursEach) / 1e3 / perTurn, median(t.bareEach) / 1e3 / perTurn);
+    std::printf("%s %s ratio: %.2f\n", qPrintable(g_engine), what, double(t.ours) / double(t.bare));
+    std::fflush(stdout);
 }
+
+// A fresh database on the server for one part of the run, dropped at the end.
+class ServerDatabase {
+public:
+    ServerDatabase(const QString& server, const QString& name) : m_server(server), m_name(name)
+    {
+        admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name));
+        admin(QStringLiteral("CREATE DATABASE %1").arg(m_name));
+    }
+    ~ServerDatabase() { admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name)); }
+    QString target() const
+    {
+        QUrl u(m_server);
+        u.setPath("/" + m_name);
+        return u.toString();
+    }
+
+private:
+    void admin(const QString& sql)
+    {
+        Connection c(makePostgresEngine());
+        QString err;
+        if (!c.open(m_server, &err) || !c.execute(sql, {}, &err)) fail(err);
+    }
+    QString m_server, m_name;
+};
 
 // Runs both sides n times, the one going first switching every round.
 Times alternate(int n, const std::function<void(int)>& ours, const std::function<void(int)>& bare)
@@ -93,15 +121,15 @@ Times alternate(int n, const std::function<void(int)>& ours, const std::function
     return t;
 }
 
-void writes(const QString& dir)
+void writes(const QString& target)
 {
-    const QString path = dir + "/writes.db";
     QString err;
-    auto conn = Connection::openDatabase(path, Connection::DemoData::None, &err);
+    auto conn = Connection::openDatabase(target, Connection::DemoData::None, &err);
     if (!conn) fail(err);
     module().setConnection(conn.get());
     module().setCurrentUserId(1);
-    QSqlDatabase db = bareConnection(path, "bench_writes");
+    QSqlDatabase& db = conn->db();
+    const Engine& engine = conn->engine();
     QSqlQuery tx(db);
 
     QStringList marks(kColumns.size() + 1, "?");
@@ -130,7 +158,7 @@ void writes(const QString& dir)
         [&](int i) {
             run(tx, "BEGIN");
             ins.addBindValue(i + 1);
-            for (const QVariant& v : rowValues(QString("Egység %1").arg(i))) ins.addBindValue(v);
+            for (const QVariant& v : rowValues(engine, QString("Egység %1").arg(i))) ins.addBindValue(v);
             if (!ins.exec()) fail(ins.lastError().text());
             run(tx, "COMMIT");
             bareIds << i + 1;
@@ -149,7 +177,7 @@ void writes(const QString& dir)
         },
         [&](int i) {
             run(tx, "BEGIN");
-            for (const QVariant& v : rowValues(QString("Módosított %1").arg(i))) upd.addBindValue(v);
+            for (const QVariant& v : rowValues(engine, QString("Módosított %1").arg(i))) upd.addBindValue(v);
             upd.addBindValue(bareIds[i]);
             if (!upd.exec() || upd.numRowsAffected() != 1) fail(upd.lastError().text());
             run(tx, "COMMIT");
@@ -159,13 +187,13 @@ void writes(const QString& dir)
     module().setConnection(nullptr);
 }
 
-void reads(const QString& dir)
+void reads(const QString& target)
 {
-    const QString path = dir + "/reads.db";
     QString err;
-    auto conn = Connection::openDatabase(path, Connection::DemoData::None, &err);
+    auto conn = Connection::openDatabase(target, Connection::DemoData::None, &err);
     if (!conn) fail(err);
-    QSqlDatabase db = bareConnection(path, "bench_reads");
+    QSqlDatabase& db = conn->db();
+    const Engine& engine = conn->engine();
     {
         QSqlQuery q(db);
         run(q, "BEGIN");
@@ -173,7 +201,7 @@ void reads(const QString& dir)
         q.prepare("INSERT INTO qnd_auth_unit (id," + kColumns.join(',') + ") VALUES (" + marks.join(',') + ")");
         for (int id = 1; id <= kReadRows; ++id) {
             q.addBindValue(id);
-            QVariantList v = rowValues(QString("Egység %1").arg(id));
+            QVariantList v = rowValues(engine, QString("Egység %1").arg(id));
             v[0] = id / 10;
             for (const QVariant& x : v) q.addBindValue(x);
             if (!q.exec()) fail(q.lastError().text());
@@ -206,7 +234,7 @@ void reads(const QString& dir)
                 sel.bindValue(0, keys[i]);
                 if (!sel.exec() || !sel.next()) fail("select missed");
                 check -= sel.value(0).toString().size() + sel.value(1).toString().size() + sel.value(2).toInt()
-                    + (sel.value(3).toLongLong() != 0);
+                    + sel.value(3).toBool();
                 sel.finish();
             }
         });
@@ -221,9 +249,23 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     QTemporaryDir dir;
     if (!dir.isValid()) fail("no temporary folder");
-    writes(dir.path());
-    reads(dir.path());
-    QSqlDatabase::removeDatabase("bench_writes");
-    QSqlDatabase::removeDatabase("bench_reads");
+    g_engine = "sqlite";
+    writes(dir.filePath("writes.db"));
+    reads(dir.filePath("reads.db"));
+
+    const QString server = qEnvironmentVariable("NEXO_TEST_PG");
+    if (server.isEmpty()) {
+        std::printf("(NEXO_TEST_PG is not set: no PostgreSQL lines)\n");
+        return 0;
+    }
+    g_engine = "postgres";
+    {
+        ServerDatabase db(server, "nexo_bench_writes");
+        writes(db.target());
+    }
+    {
+        ServerDatabase db(server, "nexo_bench_reads");
+        reads(db.target());
+    }
     return 0;
 }

@@ -69,6 +69,7 @@ void Connection::close()
     m_spDepth = 0;
     m_lockDepth = 0;
     m_outerOpen = false;
+    m_virtualSavepoint = false;
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
@@ -83,6 +84,7 @@ Connection::Recovery Connection::recover(QString* message)
     m_lockDepth = 0;
     m_spDepth = 0;
     m_outerOpen = false;
+    m_virtualSavepoint = false;
     m_lost = true;
     dropStatements();
     touch();
@@ -231,6 +233,7 @@ void Connection::abandonLock()
     m_spDepth = 0;
     m_lockDepth = 0;
     m_outerOpen = false;
+    m_virtualSavepoint = false;
     touch();
 }
 
@@ -290,6 +293,7 @@ bool Connection::seek(int table, const QString& index, const QVariantList& keys)
 QSqlQuery& Connection::prepared(const QString& sql)
 {
     ensureLive();
+    m_outerUntouched = false;
     auto it = m_statements.find(sql);
     if (it != m_statements.end()) return **it;
     for (int attempt = 0;; ++attempt) {
@@ -343,6 +347,7 @@ bool Connection::lockMaster(int, int waitMs)
         m_engine->commit(m_db);
         m_outerOpen = false;
         m_spDepth = 0;
+        m_virtualSavepoint = false;
     }
     if (!m_engine->tryMasterLock(m_db, waitMs)) {
         QString lost;
@@ -356,6 +361,7 @@ bool Connection::lockMaster(int, int waitMs)
     }
     m_lockDepth = 1;
     m_outerOpen = true;
+    m_outerUntouched = true;
     return true;
 }
 
@@ -367,17 +373,22 @@ bool Connection::unlockMaster(int)
     if (m_spDepth > 0) {
         // Unbalanced callers: anything not committed is not kept.
         m_engine->rollback(m_db);
+        if (!m_lost) m_engine->releaseMasterLock(m_db);
         m_spDepth = 0;
+        m_virtualSavepoint = false;
         ok = false;
         m_lastError = QStringLiteral("A tranzakció lezáratlanul maradt, a módosítások elvesztek.");
-    } else if (!m_engine->commit(m_db)) {
+    } else if (!m_engine->commitAndRelease(m_db)) {
         ok = false;
         m_lastError = m_db.lastError().text();
         QString lost;
-        if (recover(&lost) != Recovery::None) m_lastError = lost;
-        else m_engine->rollback(m_db);
+        if (recover(&lost) != Recovery::None) {
+            m_lastError = lost;
+        } else {
+            m_engine->rollback(m_db);
+            m_engine->releaseMasterLock(m_db);
+        }
     }
-    if (!m_lost) m_engine->releaseMasterLock(m_db);
     m_outerOpen = false;
     touch();
     return ok;
@@ -407,6 +418,14 @@ bool Connection::beginTrans(int)
             if (r == Recovery::None || !m_engine->beginPlain(m_db)) return false;
         }
         m_outerOpen = true;
+        m_outerUntouched = true;
+    }
+    if (m_spDepth == 0 && m_lockDepth > 0 && m_outerUntouched && m_engine->lockOutlivesTransaction()) {
+        // Nothing has happened under the lock yet, and the lock survives a rollback: undoing
+        // this level is rolling back and beginning again, so no savepoint is needed.
+        m_virtualSavepoint = true;
+        ++m_spDepth;
+        return true;
     }
     if (!transactionStep(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
     ++m_spDepth;
@@ -416,9 +435,13 @@ bool Connection::beginTrans(int)
 bool Connection::commitTrans(int)
 {
     if (m_spDepth == 0) return false;
-    bool ok = transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
-    if (!ok) return false;
+    if (m_spDepth == 1 && m_virtualSavepoint) {
+        m_virtualSavepoint = false;
+    } else if (!transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth))) {
+        return false;
+    }
     --m_spDepth;
+    bool ok = true;
     if (m_spDepth == 0 && m_lockDepth == 0) {
         ok = m_engine->commit(m_db);
         if (!ok) {
@@ -435,13 +458,20 @@ bool Connection::commitTrans(int)
 bool Connection::rollbackTrans(int)
 {
     if (m_spDepth == 0) return false;
-    const bool ok = runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
+    const bool virtualLevel = m_spDepth == 1 && m_virtualSavepoint;
+    const bool ok = virtualLevel ? m_engine->rollbackAndBegin(m_db)
+                                 : runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
     if (!ok) {
         // With the link gone the server has dropped the whole transaction already.
         QString lost;
         if (recover(&lost) != Recovery::None) return true;
     }
-    runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    if (virtualLevel) {
+        m_virtualSavepoint = false;
+        m_outerUntouched = true;
+    } else {
+        runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    }
     --m_spDepth;
     if (m_spDepth == 0 && m_lockDepth == 0) {
         m_engine->rollback(m_db);
@@ -624,6 +654,7 @@ QString Connection::systemDatabaseName() const { return m_engine->databaseName()
 
 bool Connection::execute(const QString& sql, const QVariantList& binds, QString* error)
 {
+    m_outerUntouched = false;
     try {
         ensureLive();
     } catch (const DbError& e) {

@@ -165,6 +165,10 @@ private:
     int m_lockDepth = 0;
     int m_spDepth = 0;
     bool m_outerOpen = false;
+    // Nothing has run in the open outer transaction yet.
+    bool m_outerUntouched = false;
+    // The outermost level stands for the whole transaction instead of a savepoint.
+    bool m_virtualSavepoint = false;
     bool m_systemEdit = false;
     int m_currentUserId = -1;
     quint64 m_generation = 1;

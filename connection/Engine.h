@@ -47,11 +47,19 @@ public:
     // and that the engine releases when the holder dies. Waits at most `waitMs` for a
     // holder to finish (0: not at all); refused otherwise.
     virtual bool tryMasterLock(QSqlDatabase& db, int waitMs) = 0;
-    // After the locked transaction has ended.
+    // Commits the locked transaction and frees the lock. On false the commit failed and
+    // the caller rolls back and frees the lock itself (unless the link is gone).
+    virtual bool commitAndRelease(QSqlDatabase& db) = 0;
+    // Frees the lock after the locked transaction has ended otherwise.
     virtual void releaseMasterLock(QSqlDatabase& db) = 0;
+    // Whether the lock stays held when its transaction is rolled back and begun anew
+    // (a server's session lock), so that an undo at the start of it needs no savepoint.
+    virtual bool lockOutlivesTransaction() const = 0;
     virtual bool beginPlain(QSqlDatabase& db) = 0;
     virtual bool commit(QSqlDatabase& db) = 0;
     virtual bool rollback(QSqlDatabase& db) = 0;
+    // Rolls the transaction back and begins a new one.
+    virtual bool rollbackAndBegin(QSqlDatabase& db) = 0;
 
     // Forget cached state so the next read sees other users' writes.
     virtual void idle(QSqlDatabase& db, int flags) = 0;

@@ -189,23 +189,27 @@ public:
         }
     }
 
+    // Statements joined with ";" go to the server in one round trip (a save is mostly round
+    // trips on a fast server). Qt reports the first statement's result and error; after an
+    // error the server skips the rest.
     bool tryMasterLock(QSqlDatabase& db, int waitMs) override
     {
-        bool got = false;
         if (waitMs <= 0) {
-            got = selectBool(db, QStringLiteral("SELECT pg_try_advisory_lock(%1)").arg(kMasterLockKey));
-        } else {
-            // The server wakes a waiter as soon as the holder lets go, with no polling gap.
-            execSql(db, QStringLiteral("SET lock_timeout = %1").arg(waitMs));
-            QSqlQuery q(db);
-            got = q.exec(QStringLiteral("SELECT pg_advisory_lock(%1)").arg(kMasterLockKey));
-            q.finish();
-            execSql(db, QStringLiteral("SET lock_timeout = 0"));
+            if (selectBool(db, QStringLiteral("SELECT pg_try_advisory_lock(%1); BEGIN").arg(kMasterLockKey))) return true;
+            execSql(db, QStringLiteral("ROLLBACK"));
+            return false;
         }
-        if (!got) return false;
-        if (execSql(db, QStringLiteral("BEGIN"))) return true;
-        releaseMasterLock(db);
+        // The server wakes a waiter as soon as the holder lets go, with no polling gap.
+        execSql(db, QStringLiteral("SET lock_timeout = %1").arg(waitMs));
+        if (execSql(db, QStringLiteral("SELECT pg_advisory_lock(%1); SET lock_timeout = 0; BEGIN").arg(kMasterLockKey)))
+            return true;
+        execSql(db, QStringLiteral("SET lock_timeout = 0"));
         return false;
+    }
+
+    bool commitAndRelease(QSqlDatabase& db) override
+    {
+        return execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
     }
 
     void releaseMasterLock(QSqlDatabase& db) override
@@ -213,9 +217,13 @@ public:
         execSql(db, QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
     }
 
+    // A session lock is not a transaction's: a rollback keeps it.
+    bool lockOutlivesTransaction() const override { return true; }
+
     bool beginPlain(QSqlDatabase& db) override { return execSql(db, QStringLiteral("BEGIN")); }
     bool commit(QSqlDatabase& db) override { return execSql(db, QStringLiteral("COMMIT")); }
     bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
+    bool rollbackAndBegin(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK; BEGIN")); }
 
     // Every statement outside a transaction reads what others committed; the recordsets drop
     // their windows through the connection's generation counter.

@@ -354,6 +354,23 @@ void Recordset::setBookmark(const QByteArray& b)
     m_pos = 0;
 }
 
+void Recordset::showWritten(const Recordset& writer)
+{
+    bool covered = writer.m_table == m_table && !writer.m_written.isEmpty();
+    for (int i = 0; covered && i < m_inProjection.size(); ++i)
+        if (m_inProjection[i] && !writer.m_inProjection[i]) covered = false;
+    if (!covered) {
+        setBookmark(writer.lastModified());
+        return;
+    }
+    m_buf = {writer.m_written};
+    m_pos = 0;
+    m_window = 1;
+    m_exhausted = false; // later rows are fetched on move
+    m_noMatch = false;
+    m_generation = m_c->generation();
+}
+
 void Recordset::addNew()
 {
     m_mode = Mode::Add;
@@ -500,8 +517,13 @@ bool Recordset::update()
         }
         break;
     }
-    if (m_mode == Mode::Edit)
+    if (m_mode == Mode::Edit) {
         for (int i : std::as_const(m_cols)) m_buf[m_pos][i] = m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
+        m_written = m_buf[m_pos];
+    } else {
+        m_written = Row(m_table->columns.size());
+        for (int i : std::as_const(m_cols)) m_written[i] = m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
+    }
     m_lastModified = encodeKey(keyValue);
     m_mode = Mode::None;
     m_c->touch();

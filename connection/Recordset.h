@@ -55,6 +55,9 @@ public:
     void cancelUpdate();
     bool editing() const { return m_mode != Mode::None; }
     QByteArray lastModified() const { return m_lastModified; }
+    // Makes the row `writer` has just stored the current row, as setBookmark(lastModified())
+    // would, without reading it back.
+    void showWritten(const Recordset& writer);
     QString lastError() const { return m_lastError; }
 
     QVariant field(const QString& name) const;  // null for a null value
@@ -107,6 +110,7 @@ private:
     Row m_editRow;
     QVector<bool> m_dirty;
     QByteArray m_lastModified;
+    Row m_written; // the row last stored, as stored
     QString m_lastError;
     QHash<qint64, QSqlQuery*> m_statements; // owned by the connection
     QHash<QByteArray, QString> m_updateCache;

@@ -220,11 +220,14 @@ public:
         return ok;
     }
     // COMMIT and ROLLBACK end the lock with the transaction.
+    bool commitAndRelease(QSqlDatabase& db) override { return commit(db); }
     void releaseMasterLock(QSqlDatabase&) override {}
+    bool lockOutlivesTransaction() const override { return false; }
 
     bool beginPlain(QSqlDatabase& db) override { return execSql(db, QStringLiteral("BEGIN")); }
     bool commit(QSqlDatabase& db) override { return execSql(db, QStringLiteral("COMMIT")); }
     bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
+    bool rollbackAndBegin(QSqlDatabase& db) override { return rollback(db) && beginPlain(db); }
 
     void idle(QSqlDatabase&, int) override
     {

@@ -275,7 +275,7 @@ bool cDDXRecord::UpdateNative()
         }
         if (m_status != isDeleted) {
             Recordset& browse = c->browseRecordset(tableNumber());
-            browse.setBookmark(rs.lastModified());
+            browse.showWritten(rs);
             m_bookmark = browse.bookmark();
         }
         return true;

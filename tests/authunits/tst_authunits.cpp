@@ -433,8 +433,16 @@ private slots:
         QVERIFY(c->execute(QStringLiteral("UPDATE qnd_auth_unit SET name='Félbemaradt' WHERE id=1")));
         QVERIFY(server.run(QStringLiteral("stop")));
         QVERIFY(server.run(QStringLiteral("restart")));
-        QVERIFY_THROWS_EXCEPTION(DbError, c->commitTrans(3));
-        QVERIFY(c->unlockMaster(3));
+        // The failure shows at the savepoint's release or at the commit, whichever meets the
+        // dead link first.
+        bool committed = true;
+        try {
+            committed = c->commitTrans(3);
+        } catch (const DbError&) {
+            committed = false;
+        }
+        committed = c->unlockMaster(3) && committed;
+        QVERIFY(!committed);
         QVERIFY(!c->hasMasterLock() && !c->inTransaction());
         QCOMPARE(c->select(QStringLiteral("SELECT name FROM qnd_auth_unit WHERE id=1")).first().first().toString(),
                  QStringLiteral("Alapadatok"));

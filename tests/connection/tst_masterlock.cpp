@@ -36,7 +36,10 @@ public:
     QVariant toDb(const ColumnDef& c, const QVariant& v) const override { return m_e->toDb(c, v); }
     QVariant fromDb(const ColumnDef& c, const QVariant& v) const override { return m_e->fromDb(c, v); }
     bool tryMasterLock(QSqlDatabase& db, int w) override { ++tries; return m_e->tryMasterLock(db, w); }
+    bool commitAndRelease(QSqlDatabase& db) override { return m_e->commitAndRelease(db); }
     void releaseMasterLock(QSqlDatabase& db) override { m_e->releaseMasterLock(db); }
+    bool lockOutlivesTransaction() const override { return m_e->lockOutlivesTransaction(); }
+    bool rollbackAndBegin(QSqlDatabase& db) override { return m_e->rollbackAndBegin(db); }
     bool beginPlain(QSqlDatabase& db) override { return m_e->beginPlain(db); }
     bool commit(QSqlDatabase& db) override { return m_e->commit(db); }
     bool rollback(QSqlDatabase& db) override { return m_e->rollback(db); }
