@@ -186,11 +186,12 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
                 for (const IndexDef& ix : t.indexes) {
                     if (ix.name == QLatin1String("PrimaryKey")) continue;
                     // The key closes every index, so that rows equal on the index columns
-                    // keep one order and a window read needs no sort.
+                    // keep one order and a window read needs no sort. The key is never null,
+                    // so it is ordered plainly, as the primary key's own index is.
                     QStringList ic;
-                    for (const QString& c : ix.columns) ic << m_engine->indexColumn(quoted(c));
-                    if (!ix.unique && !ix.columns.contains(t.primaryKey, Qt::CaseInsensitive))
-                        ic << m_engine->indexColumn(quoted(t.primaryKey));
+                    for (const QString& c : ix.columns)
+                        ic << (c.compare(t.primaryKey, Qt::CaseInsensitive) == 0 ? quoted(c) : m_engine->indexColumn(quoted(c)));
+                    if (!ix.unique && !ix.columns.contains(t.primaryKey, Qt::CaseInsensitive)) ic << quoted(t.primaryKey);
                     stmts << QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString())
                             + quoted(t.name + QLatin1Char('_') + ix.name) + QStringLiteral(" ON ") + quoted(t.name)
                             + QStringLiteral(" (") + ic.join(QLatin1Char(',')) + QLatin1Char(')');

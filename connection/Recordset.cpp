@@ -116,7 +116,11 @@ void Recordset::read(QVector<Row>& out, int shape, const std::function<QString()
             QStringList cols;
             for (int i : std::as_const(m_cols)) cols << quoted(m_table->columns[i].name);
             QStringList order;
-            for (const QString& c : m_order) order << m_c->engine().orderTerm(quoted(c), descending);
+            // The key is never null: ordered plainly it matches the primary key's index.
+            for (const QString& c : m_order)
+                order << (c.compare(m_table->primaryKey, Qt::CaseInsensitive) == 0
+                              ? quoted(c) + (descending ? QStringLiteral(" DESC") : QString())
+                              : m_c->engine().orderTerm(quoted(c), descending));
             QString sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ")
                 + quoted(m_table->name);
             if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
