@@ -1,7 +1,7 @@
 // One user saving records through the record lifecycle, for the many-users tests and the
 // concurrency benchmark:
 //
-//   nexo_writer TARGET WRITER SAVES SHARED_IDS [--hold]
+//   nexo_writer TARGET WRITER SAVES SHARED_IDS [--hold] [--wait]
 //
 // Even saves insert a unit named "w<WRITER>-<i>" under parent 501; odd saves load one of
 // the shared rows (comma-separated ids), rename it "w<WRITER>-<i>" and save it. The lock
@@ -9,7 +9,9 @@
 // the lock and in the same transaction, the row and the writer in nexo_test_history when
 // that table exists, so that the order of the writes can be checked afterwards.
 // With --hold the first write stops after its row is written, before the commit, prints
-// "WRITTEN <id>" and waits to be killed. Prints "DONE <saves> <ms>" at the end.
+// "WRITTEN <id>" and waits to be killed. With --wait it prints "READY" once the database is
+// open and starts when a line comes on its input, so that several start at one moment.
+// Prints "DONE <saves> <ms>" at the end.
 #include "Connection.h"
 #include "ModalDriver.h"
 #include "Module.h"
@@ -20,6 +22,8 @@
 #include <QThread>
 #include <QTimer>
 #include <cstdio>
+#include <iostream>
+#include <string>
 
 using namespace NexoFrame;
 
@@ -62,7 +66,7 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
     if (args.size() < 5) {
-        std::fprintf(stderr, "usage: nexo_writer TARGET WRITER SAVES SHARED_IDS [--hold]\n");
+        std::fprintf(stderr, "usage: nexo_writer TARGET WRITER SAVES SHARED_IDS [--hold] [--wait]\n");
         return 2;
     }
     const QString target = args[1];
@@ -85,6 +89,12 @@ int main(int argc, char** argv)
     });
     patience.start(5);
 
+    if (args.contains("--wait")) {
+        std::printf("READY\n");
+        std::fflush(stdout);
+        std::string go;
+        std::getline(std::cin, go);
+    }
     QElapsedTimer timer;
     timer.start();
     for (int i = 0; i < saves; ++i) {
