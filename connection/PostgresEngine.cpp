@@ -42,7 +42,9 @@ QString connectionMessage(const QString& where, const QString& database, const Q
         msg = QStringLiteral("Nem sikerült kapcsolódni az adatbázis-kiszolgálóhoz (%1).").arg(where);
     QString detail = n;
     detail.remove(QStringLiteral("QPSQL: Unable to connect"));
-    return msg + QStringLiteral("\n\n") + detail.trimmed();
+    QStringList lines;
+    for (const QString& l : detail.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) lines << l.trimmed();
+    return msg + QStringLiteral("\n\n") + lines.join(QLatin1Char(' '));
 }
 
 // A database on a PostgreSQL server, shared by every machine of an office. The master lock
