@@ -39,9 +39,11 @@ public:
     // The larger of two SQL expressions.
     virtual QString greatest(const QString& a, const QString& b) const = 0;
 
-    // Value conversion between the module's types and what the engine stores.
-    virtual QVariant toDb(const ColumnDef& c, const QVariant& v) const = 0;
-    virtual QVariant fromDb(const ColumnDef& c, const QVariant& v) const = 0;
+    // Value conversion between the module's types and what the engine stores. Both engines
+    // keep dates as the clock reads, without a zone, to the second, and differ in booleans.
+    QVariant toDb(const ColumnDef& c, const QVariant& v) const;
+    QVariant fromDb(const ColumnDef& c, const QVariant& v) const;
+    virtual QVariant storedBool(bool v) const = 0;
 
     // The master lock: a write transaction that excludes every other user of the database
     // and that the engine releases when the holder dies. Waits at most `waitMs` for a

@@ -1,6 +1,5 @@
 #include "Engine.h"
 #include "SqlExec.h"
-#include <QDateTime>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -11,8 +10,6 @@
 namespace NexoFrame {
 
 namespace {
-
-const QString kDateFormat = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 // The master lock's key among the database's advisory locks ("NexoFram").
 const QString kMasterLockKey = QString::number(qint64(0x4E65786F4672616DLL));
@@ -156,40 +153,7 @@ public:
         return QStringLiteral("GREATEST(%1, %2)").arg(a, b);
     }
 
-    QVariant toDb(const ColumnDef& c, const QVariant& v) const override
-    {
-        if (v.isNull()) return QVariant();
-        switch (c.type) {
-        case ColType::Bool: return v.toBool();
-        case ColType::Long: return v.toInt();
-        case ColType::Double: return v.toDouble();
-        case ColType::Date:
-        case ColType::DateTime: {
-            // As the clock reads, without a zone: the server's own zone must not shift it.
-            QDateTime d = v.typeId() == QMetaType::QDate ? v.toDate().startOfDay() : v.toDateTime();
-            return d.isValid() ? QVariant(d.toString(kDateFormat)) : QVariant();
-        }
-        default: return v.toString();
-        }
-    }
-
-    QVariant fromDb(const ColumnDef& c, const QVariant& v) const override
-    {
-        if (v.isNull()) return QVariant();
-        switch (c.type) {
-        case ColType::Bool: return v.toBool();
-        case ColType::Long: return v.toInt();
-        case ColType::Double: return v.toDouble();
-        case ColType::Date:
-        case ColType::DateTime: {
-            QDateTime d = v.typeId() == QMetaType::QDateTime ? v.toDateTime()
-                                                               : QDateTime::fromString(v.toString(), kDateFormat);
-            if (!d.isValid()) d = QDateTime::fromString(v.toString(), Qt::ISODate);
-            return d.isValid() ? QVariant(d) : QVariant();
-        }
-        default: return v.toString();
-        }
-    }
+    QVariant storedBool(bool v) const override { return v; }
 
     // Statements joined with ";" go to the server in one round trip (a save is mostly round
     // trips on a fast server). Qt reports the first statement's result and error; after an

@@ -1,6 +1,5 @@
 #include "Engine.h"
 #include "SqlExec.h"
-#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
@@ -16,7 +15,6 @@ namespace NexoFrame {
 
 namespace {
 
-const QString kDateFormat = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 constexpr int kReadBusyMs = 5000;
 
 sqlite3* handleOf(QSqlDatabase& db)
@@ -173,39 +171,8 @@ public:
         return QStringLiteral("max(%1, %2)").arg(a, b);
     }
 
-    QVariant toDb(const ColumnDef& c, const QVariant& v) const override
-    {
-        if (v.isNull()) return v;
-        switch (c.type) {
-        case ColType::Bool: return v.toBool() ? -1 : 0;
-        case ColType::Long: return v.toLongLong();
-        case ColType::Double: return v.toDouble();
-        case ColType::Date:
-        case ColType::DateTime: {
-            QDateTime d = v.typeId() == QMetaType::QDate ? v.toDate().startOfDay() : v.toDateTime();
-            return d.isValid() ? QVariant(d.toString(kDateFormat)) : QVariant();
-        }
-        default: return v.toString();
-        }
-    }
-
-    QVariant fromDb(const ColumnDef& c, const QVariant& v) const override
-    {
-        if (v.isNull()) return QVariant();
-        switch (c.type) {
-        case ColType::Bool: return v.toLongLong() != 0;
-        case ColType::Long: return int(v.toLongLong());
-        case ColType::Double: return v.toDouble();
-        case ColType::Date:
-        case ColType::DateTime: {
-            const QString s = v.toString();
-            QDateTime d = QDateTime::fromString(s, kDateFormat);
-            if (!d.isValid()) d = QDateTime::fromString(s, Qt::ISODate);
-            return d.isValid() ? QVariant(d) : QVariant();
-        }
-        default: return v.toString();
-        }
-    }
+    // True is -1, as the suite has always stored it.
+    QVariant storedBool(bool v) const override { return v ? -1 : 0; }
 
     bool tryMasterLock(QSqlDatabase& db, int waitMs) override
     {
@@ -246,17 +213,5 @@ private:
 } // namespace
 
 std::unique_ptr<Engine> makeSqliteEngine() { return std::make_unique<SqliteEngine>(); }
-
-bool isServerTarget(const QString& target)
-{
-    const QString t = target.trimmed();
-    return t.startsWith(QLatin1String("postgresql://"), Qt::CaseInsensitive)
-        || t.startsWith(QLatin1String("postgres://"), Qt::CaseInsensitive);
-}
-
-std::unique_ptr<Engine> makeEngineFor(const QString& target)
-{
-    return isServerTarget(target) ? makePostgresEngine() : makeSqliteEngine();
-}
 
 } // namespace NexoFrame

@@ -33,8 +33,7 @@ public:
     QStringList tables(QSqlDatabase& db) const override { return m_e->tables(db); }
     bool prepareSchema(QSqlDatabase& db, QString* e) override { return m_e->prepareSchema(db, e); }
     QString greatest(const QString& a, const QString& b) const override { return m_e->greatest(a, b); }
-    QVariant toDb(const ColumnDef& c, const QVariant& v) const override { return m_e->toDb(c, v); }
-    QVariant fromDb(const ColumnDef& c, const QVariant& v) const override { return m_e->fromDb(c, v); }
+    QVariant storedBool(bool v) const override { return m_e->storedBool(v); }
     bool tryMasterLock(QSqlDatabase& db, int w) override { ++tries; return m_e->tryMasterLock(db, w); }
     bool commitAndRelease(QSqlDatabase& db) override { return m_e->commitAndRelease(db); }
     void releaseMasterLock(QSqlDatabase& db) override { m_e->releaseMasterLock(db); }
