@@ -73,6 +73,7 @@ private slots:
     void editing();
     void cloneAndIndexNames();
     void hungarianOrder();
+    void idleShowsAnotherUsersWrites();
     void newKeys();
     void settingsUniquenessDeleteCheck();
     void cipher();
@@ -337,6 +338,29 @@ void tst_recordset::hungarianOrder()
     QCOMPARE(rs->field("name").toString(), QString("Cukor"));
     QVERIFY(rs->seek({900, "Éva"}));
     QVERIFY(!rs->seek({900, "éva"}));
+}
+
+void tst_recordset::idleShowsAnotherUsersWrites()
+{
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setReadAhead(64);
+    QVERIFY(rs->seek({20}));
+    QVERIFY(rs->seek({24}));
+    const QString before = rs->field("name").toString();
+
+    // Another user, on a connection of his own, renames the row.
+    QString err;
+    auto other = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
+    QVERIFY2(other, qPrintable(err));
+    QVERIFY(other->execute("UPDATE qnd_auth_unit SET name=? WHERE id=24", {"Másik gépen írva"}));
+
+    // The rows read ahead still answer until the cache is dropped; then the write shows.
+    QVERIFY(rs->seek({24}));
+    QCOMPARE(rs->field("name").toString(), before);
+    m_c->idle(8);
+    QVERIFY(rs->seek({24}));
+    QCOMPARE(rs->field("name").toString(), QString("Másik gépen írva"));
+    QVERIFY(other->execute("UPDATE qnd_auth_unit SET name=? WHERE id=24", {before}));
 }
 
 void tst_recordset::newKeys()
