@@ -25,7 +25,6 @@ public:
 
     QString className() const override { return QStringLiteral("cDDXAuthUnit"); }
     int tableNumber() const override;
-    QList<FieldSpec> entityFields() const override;
     eReturnValue ShowForm() override;
 
     NEXO_LONG(parent_id)

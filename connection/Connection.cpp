@@ -707,20 +707,39 @@ QList<QVariantList> Connection::select(const QString& sql, const QVariantList& b
     }
 }
 
+namespace {
+
+// The live rows below a parent, parents before children. The depth bound ends the walk even
+// on a damaged tree that loops.
+QString descendantsCte(const QString& table)
+{
+    return QStringLiteral("WITH RECURSIVE d(id, depth) AS (SELECT id, 1 FROM %1 WHERE parent_id=? AND del_status=0 "
+                          "UNION ALL SELECT t.id, d.depth+1 FROM %1 t JOIN d ON t.parent_id=d.id "
+                          "WHERE t.del_status=0 AND d.depth<64) ").arg(table);
+}
+
+} // namespace
+
 QList<int> Connection::liveDescendants(int table, int id)
 {
     const TableDef& t = requireTable(table);
-    const QString tn = quoted(t.name);
-    // The depth bound ends the walk even on a damaged tree that loops.
-    auto rows = select(QStringLiteral("WITH RECURSIVE d(id, depth) AS (SELECT id, 1 FROM %1 WHERE parent_id=? AND del_status=0 "
-                                      "UNION ALL SELECT t.id, d.depth+1 FROM %1 t JOIN d ON t.parent_id=d.id "
-                                      "WHERE t.del_status=0 AND d.depth<64) "
-                                      "SELECT id FROM d").arg(tn),
-                       {id});
+    auto rows = select(descendantsCte(quoted(t.name)) + QStringLiteral("SELECT id FROM d"), {id});
     QList<int> ids;
     ids.reserve(rows.size());
     for (const auto& r : rows) ids << r.value(0).toInt();
     return ids;
+}
+
+void Connection::setBelow(int table, int id, const QString& column, const QVariant& value)
+{
+    const TableDef& t = requireTable(table);
+    const ColumnDef* c = t.column(column);
+    if (!c) throw DbError(QStringLiteral("Ismeretlen oszlop: %1").arg(column));
+    QString error;
+    if (!execute(descendantsCte(quoted(t.name))
+                     + QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT id FROM d)").arg(quoted(t.name), quoted(c->name)),
+                 {id, m_engine->toDb(*c, value)}, &error))
+        throw DbError(error);
 }
 
 } // namespace NexoFrame

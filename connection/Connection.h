@@ -118,6 +118,9 @@ public:
 
     QString databaseName() const;
     QString systemDatabaseName() const;
+    // Folders of the database and of the system database, without a trailing separator.
+    QString databaseFolder() const { return m_engine->folder(); }
+    QString systemDatabaseFolder() const { return m_engine->folder(); }
 
     int currentUserId() const { return m_currentUserId; }
     void setCurrentUserId(int id) { m_currentUserId = id; }
@@ -130,6 +133,9 @@ public:
     // Ids of the live rows below `id` in a parent_id tree, parents before children;
     // rows marked deleted hide their whole subtree.
     QList<int> liveDescendants(int table, int id);
+    // Writes `value` into `column` of every row liveDescendants lists, with one statement.
+    // Throws DbError when it fails.
+    void setBelow(int table, int id, const QString& column, const QVariant& value);
 
     // For the recordsets: a cached prepared statement, and the engine's conversions.
     QSqlQuery& prepared(const QString& sql);

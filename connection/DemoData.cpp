@@ -132,30 +132,47 @@ void Connection::createDemoData()
             w.roles(Tables::AuthUnit, a.id, Writer::roleSlots(a.grants));
         }
 
-        // The base menu: one item for each panel.
-        struct M { int id; int parent; int sort; const char* caption; const char* key; const char* cls; int mode; std::vector<int> grants; };
+        // The base menu: one item for each panel (each role-setting item has parameter_i 1),
+        // delivered by the system and so created by no user. Then an installation's own items
+        // (keys from 1000000) and one item that admin added for himself: an external program
+        // that he alone sees.
+        struct M {
+            int id; int parent; int sort; const char* caption; const char* key; const char* cls; int mode;
+            std::vector<int> grants; const char* picture = ""; const char* command = ""; int creator = -1;
+        };
         const M menus[] = {
             {1, 0, 1, "Rendszer", "R", "", 0, {1}},
-            {2, 1, 1, "Jogosultságok", "1", "NexoFrame.AuthUnits", 0, {1}},
+            {2, 1, 1, "Jogosultságok", "1", "NexoFrame.AuthUnits", 0, {1}, "auth_16.ico"},
             {3, 1, 2, "Jogosultságok beállítása", "2", "NexoFrame.AuthUnits", 1, {1}},
-            {4, 1, 3, "Felhasználók", "3", "NexoFrame.Users", 0, {1}},
-            {5, 1, 4, "Menük", "4", "NexoFrame.Menus", 0, {1}},
+            {4, 1, 3, "Felhasználók", "3", "NexoFrame.Users", 0, {1}, "users_16.ico"},
+            {5, 1, 4, "Menük", "4", "NexoFrame.Menus", 0, {1}, "menu_16.ico"},
             {6, 1, 5, "Menü jogosultságok", "5", "NexoFrame.Menus", 1, {1}},
             {7, 1, 6, "Menü log", "6", "NexoFrame.LogsViewer", 0, {1}},
             {8, 1, 7, "Kimutatás log", "7", "NexoFrame.LogsViewer", 1, {1}},
             {10, 0, 2, "Kimutatások", "K", "", 0, {1, 2, 3, 4}},
-            {11, 10, 1, "OLAP kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}},
+            {11, 10, 1, "OLAP kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}, "olap_16.ico"},
             {12, 10, 2, "OLAP jogosultságok", "2", "NexoFrame.OLAPReports", 1, {1}},
             {13, 10, 3, "Riportok", "3", "NexoFrame.Reports", 0, {1, 2, 3, 4}},
             {14, 10, 4, "Riport jogosultságok", "4", "NexoFrame.ReportAuthorizations", 0, {1}},
             {15, 10, 5, "Listavarázsló", "5", "NexoFrame.ListWizrads", 0, {1, 2, 3, 4}},
             {16, 10, 6, "Listavarázsló jogosultságok", "6", "NexoFrame.ListWizradAuths", 0, {1}},
+            {1000000, 0, 3, "Egyedi", "E", "", 0, {1, 2, 3, 4}, "", "", 1},
+            {1000001, 1000000, 1, "Értékesítési kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}, "", "", 1},
+            {1000002, 1000000, 2, "Adatbázis mappája", "2", "SHELL", 0, {1, 2}, "", "xdg-open \"%MDB_FOLDER_PATH%\"", 1},
+            {1000003, 1, 8, "Program mappája", "8", "SHELL", 0, {}, "user_menu_16.ico", "xdg-open \"%APP_PATH%\"", 1},
         };
         for (const M& m : menus) {
+            const bool own = m.creator > 0;
+            const QString picture = QString::fromUtf8(m.picture);
             w.row(Tables::Menu, {{"id", m.id}, {"parent_id", m.parent}, {"sort_order", m.sort},
                                  {"caption", QString::fromUtf8(m.caption)}, {"access_key", QString::fromUtf8(m.key)},
                                  {"class_name", QString::fromUtf8(m.cls)}, {"parameter_i", m.mode},
-                                 {"system_menu", -1}});
+                                 {"parameter_s", QString::fromUtf8(m.command)},
+                                 {"system_menu", own ? 0 : -1}, {"custom_menu", own},
+                                 {"picture_name", picture},
+                                 {"picture_name_big", QString(picture).replace(QLatin1String("_16"), QLatin1String("_32"))},
+                                 {"toolbar_visible", !picture.isEmpty()},
+                                 {"create_user", m.creator}, {"last_action_user_id1", m.creator}});
             w.roles(Tables::Menu, m.id, Writer::roleSlots(m.grants));
         }
 

@@ -1,5 +1,6 @@
 #include "Engine.h"
 #include <QDateTime>
+#include <QStandardPaths>
 
 namespace NexoFrame {
 
@@ -59,6 +60,12 @@ bool isServerTarget(const QString& target)
 std::unique_ptr<Engine> makeEngineFor(const QString& target)
 {
     return isServerTarget(target) ? makePostgresEngine() : makeSqliteEngine();
+}
+
+QString dataFolder()
+{
+    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    return base.isEmpty() ? QString() : base + QStringLiteral("/NexoFrame");
 }
 
 } // namespace NexoFrame

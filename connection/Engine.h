@@ -26,6 +26,9 @@ public:
     virtual bool connectionLost(QSqlDatabase& db) const = 0;
     // The database as the user names it (a file, or a server address without password).
     virtual QString databaseName() const = 0;
+    // The database's folder on this machine, without a trailing separator: a file's own
+    // folder; for a server, the program's data folder.
+    virtual QString folder() const = 0;
 
     // Schema: a column's type with its collation, an index column, an ORDER BY term.
     // Both engines sort nulls first and Hungarian text in Hungarian order.
@@ -77,5 +80,8 @@ std::unique_ptr<Engine> makePostgresEngine();
 // anything else is a SQLite file.
 bool isServerTarget(const QString& target);
 std::unique_ptr<Engine> makeEngineFor(const QString& target);
+
+// The program's data folder on this machine (~/.local/share/NexoFrame).
+QString dataFolder();
 
 } // namespace NexoFrame

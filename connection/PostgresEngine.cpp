@@ -105,6 +105,7 @@ public:
     }
 
     QString databaseName() const override { return m_display; }
+    QString folder() const override { return dataFolder(); }
 
     QString sqlType(const ColumnDef& c) const override
     {

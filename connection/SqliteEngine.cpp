@@ -133,6 +133,7 @@ public:
     bool connectionLost(QSqlDatabase&) const override { return false; }
 
     QString databaseName() const override { return m_path; }
+    QString folder() const override { return QFileInfo(m_path).absolutePath(); }
 
     QString sqlType(const ColumnDef& c) const override
     {

@@ -55,13 +55,8 @@ void AdminPanel::IAddin_AttachToSite(IAddinSite* site, int mode, const QString& 
     });
     r.step([&] { applyMode(); });
     r.step([&] { m_site = site; });
-    r.step([&] {
-        if (!site || !site->connection()) throw RuntimeError(QStringLiteral("A gazdaalkalmazás nem adott adatbázis-kapcsolatot."), 91);
-        module().setConnection(site->connection());
-        module().setSystemEdit(site->connection()->systemEdit());
-    });
+    r.step([&] { module().takeSite(site); });
     r.step([&] { module().initResources(); });
-    r.step([&] { module().setCurrentUserId(site->currentUserId()); });
     r.step([&] {
         Connection* c = module().connection();
         QString name;

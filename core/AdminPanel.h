@@ -37,6 +37,10 @@ public:
 
     QLabel* titleLabel() const { return m_title; }
 
+signals:
+    // The panel has written to a table (by its number); the host may show it at once.
+    void tableChanged(int table);
+
 protected:
     // Steps of the attach sequence the panels fill in.
     virtual void setupCommandBar() {}

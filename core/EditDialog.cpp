@@ -4,13 +4,18 @@
 #include "Module.h"
 #include "Record.h"
 #include "cMessage2.h"
+#include <QCheckBox>
+#include <QComboBox>
 #include <QFormLayout>
+#include <QLabel>
+#include <QSpinBox>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <limits>
 
 namespace NexoFrame {
 
@@ -135,6 +140,44 @@ QLineEdit* EditDialog::addText(const QString& label, const QString& objectName, 
     box->setReadOnly(readOnly);
     m_form->addRow(label, box);
     return box;
+}
+
+QCheckBox* EditDialog::addCheck(const QString& label, const QString& objectName)
+{
+    auto* box = new QCheckBox(this);
+    box->setObjectName(objectName);
+    m_form->addRow(label, box);
+    return box;
+}
+
+QSpinBox* EditDialog::addNumber(const QString& label, const QString& objectName)
+{
+    auto* box = new QSpinBox(this);
+    box->setObjectName(objectName);
+    box->setRange(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+    box->setMaximumWidth(140);
+    m_form->addRow(label, box);
+    return box;
+}
+
+QComboBox* EditDialog::addCombo(const QString& label, const QString& objectName)
+{
+    auto* box = new QComboBox(this);
+    box->setObjectName(objectName);
+    m_form->addRow(label, box);
+    return box;
+}
+
+QLabel* EditDialog::addSection(const QString& caption, const QString& objectName)
+{
+    auto* head = new QLabel(caption, this);
+    head->setObjectName(objectName);
+    QFont f = head->font();
+    f.setBold(true);
+    head->setFont(f);
+    if (m_form->rowCount() > 0) head->setContentsMargins(0, 8, 0, 0);
+    m_form->addRow(head);
+    return head;
 }
 
 QString EditDialog::textOf(const QLineEdit* box, int maxLength)

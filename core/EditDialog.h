@@ -3,8 +3,12 @@
 #include <QDialog>
 #include <functional>
 
+class QCheckBox;
+class QComboBox;
 class QFormLayout;
+class QLabel;
 class QLineEdit;
+class QSpinBox;
 class QPushButton;
 class QVBoxLayout;
 
@@ -59,6 +63,11 @@ protected:
     // Layout helpers: labelled rows above the OK / cancel buttons.
     QFormLayout* form() const { return m_form; }
     QLineEdit* addText(const QString& label, const QString& objectName, int maxLength, bool readOnly = false);
+    QCheckBox* addCheck(const QString& label, const QString& objectName);
+    QSpinBox* addNumber(const QString& label, const QString& objectName); // a 32-bit integer
+    QComboBox* addCombo(const QString& label, const QString& objectName);
+    // A section caption over the rows that follow (objectName: "ShortcutCaption1" ...).
+    QLabel* addSection(const QString& caption, const QString& objectName);
     // Trimmed text of a box, cut to the column's length.
     static QString textOf(const QLineEdit* box, int maxLength);
 

@@ -1,5 +1,8 @@
 #include "Module.h"
+#include "Connection.h"
 #include "ErrorHandler.h"
+#include "IAddin.h"
+#include "RuntimeError.h"
 #include "cMessage2.h"
 
 #include <QCoreApplication>
@@ -15,6 +18,15 @@ Module& Module::instance()
 {
     static Module module;
     return module;
+}
+
+void Module::takeSite(IAddinSite* site)
+{
+    if (!site || !site->connection())
+        throw RuntimeError(QStringLiteral("A gazdaalkalmazás nem adott adatbázis-kapcsolatot."), 91);
+    setConnection(site->connection());
+    setSystemEdit(site->connection()->systemEdit());
+    setCurrentUserId(site->currentUserId());
 }
 
 Module::Module()

@@ -6,6 +6,7 @@
 namespace NexoFrame {
 
 class Connection;
+class IAddinSite;
 class cMessage2;
 class ErrorHandler;
 
@@ -21,6 +22,8 @@ public:
 
     Connection* connection() const { return m_connection; }
     void setConnection(Connection* c) { m_connection = c; }
+    // Takes the host's connection, its system-edit flag and the current user.
+    void takeSite(IAddinSite* site);
     int currentUserId() const { return m_currentUserId; }
     void setCurrentUserId(int id) { m_currentUserId = id; }
     QString currentUserName() const { return m_currentUserName; }

@@ -13,7 +13,10 @@ void Nexo::setNexoConnection(Connection* connection)
 {
     Module& m = module();
     if (!m.connection()) m.setConnection(connection);
-    if (m.connection()) m.setCurrentUserId(m.connection()->currentUserId());
+    if (m.connection()) {
+        m.setCurrentUserId(m.connection()->currentUserId());
+        m.setSystemEdit(m.connection()->systemEdit());
+    }
 }
 
 } // namespace NexoFrame

@@ -4,6 +4,7 @@
 #include "LockRetry.h"
 #include "Module.h"
 #include "RuntimeError.h"
+#include "Schema.h"
 
 namespace NexoFrame {
 
@@ -37,22 +38,38 @@ void cDDXRecord::init()
     CoreDefault();
 }
 
-QList<FieldSpec> cDDXRecord::allFields() const
+QList<FieldSpec> cDDXRecord::entityFields() const
 {
+    const TableDef* t = Schema::instance().table(tableNumber());
+    if (!t) throw RuntimeError(QStringLiteral("Ismeretlen tábla: %1").arg(tableNumber()), 91);
     QList<FieldSpec> f;
-    f << FieldSpec{QStringLiteral("id"), FieldKind::Long, -1};
-    f << entityFields();
-    if (hasAudit()) {
-        f << FieldSpec{QStringLiteral("del_status"), FieldKind::Long, 0}
-          << FieldSpec{QStringLiteral("temp_status"), FieldKind::Long, 0}
-          << FieldSpec{QStringLiteral("create_user"), FieldKind::Long, -1}
-          << FieldSpec{QStringLiteral("create_date"), FieldKind::Date, QVariant()}
-          << FieldSpec{QStringLiteral("last_action_user_id1"), FieldKind::Long, -1}
-          << FieldSpec{QStringLiteral("last_action_date1"), FieldKind::Date, QVariant()}
-          << FieldSpec{QStringLiteral("last_action_user_id2"), FieldKind::Long, -1}
-          << FieldSpec{QStringLiteral("last_action_date2"), FieldKind::Date, QVariant()};
+    for (const ColumnDef& c : t->columns) {
+        if (c.name == t->primaryKey) continue;
+        FieldKind kind = FieldKind::Long;
+        switch (c.type) {
+        case ColType::Long: kind = FieldKind::Long; break;
+        case ColType::Bool: kind = FieldKind::Bool; break;
+        case ColType::Text:
+        case ColType::Memo: kind = FieldKind::Text; break;
+        case ColType::Date:
+        case ColType::DateTime: kind = FieldKind::Date; break;
+        case ColType::Double: kind = FieldKind::Double; break;
+        }
+        f << FieldSpec{c.name, kind, c.defaultValue};
     }
     return f;
+}
+
+bool cDDXRecord::hasAudit() const
+{
+    const TableDef* t = Schema::instance().table(tableNumber());
+    return t && t->hasColumn(QStringLiteral("create_date"));
+}
+
+QList<FieldSpec> cDDXRecord::allFields() const
+{
+    // A new record has no key until it is saved.
+    return QList<FieldSpec>{{QStringLiteral("id"), FieldKind::Long, -1}} + entityFields();
 }
 
 int cDDXRecord::indexOf(const QString& column) const

@@ -46,8 +46,10 @@ public:
     // What the entity declares.
     virtual QString className() const = 0;
     virtual int tableNumber() const = 0;
-    virtual QList<FieldSpec> entityFields() const = 0;
-    virtual bool hasAudit() const { return true; }
+    // The columns besides the key, in table order, as the schema declares them.
+    virtual QList<FieldSpec> entityFields() const;
+    // Whether the table carries the audit columns.
+    virtual bool hasAudit() const;
 
     // The lifecycle.
     bool CoreDefault();

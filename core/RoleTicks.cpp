@@ -4,13 +4,11 @@
 #include <QApplication>
 #include <QPalette>
 #include <QTreeWidgetItem>
-#include <algorithm>
 
 namespace NexoFrame {
 
-RoleTicks::RoleTicks(Connection& connection, int table, int slot, std::function<QTreeWidgetItem*(int)> itemOf)
-    : m_c(connection), m_table(table), m_slot(slot), m_itemOf(std::move(itemOf)),
-      m_column(QStringLiteral("auth_%1").arg(slot))
+RoleTicks::RoleTicks(Connection& connection, int table, int slot)
+    : m_c(connection), m_table(table), m_slot(slot), m_column(QStringLiteral("auth_%1").arg(slot))
 {
 }
 
@@ -47,6 +45,16 @@ void RoleTicks::apply(int id, QTreeWidgetItem* item, bool first, bool second)
     if (!rs.update()) throw DbError(rs.lastError());
 }
 
+void RoleTicks::showInherited(QTreeWidgetItem* node, bool granted)
+{
+    for (int i = 0; i < node->childCount(); ++i) {
+        QTreeWidgetItem* child = node->child(i);
+        child->setForeground(0, greyColour());
+        child->setCheckState(0, granted ? Qt::Checked : Qt::Unchecked);
+        showInherited(child, granted);
+    }
+}
+
 bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
 {
     if (!LockWithRetry(m_c, [this](int waitMs) { return m_c.openTableExclusive(m_table, waitMs); })) return false;
@@ -54,14 +62,10 @@ bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
         if (!m_c.beginUpdate()) throw DbError(QStringLiteral("A módosítás nem kezdhető el."));
         const int id = idOf(node);
         apply(id, node, true, checked);
-        // Below the node the change is inherited. The rows are found in the database, so
+        // Below the node the change is inherited: the rows are found in the database, so
         // that parts of the tree not loaded yet change too.
-        // In key order the recordset reads the rows ahead in windows instead of one by one.
-        QList<int> below = m_c.liveDescendants(m_table, id);
-        std::sort(below.begin(), below.end());
-        m_rs->setReadAhead(128);
-        for (int child : std::as_const(below)) apply(child, m_itemOf(child), false, checked);
-        m_rs->setReadAhead(1);
+        m_c.setBelow(m_table, id, m_column, checked);
+        showInherited(node, checked);
         // A grant lifts every revoked (grey) node above; a revoke leaves them alone.
         if (checked) {
             for (QTreeWidgetItem* up = node->parent(); up && idOf(up) > 0 && isGrey(up); up = up->parent())

@@ -1,7 +1,6 @@
 #pragma once
 #include <QColor>
 #include <QString>
-#include <functional>
 #include <memory>
 
 class QTreeWidgetItem;
@@ -15,12 +14,10 @@ class Recordset;
 // tick grants the node and everything below it, an untick revokes them, and a grant also
 // grants every grey node above. Each change goes straight to the row's "auth_<slot>"
 // column inside the exclusive table open and the update bracket; nothing else is written.
+// The rows below a node are written with one statement, also where the tree is not loaded.
 class RoleTicks {
 public:
-    // itemOf: the loaded tree node of an id, or nullptr when that part of the tree is not
-    // loaded yet (its rows are still written).
-    RoleTicks(Connection& connection, int table, int slot,
-              std::function<QTreeWidgetItem*(int)> itemOf);
+    RoleTicks(Connection& connection, int table, int slot);
     ~RoleTicks();
 
     // False when the table could not be opened exclusively: nothing was written.
@@ -33,11 +30,12 @@ public:
 
 private:
     void apply(int id, QTreeWidgetItem* item, bool first, bool second);
+    // What the loaded nodes below show after the subtree was written.
+    static void showInherited(QTreeWidgetItem* node, bool granted);
 
     Connection& m_c;
     int m_table;
     int m_slot;
-    std::function<QTreeWidgetItem*(int)> m_itemOf;
     QString m_column;
     std::unique_ptr<Recordset> m_rs;
 };

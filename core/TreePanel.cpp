@@ -8,6 +8,7 @@
 #include "cMessage2.h"
 #include <QAction>
 #include <QComboBox>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
@@ -46,8 +47,11 @@ TreePanel::TreePanel(const QString& progId, const QString& controlName, QWidget*
     connect(tree_Item, &QTreeWidget::itemChanged, this, &TreePanel::onItemChanged);
     connect(tree_Item, &QTreeWidget::itemClicked, this, &TreePanel::onItemClicked);
     connect(tree_Item, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
-        if (!hasContextMenu() || !popup) return;
+        if (!hasContextMenu() || !popup || (QGuiApplication::keyboardModifiers() & Qt::ShiftModifier)) return;
         if (QTreeWidgetItem* it = tree_Item->itemAt(pos)) tree_Item->setCurrentItem(it);
+        // Modify and delete need an item; the root is none.
+        const QList<QAction*> actions = popup->actions();
+        for (int i = 1; i < actions.size(); ++i) actions[i]->setVisible(SelectedId() > 0);
         popup->popup(tree_Item->viewport()->mapToGlobal(pos));
     });
 }
@@ -143,6 +147,11 @@ QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QStri
     auto* item = new QTreeWidgetItem(parent);
     item->setText(0, text);
     item->setData(0, Qt::UserRole, keyOf(id));
+    if (firstLevelBold() && RoleTicks::idOf(parent) == 0) {
+        QFont f = item->font(0);
+        f.setBold(true);
+        item->setFont(0, f);
+    }
     if (roleMode()) {
         item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
         item->setCheckState(0, checked ? Qt::Checked : Qt::Unchecked);
@@ -179,14 +188,8 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
             rows.append({rs.field(QStringLiteral("id")).toInt(), nodeText(rs), rs.field(authColumn).toBool()});
         }
     }
-    const bool bold = firstLevelBold() && parentId == 0;
     for (const Row& r : rows) {
         QTreeWidgetItem* item = addNode(node, r.id, r.text, r.checked);
-        if (bold) {
-            QFont f = item->font(0);
-            f.setBold(true);
-            item->setFont(0, f);
-        }
         item->setChildIndicatorPolicy(hasLiveChildren(rs, r.id) ? QTreeWidgetItem::ShowIndicator
                                                                 : QTreeWidgetItem::DontShowIndicatorWhenChildless);
     }
@@ -263,9 +266,9 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
             bool& flag;
             ~Reset() { flag = false; }
         } reset{m_filling};
-        RoleTicks ticks(*module().connection(), tableNumber(), m_slot, [this](int id) { return nodeOf(id); });
+        RoleTicks ticks(*module().connection(), tableNumber(), m_slot);
         WaitCursor wait; // a large subtree takes a moment
-        ticks.toggle(item, checked);
+        if (ticks.toggle(item, checked)) emit tableChanged(tableNumber());
         // Remember what is shown now, also when the table could not be opened.
         for (QTreeWidgetItem* it : std::as_const(m_nodes))
             it->setData(0, kCheckRole, it->checkState(0) == Qt::Checked);
@@ -302,6 +305,7 @@ void TreePanel::NewItem()
         std::unique_ptr<cDDXRecord> rec = makeRecord();
         rec->setValue(QStringLiteral("parent_id"), parentId);
         if (rec->ShowForm() != rvOK) return;
+        emit tableChanged(tableNumber());
         rec->CoreLoad(rec->id());
         QTreeWidgetItem* node = nullptr;
         if (parentNode && parentNode->data(0, kLoadedRole).toBool()) {
@@ -332,6 +336,7 @@ void TreePanel::ModifyItem()
         std::unique_ptr<cDDXRecord> rec = makeRecord();
         if (!rec->CoreLoad(id)) return;
         if (rec->ShowForm() != rvOK) return;
+        emit tableChanged(tableNumber());
         rec->CoreLoad(id);
         if (QTreeWidgetItem* node = nodeOf(id)) {
             m_filling = true;
@@ -359,6 +364,7 @@ void TreePanel::DeleteItem()
             ShowErrorList(QStringLiteral("Hiba lista"));
             return;
         }
+        emit tableChanged(tableNumber());
         if (QTreeWidgetItem* node = nodeOf(id)) {
             // The node and everything loaded below it go from the view.
             QList<QTreeWidgetItem*> stack{node};

@@ -1,7 +1,10 @@
 #include "Factory.h"
 #include "AuthUnits.h"
+#include "Menus.h"
 #include "Nexo.h"
+#include "UserMenu.h"
 #include "cDDXAuthUnit.h"
+#include "cDDXMenu.h"
 #include <QWidget>
 #include <functional>
 
@@ -22,6 +25,9 @@ const QList<Entry>& entries()
     static const QList<Entry> e{
         {"NexoFrame.AuthUnits", "AuthUnits", [](QObject* p) -> QObject* { return new AuthUnits(asParent(p)); }},
         {"NexoFrame.cDDXAuthUnit", "cDDXAuthUnit", [](QObject* p) -> QObject* { return new cDDXAuthUnit(p); }},
+        {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
+        {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
+        {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},
         {"NexoFrame.Nexo", "Nexo", [](QObject* p) -> QObject* { return new Nexo(p); }},
     };
     return e;

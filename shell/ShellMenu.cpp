@@ -1,6 +1,8 @@
 #include "ShellMenu.h"
 #include "Connection.h"
+#include <QCoreApplication>
 #include <QDateTime>
+#include <QProcess>
 #include <QHash>
 #include <QSet>
 
@@ -27,7 +29,8 @@ QList<MenuEntry> build(int parent, QHash<int, QList<MenuEntry>>& byParent, QSet<
         if (placed.contains(e.id)) continue;
         placed.insert(e.id);
         e.children = build(e.id, byParent, placed);
-        if (e.isFolder() && e.children.isEmpty()) continue;
+        // The user's own new folder stays, so that he can fill it.
+        if (e.isFolder() && e.children.isEmpty() && !e.own) continue;
         out << e;
     }
     return out;
@@ -42,15 +45,19 @@ unsigned groupRoles(Connection& c, int groupId)
     return rolesOf(*rs);
 }
 
-QList<MenuEntry> visibleMenu(Connection& c, unsigned roles)
+QList<MenuEntry> visibleMenu(Connection& c, unsigned roles, int userId)
 {
     auto rs = c.openRecordset(Tables::Menu);
     rs->setIndex(QStringLiteral("sort_order"));
     QHash<int, QList<MenuEntry>> byParent;
     for (rs->moveFirst(); !rs->eof(); rs->moveNext()) {
         if (rs->field(QStringLiteral("del_status")).toInt() != 0) continue;
-        if (!(rolesOf(*rs) & roles)) continue;
+        const bool own = userId > 0 && rs->field(QStringLiteral("create_user")).toInt() == userId;
+        if (!own && !(rolesOf(*rs) & roles)) continue;
         MenuEntry e;
+        e.own = own;
+        e.pictureName = rs->field(QStringLiteral("picture_name")).toString().trimmed();
+        e.toolbarVisible = rs->field(QStringLiteral("toolbar_visible")).toBool();
         e.id = rs->field(QStringLiteral("id")).toInt();
         e.caption = rs->field(QStringLiteral("caption")).toString().trimmed();
         e.accessKey = rs->field(QStringLiteral("access_key")).toString().trimmed();
@@ -64,6 +71,21 @@ QList<MenuEntry> visibleMenu(Connection& c, unsigned roles)
     QSet<int> placed;
     return build(0, byParent, placed);
 }
+
+Placeholders placeholdersOf(const Connection& c)
+{
+    return {QCoreApplication::applicationDirPath(), c.databaseFolder(), c.systemDatabaseFolder()};
+}
+
+QString expandPlaceholders(QString command, const Placeholders& v)
+{
+    command.replace(QStringLiteral("%SYSTEM_MDB_FOLDER_PATH%"), v.systemMdbFolder, Qt::CaseInsensitive);
+    command.replace(QStringLiteral("%MDB_FOLDER_PATH%"), v.mdbFolder, Qt::CaseInsensitive);
+    command.replace(QStringLiteral("%APP_PATH%"), v.appPath, Qt::CaseInsensitive);
+    return command;
+}
+
+QStringList splitCommand(const QString& command) { return QProcess::splitCommand(command.trimmed()); }
 
 QString menuText(const QString& caption, const QString& accessKey)
 {

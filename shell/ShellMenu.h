@@ -1,6 +1,7 @@
 #pragma once
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace NexoFrame {
 class Connection;
@@ -13,12 +14,16 @@ struct MenuEntry {
     int id = 0;
     QString caption;
     QString accessKey;
-    QString className;         // ProgID of the panel; empty for a folder
-    QString parameterS;
+    QString className;         // ProgID of the panel, "SHELL" for an external program; empty for a folder
+    QString parameterS;        // an external program's command line
     int parameterI = 0;
+    QString pictureName;       // small picture, a file of the shell's icon folder
+    bool toolbarVisible = false;
+    bool own = false;          // the user added it himself
     QList<MenuEntry> children;
 
     bool isFolder() const { return className.isEmpty(); }
+    bool isExternal() const { return className.compare(QLatin1String("SHELL"), Qt::CaseInsensitive) == 0; }
 };
 
 // The role slots held by a user group, one bit per slot (bit i = auth_i). A missing group
@@ -26,9 +31,23 @@ struct MenuEntry {
 unsigned groupRoles(Connection& connection, int groupId);
 
 // The live menu items a holder of `roles` sees, nested by parent and in sort order. An item
-// is seen when it shares at least one role slot with the holder; a hidden item hides its
-// subtree, and a folder left without visible items is dropped.
-QList<MenuEntry> visibleMenu(Connection& connection, unsigned roles);
+// is seen when it shares at least one role slot with the holder or when `userId` created it
+// (his own items); a hidden item hides its subtree, and a folder left without visible items
+// is dropped unless it is his own.
+QList<MenuEntry> visibleMenu(Connection& connection, unsigned roles, int userId = -1);
+
+// The folders an external program's command line may name.
+struct Placeholders {
+    QString appPath;            // %APP_PATH%
+    QString mdbFolder;          // %MDB_FOLDER_PATH%
+    QString systemMdbFolder;    // %SYSTEM_MDB_FOLDER_PATH%
+};
+Placeholders placeholdersOf(const Connection& connection);
+// The command line with the placeholders replaced (in any letter case).
+QString expandPlaceholders(QString command, const Placeholders& values);
+// Splits an expanded command line as a shell would split quoted arguments; empty when there
+// is nothing to run.
+QStringList splitCommand(const QString& command);
 
 // The caption with its access key marked as the mnemonic when the key is a letter of the
 // caption; literal '&'s are kept.

@@ -17,8 +17,8 @@ Program::Program(QString moduleLibrary) : m_library(std::move(moduleLibrary)) {}
 
 QString Program::defaultDatabasePath()
 {
-    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    return base.isEmpty() ? QString() : base + QStringLiteral("/NexoFrame/demo.sqlite");
+    const QString folder = dataFolder();
+    return folder.isEmpty() ? QString() : folder + QStringLiteral("/demo.sqlite");
 }
 
 int Program::registration(bool add, const QString& library)

@@ -2,6 +2,12 @@
 #include "Connection.h"
 #include "ShellModules.h"
 #include "ShellNotices.h"
+#include "ShellOwnMenu.h"
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QIcon>
+#include <QProcess>
+#include <QToolBar>
 #include <QAction>
 #include <QCloseEvent>
 #include <QLabel>
@@ -78,6 +84,11 @@ MainWindow::MainWindow(Connection& connection, Modules& modules, const LoginResu
     statusBar()->addWidget(userLabel);
     statusBar()->addPermanentWidget(dbLabel);
 
+    m_toolbar = addToolBar(QStringLiteral("Gombsor"));
+    m_toolbar->setObjectName(QStringLiteral("tb_menu"));
+    m_toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_toolbar->setMovable(false);
+
     buildMenu();
     updatePlaceholder();
 }
@@ -87,34 +98,73 @@ MainWindow::~MainWindow() { closeAllPanels(); }
 void MainWindow::buildMenu()
 {
     guarded(this, QStringLiteral("A főmenü nem olvasható be."), [this] {
-        m_menu = visibleMenu(m_connection, groupRoles(m_connection, m_user.groupId));
+        m_menu = visibleMenu(m_connection, groupRoles(m_connection, m_user.groupId), m_user.userId);
     });
     for (const MenuEntry& e : std::as_const(m_menu)) {
-        if (e.children.isEmpty()) {
-            menuBar()->addAction(makeAction(e, menuBar()));
+        if (e.children.isEmpty() && !e.isFolder()) {
+            menuBar()->addAction(makeAction(e, this));
             continue;
         }
-        QMenu* sub = menuBar()->addMenu(menuText(e.caption, e.accessKey));
+        auto* sub = new QMenu(menuText(e.caption, e.accessKey), menuBar());
+        m_menuObjects << sub;
+        menuBar()->addMenu(sub);
         if (!e.isFolder()) {
-            sub->addAction(makeAction(e, sub));
+            sub->addAction(makeAction(e, this));
             sub->addSeparator();
         }
         addEntries(sub, e.children);
     }
+    // The shell's own menu, after the database's.
+    auto* system = new QMenu(QStringLiteral("&Keretrendszer"), menuBar());
+    system->setObjectName(QStringLiteral("mnu_system"));
+    m_menuObjects << system;
+    menuBar()->addMenu(system);
+    QAction* own = system->addAction(QStringLiteral("&Saját menüpont…"), this, [this] { editOwnMenu(); });
+    own->setObjectName(QStringLiteral("act_own_menu"));
+    system->addSeparator();
+    system->addAction(QStringLiteral("&Kilépés"), this, &QWidget::close);
+    m_toolbar->setVisible(!m_toolbar->actions().isEmpty());
 }
+
+void MainWindow::clearMenu()
+{
+    menuBar()->clear();
+    m_toolbar->clear();
+    // The action being triggered may be among them: they go once its signal has returned.
+    for (QObject* o : std::as_const(m_menuObjects)) o->deleteLater();
+    for (QAction* a : std::as_const(m_actions)) a->deleteLater();
+    m_menuObjects.clear();
+    m_actions.clear();
+}
+
+void MainWindow::rebuildMenu()
+{
+    clearMenu();
+    buildMenu();
+    updatePlaceholder();
+}
+
+void MainWindow::panelChangedTable(int table)
+{
+    if (table == Tables::Menu) rebuildMenu();
+}
+
+QString MainWindow::iconFolder() { return QCoreApplication::applicationDirPath() + QStringLiteral("/icons"); }
 
 void MainWindow::addEntries(QMenu* menu, const QList<MenuEntry>& entries)
 {
     menu->setToolTipsVisible(true);
     for (const MenuEntry& e : entries) {
-        if (e.children.isEmpty()) {
-            menu->addAction(makeAction(e, menu));
+        if (e.children.isEmpty() && !e.isFolder()) {
+            menu->addAction(makeAction(e, this));
             continue;
         }
         // An item with both a panel and sub-items opens its panel from the head of its submenu.
-        QMenu* sub = menu->addMenu(menuText(e.caption, e.accessKey));
+        auto* sub = new QMenu(menuText(e.caption, e.accessKey), menu);
+        m_menuObjects << sub;
+        menu->addMenu(sub);
         if (!e.isFolder()) {
-            sub->addAction(makeAction(e, sub));
+            sub->addAction(makeAction(e, this));
             sub->addSeparator();
         }
         addEntries(sub, e.children);
@@ -125,17 +175,20 @@ QAction* MainWindow::makeAction(const MenuEntry& e, QObject* owner)
 {
     auto* a = new QAction(menuText(e.caption, e.accessKey), owner);
     a->setData(e.id);
-    if (!m_modules.knows(e.className)) {
+    if (!e.isExternal() && !m_modules.knows(e.className)) {
         a->setEnabled(false);
         const QString why = QStringLiteral("Ez a funkció nincs telepítve (%1).").arg(e.className);
         a->setToolTip(why);
         a->setStatusTip(why);
     }
+    const QString picture = e.pictureName.isEmpty() ? QString() : iconFolder() + QLatin1Char('/') + e.pictureName;
+    if (!picture.isEmpty() && QFileInfo::exists(picture)) a->setIcon(QIcon(picture));
     const int id = e.id;
     connect(a, &QAction::triggered, this, [this, id] {
         if (const MenuEntry* entry = menuEntry(id)) openMenuItem(*entry);
     });
     m_actions.insert(e.id, a);
+    if (e.toolbarVisible) m_toolbar->addAction(a);
     return a;
 }
 
@@ -161,13 +214,46 @@ QWidget* MainWindow::openMenuItem(const MenuEntry& item)
         }
     }
     const int id = item.id;
-    QWidget* panel = openPanel(item.className, item.parameterI, item.parameterS, item.caption);
-    if (!panel) return nullptr;
-    panel->setProperty(kMenuId, id);
+    QWidget* panel = nullptr;
+    if (item.isExternal()) {
+        if (!startExternal(item)) return nullptr;
+    } else {
+        panel = openPanel(item.className, item.parameterI, item.parameterS, item.caption);
+        if (!panel) return nullptr;
+        panel->setProperty(kMenuId, id);
+    }
     QString error;
     if (!writeMenuLog(m_connection, m_user.userId, id, &error))
         Notices::warning(this, QStringLiteral("A megnyitás nem került be a menünaplóba.\n\n%1").arg(error));
     return panel;
+}
+
+bool MainWindow::startExternal(const MenuEntry& item)
+{
+    const QString command = expandPlaceholders(item.parameterS, placeholdersOf(m_connection));
+    QStringList args = splitCommand(command);
+    const QString failed = QStringLiteral("A(z) „%1” külső program nem indítható el.").arg(item.caption);
+    if (args.isEmpty()) {
+        Notices::error(this, failed + QStringLiteral("\n\nA menüponthoz nincs megadva parancssor."));
+        return false;
+    }
+    const QString program = args.takeFirst();
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(args);
+    // Detached: the program lives on when the shell closes.
+    if (!process.startDetached()) {
+        Notices::error(this, failed + QStringLiteral("\n\nParancs: %1\n%2").arg(command, process.errorString()));
+        return false;
+    }
+    statusBar()->showMessage(QStringLiteral("Elindítva: %1").arg(command), 5000);
+    return true;
+}
+
+void MainWindow::editOwnMenu()
+{
+    OwnMenuDialog dialog(*this);
+    dialog.exec();
 }
 
 QWidget* MainWindow::openPanel(const QString& progId, int mode, const QString& parameter, const QString& title)
@@ -192,6 +278,9 @@ QWidget* MainWindow::openPanel(const QString& progId, int mode, const QString& p
     panel->setProperty(kMenuId, -1);
     m_tabs->setCurrentIndex(m_tabs->addTab(panel, tabTitle(title)));
     updatePlaceholder();
+    // A panel that saves to the menu table changes the menu at once.
+    if (panel->metaObject()->indexOfSignal("tableChanged(int)") >= 0)
+        connect(panel, SIGNAL(tableChanged(int)), this, SLOT(panelChangedTable(int)));
     if (!guarded(this, failed, [&] { addin->IAddin_AttachToSite(&m_site, mode, parameter); })) {
         const int index = m_tabs->indexOf(panel);
         if (index >= 0) m_tabs->removeTab(index);

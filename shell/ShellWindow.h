@@ -10,6 +10,7 @@ class QLabel;
 class QMenu;
 class QStackedWidget;
 class QTabWidget;
+class QToolBar;
 
 namespace NexoFrame::Shell {
 
@@ -52,12 +53,28 @@ public:
     QAction* menuAction(int id) const;
     // The first visible item that opens this ProgID in this mode, or nullptr.
     const MenuEntry* menuEntryFor(const QString& progId, int mode) const;
+    // Reads the menu again and rebuilds the menu bar and the toolbar.
+    void rebuildMenu();
+    QToolBar* toolbar() const { return m_toolbar; }
+    // Starts the external program of a "SHELL" item; false when it could not be started
+    // (the user was told why).
+    bool startExternal(const MenuEntry& item);
+    // The user's own menu items ("Saját menüpont…").
+    void editOwnMenu();
+    // Where the pictures of menu items are looked up.
+    static QString iconFolder();
+    Site* site() { return &m_site; }
+    Modules& modules() { return m_modules; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
 
+private slots:
+    void panelChangedTable(int table);
+
 private:
     void buildMenu();
+    void clearMenu();
     void addEntries(QMenu* menu, const QList<MenuEntry>& entries);
     QAction* makeAction(const MenuEntry& e, QObject* owner);
     void updatePlaceholder();
@@ -68,6 +85,8 @@ private:
     Site m_site;
     QList<MenuEntry> m_menu;
     QHash<int, QAction*> m_actions;
+    QList<QObject*> m_menuObjects; // what the last build made, deleted at the next
+    QToolBar* m_toolbar = nullptr;
     QStackedWidget* m_stack;
     QTabWidget* m_tabs;
     QLabel* m_placeholder;

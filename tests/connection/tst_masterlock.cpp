@@ -27,6 +27,7 @@ public:
     bool reopen(QSqlDatabase& db, QString* e) override { return m_e->reopen(db, e); }
     bool connectionLost(QSqlDatabase& db) const override { return m_e->connectionLost(db); }
     QString databaseName() const override { return m_e->databaseName(); }
+    QString folder() const override { return m_e->folder(); }
     QString sqlType(const ColumnDef& c) const override { return m_e->sqlType(c); }
     QString indexColumn(const QString& c) const override { return m_e->indexColumn(c); }
     QString orderTerm(const QString& c, bool d) const override { return m_e->orderTerm(c, d); }

@@ -76,15 +76,18 @@ void TstShellWindow::restrictedGroupSeesOnlyItsItems()
     QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_user"))->text().contains(QStringLiteral("Nagy Péter")));
     QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_database"))->text().contains(f.dbPath()));
     QMenuBar* bar = peter.window->menuBar();
-    QCOMPARE(captions(bar->actions()), QStringList{QStringLiteral("Kimutatások")});
+    QCOMPARE(captions(bar->actions()), (QStringList{"Kimutatások", "Egyedi", "Keretrendszer"}));
+    QCOMPARE(captions(submenu(bar, QStringLiteral("Egyedi"))->actions()), QStringList{"Értékesítési kimutatások"});
     QCOMPARE(captions(submenu(bar, QStringLiteral("Kimutatások"))->actions()),
              (QStringList{QStringLiteral("OLAP kimutatások"), QStringLiteral("Riportok"), QStringLiteral("Listavarázsló")}));
     for (int hidden : {1, 2, 3, 12, 14, 16}) QVERIFY2(!peter.window->menuAction(hidden), qPrintable(QString::number(hidden)));
 
     Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     bar = admin.window->menuBar();
-    QCOMPARE(captions(bar->actions()), (QStringList{QStringLiteral("Rendszer"), QStringLiteral("Kimutatások")}));
-    QCOMPARE(submenu(bar, QStringLiteral("Rendszer"))->actions().size(), 7);
+    QCOMPARE(captions(bar->actions()), (QStringList{"Rendszer", "Kimutatások", "Egyedi", "Keretrendszer"}));
+    // His own item stands among the base ones, in its sort order.
+    QCOMPARE(captions(submenu(bar, QStringLiteral("Rendszer"))->actions()).last(), QStringLiteral("Program mappája"));
+    QCOMPARE(submenu(bar, QStringLiteral("Rendszer"))->actions().size(), 8);
     QCOMPARE(submenu(bar, QStringLiteral("Kimutatások"))->actions().size(), 6);
 }
 
@@ -103,7 +106,7 @@ void TstShellWindow::menuFollowsSortOrderAndDeletion()
         QVERIFY2(f.db->execute(sql), qPrintable(sql));
 
     Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
-    QCOMPARE(captions(peter.window->menuBar()->actions()), QStringList{QStringLiteral("Kimutatások")});
+    QCOMPARE(captions(peter.window->menuBar()->actions()), (QStringList{"Kimutatások", "Egyedi", "Keretrendszer"}));
     QCOMPARE(captions(submenu(peter.window->menuBar(), QStringLiteral("Kimutatások"))->actions()),
              QStringList{QStringLiteral("Riportok")});
 }

@@ -1,0 +1,36 @@
+#pragma once
+#include "TreePanel.h"
+
+namespace NexoFrame {
+
+// The application's menu tree: edits the items (parameter 0) or sets which roles see each
+// item (any other parameter).
+class Menus : public TreePanel {
+    Q_OBJECT
+public:
+    explicit Menus(QWidget* parent = nullptr);
+
+protected:
+    int tableNumber() const override;
+    QString rootText() const override { return QStringLiteral("Főmenü"); }
+    QString titleText(bool roleMode) const override
+    {
+        return roleMode ? QStringLiteral("Menü jogosultságok beállítása") : QStringLiteral("Menük");
+    }
+    QList<TreeCommand> commands() const override
+    {
+        return {{100011, QStringLiteral("Új menü")},
+                {100012, QStringLiteral("Menü módosítása")},
+                {100013, QStringLiteral("Menü törlése")}};
+    }
+    QString nodeText(const Recordset& row) const override;
+    QString nodeText(const cDDXRecord& record) const override;
+    std::unique_ptr<cDDXRecord> makeRecord() const override;
+    bool firstLevelBold() const override { return true; }
+    bool clickToggles() const override { return roleMode(); }
+    bool hasContextMenu() const override { return !roleMode(); }
+    bool canCreateUnder(int parentId) override;
+    bool canModify(int id) override;
+};
+
+} // namespace NexoFrame

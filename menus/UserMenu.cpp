@@ -1,0 +1,58 @@
+#include "UserMenu.h"
+#include "ErrorHandler.h"
+#include "ErrorList.h"
+#include "IAddin.h"
+#include "Module.h"
+#include "cDDXMenu.h"
+#include "cMessage2.h"
+
+namespace NexoFrame {
+
+namespace {
+
+// Runs one action under the module's error path, after taking the host's connection and user.
+bool withSite(IAddinSite* site, const char* procedure, const std::function<bool()>& action)
+{
+    bool done = false;
+    StepRunner r(QStringLiteral("NexoFrame.UserMenu ") + QString::fromLatin1(procedure));
+    r.step([&] { module().takeSite(site); });
+    r.step([&] { done = action(); });
+    return done;
+}
+
+} // namespace
+
+UserMenu::UserMenu(QObject* parent) : QObject(parent) { Module::objectCreated(); }
+UserMenu::~UserMenu() { Module::objectDestroyed(); }
+
+bool UserMenu::AddItem(IAddinSite* site, int parentId)
+{
+    return withSite(site, "AddItem", [&] {
+        cDDXMenu item;
+        item.set_parent_id(std::max(parentId, 0));
+        item.set_custom_menu(true);
+        for (int i = 0; i < 10; ++i) item.setValue(QStringLiteral("auth_%1").arg(i), false);
+        return item.ShowUserForm() == rvOK;
+    });
+}
+
+bool UserMenu::EditItem(IAddinSite* site, int id)
+{
+    return withSite(site, "EditItem", [&] {
+        cDDXMenu item;
+        return item.CoreLoad(id) && item.ShowUserForm() == rvOK;
+    });
+}
+
+bool UserMenu::DeleteItem(IAddinSite* site, int id)
+{
+    return withSite(site, "DeleteItem", [&] {
+        if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return false;
+        cDDXMenu item;
+        if (item.CoreLoad(id) && item.Delete() && item.CoreUpdate()) return true;
+        ShowErrorList(QStringLiteral("Hiba lista"));
+        return false;
+    });
+}
+
+} // namespace NexoFrame
