@@ -2,7 +2,6 @@
 #include "Connection.h"
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QProcess>
 #include <QHash>
 #include <QSet>
 
@@ -85,7 +84,43 @@ QString expandPlaceholders(QString command, const Placeholders& v)
     return command;
 }
 
-QStringList splitCommand(const QString& command) { return QProcess::splitCommand(command.trimmed()); }
+QStringList splitCommand(const QString& command)
+{
+    // As a POSIX shell splits words: blanks separate them, '...' keeps everything, "..."
+    // keeps everything but a backslash before " \ $ `, and a backslash outside quotes
+    // keeps the next character. Nothing is expanded.
+    QStringList words;
+    QString word;
+    bool inWord = false;
+    QChar quote;
+    const int n = int(command.size());
+    for (int i = 0; i < n; ++i) {
+        const QChar c = command.at(i);
+        if (quote == QLatin1Char('\'')) {
+            if (c == quote) quote = QChar();
+            else word += c;
+            continue;
+        }
+        if (quote == QLatin1Char('"')) {
+            if (c == quote) quote = QChar();
+            else if (c == QLatin1Char('\\') && i + 1 < n && QStringLiteral("\"\\$`").contains(command.at(i + 1))) word += command.at(++i);
+            else word += c;
+            continue;
+        }
+        if (c.isSpace()) {
+            if (inWord) words << word;
+            word.clear();
+            inWord = false;
+            continue;
+        }
+        inWord = true;
+        if (c == QLatin1Char('\'') || c == QLatin1Char('"')) quote = c;
+        else if (c == QLatin1Char('\\') && i + 1 < n) word += command.at(++i);
+        else word += c;
+    }
+    if (inWord) words << word;
+    return words;
+}
 
 QString menuText(const QString& caption, const QString& accessKey)
 {
