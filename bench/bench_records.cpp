@@ -3,6 +3,7 @@
 // on a database file, and on a PostgreSQL server when NEXO_TEST_PG names one (a new
 // database is made there and dropped afterwards). Both sides use the same connection and
 // take turns, so that neither gets the warmer cache. Every line names its engine.
+#include "BenchSupport.h"
 #include "Connection.h"
 #include "Module.h"
 #include "cDDXAuthUnit.h"
@@ -20,6 +21,8 @@
 #include <numeric>
 
 using namespace NexoFrame;
+using NexoFrame::Bench::fail;
+using NexoFrame::Bench::ServerDatabase;
 
 namespace {
 
@@ -43,12 +46,6 @@ QVariantList rowValues(const Engine& e, const QString& name)
     QVariantList out;
     for (int i = 0; i < kColumns.size(); ++i) out << e.toDb(*t.column(kColumns[i]), v[i]);
     return out;
-}
-
-[[noreturn]] void fail(const QString& what)
-{
-    std::fprintf(stderr, "bench_records: %s\n", qPrintable(what));
-    std::exit(1);
 }
 
 void run(QSqlQuery& q, const QString& sql)
@@ -78,32 +75,6 @@ void report(const char* what, const Times& t, int n, int perTurn = 1)
     std::printf("%s %s ratio: %.2f\n", qPrintable(g_engine), what, double(t.ours) / double(t.bare));
     std::fflush(stdout);
 }
-
-// A fresh database on the server for one part of the run, dropped at the end.
-class ServerDatabase {
-public:
-    ServerDatabase(const QString& server, const QString& name) : m_server(server), m_name(name)
-    {
-        admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name));
-        admin(QStringLiteral("CREATE DATABASE %1").arg(m_name));
-    }
-    ~ServerDatabase() { admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name)); }
-    QString target() const
-    {
-        QUrl u(m_server);
-        u.setPath("/" + m_name);
-        return u.toString();
-    }
-
-private:
-    void admin(const QString& sql)
-    {
-        Connection c(makePostgresEngine());
-        QString err;
-        if (!c.open(m_server, &err) || !c.execute(sql, {}, &err)) fail(err);
-    }
-    QString m_server, m_name;
-};
 
 // Runs both sides n times, the one going first switching every round.
 Times alternate(int n, const std::function<void(int)>& ours, const std::function<void(int)>& bare)
