@@ -156,13 +156,13 @@ void Connection::createDemoData()
             {14, 10, 4, "Riport jogosultságok", "4", "NexoFrame.ReportAuthorizations", 0, {1}},
             {15, 10, 5, "Listavarázsló", "5", "NexoFrame.ListWizrads", 0, {1, 2, 3, 4}},
             {16, 10, 6, "Listavarázsló jogosultságok", "6", "NexoFrame.ListWizradAuths", 0, {1}},
-            {1000000, 0, 3, "Egyedi", "E", "", 0, {1, 2, 3, 4}, "", "", 1},
-            {1000001, 1000000, 1, "Értékesítési kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}, "", "", 1},
-            {1000002, 1000000, 2, "Adatbázis mappája", "2", "SHELL", 0, {1, 2}, "", "xdg-open \"%MDB_FOLDER_PATH%\"", 1},
+            {1000000, 0, 3, "Egyedi", "E", "", 0, {1, 2, 3, 4}},
+            {1000001, 1000000, 1, "Értékesítési kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}},
+            {1000002, 1000000, 2, "Adatbázis mappája", "2", "SHELL", 0, {1, 2}, "", "xdg-open \"%MDB_FOLDER_PATH%\""},
             {1000003, 1, 8, "Program mappája", "8", "SHELL", 0, {}, "user_menu_16.ico", "xdg-open \"%APP_PATH%\"", 1},
         };
         for (const M& m : menus) {
-            const bool own = m.creator > 0;
+            const bool own = m.id >= 1000000;
             const QString picture = QString::fromUtf8(m.picture);
             w.row(Tables::Menu, {{"id", m.id}, {"parent_id", m.parent}, {"sort_order", m.sort},
                                  {"caption", QString::fromUtf8(m.caption)}, {"access_key", QString::fromUtf8(m.key)},

@@ -20,7 +20,7 @@ void addNodes(QTreeWidgetItem* parent, const QList<MenuEntry>& entries)
     for (const MenuEntry& e : entries) {
         auto* node = new QTreeWidgetItem(parent, {e.accessKey + QStringLiteral(". ") + e.caption});
         node->setData(0, kIdRole, e.id);
-        if (!e.own) {
+        if (!e.own || !(e.isFolder() || e.isExternal())) {
             // Not his to change: shown as a place to add under.
             node->setForeground(0, node->treeWidget()->palette().color(QPalette::Disabled, QPalette::Text));
             node->setToolTip(0, QStringLiteral("A rendszer vagy a rendszergazda menüpontja: nem módosítható."));
@@ -115,8 +115,11 @@ void OwnMenuDialog::selectionChanged()
     const MenuEntry* e = selectedEntry();
     // An item that starts something holds no sub-items.
     cmd_new->setEnabled(id == 0 || (e && e->isFolder()));
-    cmd_modify->setEnabled(e && e->own);
-    cmd_delete->setEnabled(e && e->own);
+    // His own entries are menus and external programs; an item of his that opens a panel was
+    // made in the Menus panel and is changed there.
+    const bool his = e && e->own && (e->isFolder() || e->isExternal());
+    cmd_modify->setEnabled(his);
+    cmd_delete->setEnabled(his);
 }
 
 IUserMenu* OwnMenuDialog::forms()
