@@ -147,14 +147,19 @@ void OwnMenuDialog::changed(int selectId)
     reload(selectId);
 }
 
+bool OwnMenuDialog::callForms(const QString& failed, const std::function<bool(IUserMenu&)>& call)
+{
+    IUserMenu* f = forms();
+    bool done = false;
+    return f && guarded(this, failed, [&] { done = call(*f); }) && done;
+}
+
 void OwnMenuDialog::addItem()
 {
     const int parent = selectedId();
     if (!cmd_new->isEnabled() || parent < 0) return;
-    IUserMenu* f = forms();
-    bool saved = false;
-    if (f && guarded(this, QStringLiteral("A menüpont nem menthető."), [&] { saved = f->AddItem(m_window.site(), parent); })
-        && saved)
+    if (callForms(QStringLiteral("A menüpont nem menthető."),
+                  [&](IUserMenu& f) { return f.AddItem(m_window.site(), parent); }))
         changed(parent);
 }
 
@@ -162,10 +167,7 @@ void OwnMenuDialog::modifyItem()
 {
     const int id = selectedId();
     if (!cmd_modify->isEnabled()) return;
-    IUserMenu* f = forms();
-    bool saved = false;
-    if (f && guarded(this, QStringLiteral("A menüpont nem menthető."), [&] { saved = f->EditItem(m_window.site(), id); })
-        && saved)
+    if (callForms(QStringLiteral("A menüpont nem menthető."), [&](IUserMenu& f) { return f.EditItem(m_window.site(), id); }))
         changed(id);
 }
 
@@ -180,10 +182,7 @@ void OwnMenuDialog::deleteItem()
         Notices::warning(this, QStringLiteral("A menüpont nem törölhető, amíg menüpontok vannak alatta."));
         return;
     }
-    IUserMenu* f = forms();
-    bool deleted = false;
-    if (f && guarded(this, QStringLiteral("A menüpont nem törölhető."), [&] { deleted = f->DeleteItem(m_window.site(), id); })
-        && deleted)
+    if (callForms(QStringLiteral("A menüpont nem törölhető."), [&](IUserMenu& f) { return f.DeleteItem(m_window.site(), id); }))
         changed(parent);
 }
 

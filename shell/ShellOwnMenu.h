@@ -1,5 +1,6 @@
 #pragma once
 #include <QDialog>
+#include <functional>
 #include <memory>
 
 class QPushButton;
@@ -43,6 +44,8 @@ private:
     const MenuEntry* selectedEntry() const;
     // The module's forms; nullptr after telling the user why not.
     IUserMenu* forms();
+    // Calls the module's forms under the shell's guard; true when something was saved.
+    bool callForms(const QString& failed, const std::function<bool(IUserMenu&)>& call);
     void changed(int selectId);
 
     MainWindow& m_window;

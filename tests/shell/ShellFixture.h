@@ -4,6 +4,8 @@
 #include "ClassRegistry.h"
 #include "Connection.h"
 #include "ShellLogin.h"
+#include "ShellModules.h"
+#include "ShellWindow.h"
 #include "TestDatabase.h"
 #include <QTemporaryDir>
 #include <QTest>
@@ -49,4 +51,24 @@ struct ShellFixture {
     {
         return NexoFrame::Shell::checkLogin(*db, name, password);
     }
+};
+
+// A logged-in user's window over the fixture's database and registry; with the module
+// library built beside the tests registered when asked.
+struct Session {
+    NexoFrame::Shell::Modules modules;
+    NexoFrame::Shell::LoginResult user;
+    std::unique_ptr<NexoFrame::Shell::MainWindow> window;
+
+    Session(ShellFixture& f, const QString& name, const QString& password, bool realModule = false)
+        : modules(f.registryPath()), user(f.login(name, password))
+    {
+        QString error;
+        if (realModule
+            && !modules.registerLibrary(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/libNexoFrame.so"), &error))
+            qWarning("register: %s", qPrintable(error));
+        f.db->setCurrentUserId(user.userId);
+        window = std::make_unique<NexoFrame::Shell::MainWindow>(*f.db, modules, user, f.dbPath());
+    }
+    QTabWidget* tabs() const { return window->tabs(); }
 };

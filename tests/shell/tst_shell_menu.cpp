@@ -24,21 +24,6 @@ namespace {
 
 const QString kLogCount = QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log");
 
-struct Session {
-    Modules modules;
-    LoginResult user;
-    std::unique_ptr<MainWindow> window;
-
-    Session(ShellFixture& f, const QString& name, const QString& password)
-        : modules(f.registryPath()), user(f.login(name, password))
-    {
-        QString error;
-        if (!modules.registerLibrary(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/libNexoFrame.so"), &error))
-            qWarning("register: %s", qPrintable(error));
-        f.db->setCurrentUserId(user.userId);
-        window = std::make_unique<MainWindow>(*f.db, modules, user, f.dbPath());
-    }
-};
 
 QTreeWidgetItem* nodeWithId(QTreeWidget* tree, int id, int role)
 {
@@ -104,7 +89,7 @@ private slots:
                                              "parameter_s, create_user) VALUES (1000050, 1, 20, 'Külső', 'K', 'SHELL', ?, 1), "
                                              "(1000051, 1, 21, 'Hiányzó', 'H', 'SHELL', 'nincs-ilyen-program-42 --x', 1)"),
                               {command}));
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         const int logs = f.count(kLogCount);
         QAction* run = admin.window->menuAction(1000050);
         QVERIFY(run && run->isEnabled());
@@ -127,7 +112,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         QWidget* panel = admin.window->openMenuItem(*admin.window->menuEntry(5));
         QVERIFY(panel);
         auto* tree = panel->findChild<QTreeWidget*>(QStringLiteral("tree_Item"));
@@ -159,7 +144,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         onNextModal([&](QWidget* d) {
             auto* dlg = qobject_cast<OwnMenuDialog*>(d);
             QVERIFY(dlg);
@@ -218,7 +203,7 @@ private slots:
         ShellFixture f;
         QVERIFY(f.open());
         QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_menu SET picture_name='nincs_ilyen.ico' WHERE id=4")));
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         QList<int> onBar;
         for (QAction* a : admin.window->toolbar()->actions()) onBar << a->data().toInt();
         QCOMPARE(onBar, (QList<int>{2, 4, 5, 1000003, 11}));

@@ -34,20 +34,6 @@ QMenu* submenu(QMenuBar* bar, const QString& caption)
     return nullptr;
 }
 
-// A logged-in user's window over the fixture's database and registry.
-struct Session {
-    Modules modules;
-    LoginResult user;
-    std::unique_ptr<MainWindow> window;
-
-    Session(ShellFixture& f, const QString& name, const QString& password)
-        : modules(f.registryPath()), user(f.login(name, password))
-    {
-        f.db->setCurrentUserId(user.userId);
-        window = std::make_unique<MainWindow>(*f.db, modules, user, f.dbPath());
-    }
-    QTabWidget* tabs() const { return window->tabs(); }
-};
 
 const QString kLogCount = QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log");
 
