@@ -1,0 +1,424 @@
+#include "BrowseView.h"
+#include <QAbstractTableModel>
+#include <QDateTime>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QTableView>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <functional>
+
+namespace NexoFrame::Controls {
+
+namespace {
+
+constexpr int kPage = 200;
+const QString kSection = QStringLiteral("BROWSE");
+
+QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
+bool isText(const ColumnDef& c) { return c.type == ColType::Text || c.type == ColType::Memo; }
+
+const ColumnDef& requireColumn(const TableDef& t, const QString& name)
+{
+    const ColumnDef* c = t.column(name.trimmed());
+    if (!c) throw DbError(QStringLiteral("A(z) %1 táblának nincs „%2” nevű oszlopa.").arg(t.name, name.trimmed()));
+    return *c;
+}
+
+QString shown(const Engine& e, const ColumnDef& c, const QVariant& raw)
+{
+    const QVariant v = e.fromDb(c, raw);
+    if (v.isNull()) return {};
+    switch (c.type) {
+    case ColType::Bool: return v.toBool() ? QStringLiteral("✓") : QString();
+    case ColType::Date:
+    case ColType::DateTime: return v.toDateTime().toString(QStringLiteral("yyyy.MM.dd"));
+    case ColType::Double: return QLocale(QLocale::Hungarian).toString(v.toDouble());
+    default: return v.toString();
+    }
+}
+
+} // namespace
+
+// The rows read so far, as shown; the view asks for the next page when it scrolls to the end.
+class BrowseModel : public QAbstractTableModel {
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+    QPointer<Connection> connection;
+    std::function<void(const QString&)> status; // "" after a good read
+
+    void setColumns(const QList<const ColumnDef*>& columns, const QStringList& captions)
+    {
+        beginResetModel();
+        m_columns = columns;
+        m_captions = captions;
+        m_ids.clear();
+        m_cells.clear();
+        m_more = false;
+        endResetModel();
+    }
+    void read(const QString& sql, const QVariantList& binds)
+    {
+        beginResetModel();
+        m_sql = sql;
+        m_binds = binds;
+        m_ids.clear();
+        m_cells.clear();
+        m_more = true;
+        endResetModel();
+        fetchMore({});
+    }
+    int idAt(int row) const { return m_ids.value(row, -1); }
+    int rowOf(int id, int from = 0) const { return m_ids.indexOf(id, from); }
+
+    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : m_ids.size(); }
+    int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : m_columns.size(); }
+    QVariant data(const QModelIndex& index, int role) const override
+    {
+        if (!index.isValid()) return {};
+        if (role == Qt::DisplayRole) return m_cells[index.row()][index.column()];
+        const ColType type = m_columns[index.column()]->type;
+        if (role == Qt::TextAlignmentRole && (type == ColType::Long || type == ColType::Double))
+            return int(Qt::AlignRight | Qt::AlignVCenter);
+        return {};
+    }
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override
+    {
+        if (orientation != Qt::Horizontal) return {};
+        if (role == Qt::DisplayRole) return m_captions.value(section);
+        if (role == Qt::InitialSortOrderRole) return int(Qt::AscendingOrder);
+        return {};
+    }
+    bool canFetchMore(const QModelIndex& parent) const override { return !parent.isValid() && m_more; }
+    void fetchMore(const QModelIndex& parent) override
+    {
+        if (!canFetchMore(parent) || !connection) return;
+        QList<QVariantList> page;
+        try {
+            page = connection->select(m_sql, m_binds + QVariantList{kPage, qsizetype(m_ids.size())});
+        } catch (const DbError& e) {
+            m_more = false;
+            status(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+            return;
+        }
+        m_more = page.size() == kPage;
+        status({});
+        if (page.isEmpty()) return;
+        beginInsertRows({}, m_ids.size(), m_ids.size() + page.size() - 1);
+        for (const QVariantList& r : page) {
+            m_ids << r.value(0).toInt();
+            QStringList cells;
+            for (int i = 0; i < m_columns.size(); ++i) cells << shown(connection->engine(), *m_columns[i], r.value(i + 1));
+            m_cells << cells;
+        }
+        endInsertRows();
+    }
+
+private:
+    QList<const ColumnDef*> m_columns;
+    QStringList m_captions;
+    QString m_sql;
+    QVariantList m_binds;
+    QList<int> m_ids;
+    QList<QStringList> m_cells;
+    bool m_more = false;
+};
+
+BrowseView::BrowseView(QWidget* parent)
+    : QWidget(parent), m_model(new BrowseModel(this)), m_grid(new QTableView(this)), m_search(new QLineEdit(this)),
+      m_status(new QLabel(this)), m_searchTimer(new QTimer(this)), m_saveTimer(new QTimer(this))
+{
+    m_search->setObjectName(QStringLiteral("txt_search"));
+    m_search->setPlaceholderText(QStringLiteral("Keresés…"));
+    m_search->setClearButtonEnabled(true);
+    m_grid->setObjectName(QStringLiteral("grd_browse"));
+    m_grid->setModel(m_model);
+    m_grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_grid->setWordWrap(false);
+    m_grid->verticalHeader()->hide();
+    QHeaderView* header = m_grid->horizontalHeader();
+    header->setSectionsMovable(true);
+    header->setSectionsClickable(true);
+    header->setSortIndicatorShown(true);
+    header->setHighlightSections(false);
+    m_status->setObjectName(QStringLiteral("lbl_status"));
+    m_status->setWordWrap(true);
+    m_status->hide();
+    auto* box = new QVBoxLayout(this);
+    box->setContentsMargins({});
+    box->addWidget(m_search);
+    box->addWidget(m_grid, 1);
+    box->addWidget(m_status);
+
+    m_model->status = [this](const QString& message) { reportStatus(message); };
+    m_searchTimer->setSingleShot(true);
+    m_searchTimer->setInterval(150);
+    m_saveTimer->setSingleShot(true);
+    m_saveTimer->setInterval(500);
+    connect(m_search, &QLineEdit::textChanged, m_searchTimer, qOverload<>(&QTimer::start));
+    connect(m_searchTimer, &QTimer::timeout, this, [this] { setSearchText(m_search->text()); });
+    connect(m_search, &QLineEdit::returnPressed, this, [this] {
+        if (m_searchTimer->isActive()) setSearchText(m_search->text());
+        if (selectedId() >= 0) emit activated(selectedId());
+    });
+    // Dragging a column edge resizes it many times over: the layout is written once it rests.
+    const auto layoutMoved = [this] {
+        if (!m_restoring) m_saveTimer->start();
+    };
+    connect(header, &QHeaderView::sectionMoved, this, layoutMoved);
+    connect(header, &QHeaderView::sectionResized, this, layoutMoved);
+    connect(m_saveTimer, &QTimer::timeout, this, &BrowseView::keepLayout);
+    connect(header, &QHeaderView::sortIndicatorChanged, this, [this](int section, Qt::SortOrder order) {
+        if (m_restoring || section < 0 || section >= m_columns.size()) return;
+        m_orderColumn = m_columns[section]->name;
+        m_descending = order == Qt::DescendingOrder;
+        refresh();
+    });
+    connect(m_grid->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &BrowseView::currentMoved);
+    connect(m_grid, &QAbstractItemView::activated, this,
+            [this](const QModelIndex& index) { emit activated(m_model->idAt(index.row())); });
+}
+
+BrowseView::~BrowseView() { keepLayout(); }
+
+void BrowseView::setConnection(Connection* c)
+{
+    m_connection = c;
+    m_model->connection = c;
+    refresh();
+}
+
+void BrowseView::setView(const BrowseViewDef& def)
+{
+    if (!m_connection) throw DbError(QStringLiteral("A listához nincs adatbázis-kapcsolat."));
+    const TableDef* t = m_connection->tableDef(def.table);
+    if (!t) throw DbError(QStringLiteral("Ismeretlen tábla: %1.").arg(def.table));
+    BrowseViewDef d = def;
+    QList<const ColumnDef*> columns;
+    QStringList captions;
+    for (BrowseColumn& c : d.columns) {
+        columns << &requireColumn(*t, c.column);
+        c.column = columns.last()->name;
+        captions << (c.caption.isEmpty() ? c.column : c.caption);
+    }
+    d.keyColumn = requireColumn(*t, def.keyColumn).name;
+    if (!d.orderColumn.isEmpty()) d.orderColumn = requireColumn(*t, def.orderColumn).name;
+    const Where base = parse(*t, def.baseFilter), filter = parse(*t, m_filter);
+
+    keepLayout();
+    m_def = d;
+    m_table = t;
+    m_columns = columns;
+    m_base = base;
+    m_filterWhere = filter;
+    m_orderColumn = d.orderColumn;
+    m_descending = false;
+    m_lastId = -1;
+    m_restoring = true;
+    m_model->setColumns(columns, captions);
+    restoreLayout();
+    refresh();
+}
+
+void BrowseView::setFilter(const QString& filter)
+{
+    // Checked against the table before anything changes; without a view yet, setView checks it.
+    if (m_table) m_filterWhere = parse(*m_table, filter);
+    m_filter = filter;
+    refresh();
+}
+
+BrowseView::Where BrowseView::parse(const TableDef& table, const QString& filter) const
+{
+    Where w;
+    if (filter.trimmed().isEmpty()) return w;
+    static const QRegularExpression andWord(QStringLiteral("\\s+AND\\s+"), QRegularExpression::CaseInsensitiveOption);
+    for (const QString& part : filter.trimmed().split(andWord)) {
+        const int eq = part.indexOf(QLatin1Char('='));
+        if (eq <= 0) throw DbError(QStringLiteral("Hibás szűrőfeltétel: „%1” (oszlop=érték kell).").arg(part));
+        const ColumnDef& c = requireColumn(table, part.left(eq));
+        const QString text = part.mid(eq + 1).trimmed();
+        QVariant value = text;
+        bool ok = true;
+        switch (c.type) {
+        case ColType::Long: value = text.toLongLong(&ok); break;
+        case ColType::Double: value = text.toDouble(&ok); break;
+        case ColType::Bool: {
+            const QString t = text.toLower();
+            ok = QStringList{"0", "1", "true", "false", "igen", "nem"}.contains(t);
+            value = t == QLatin1String("1") || t == QLatin1String("true") || t == QLatin1String("igen");
+            break;
+        }
+        default: break;
+        }
+        value = m_connection->engine().toDb(c, value);
+        if (!ok || (value.isNull() && !text.isEmpty()))
+            throw DbError(QStringLiteral("A(z) %1 oszlop nem veheti fel ezt az értéket: „%2”.").arg(c.name, text));
+        w.terms << quoted(c.name) + QStringLiteral("=?");
+        w.binds << value;
+    }
+    return w;
+}
+
+void BrowseView::refresh()
+{
+    if (!m_connection || !m_table) return;
+    m_read = m_base;
+    m_read.terms += m_filterWhere.terms;
+    m_read.binds += m_filterWhere.binds;
+    if (!m_searchText.isEmpty()) {
+        QString text = m_searchText;
+        text.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('%'), QStringLiteral("\\%"))
+            .replace(QLatin1Char('_'), QStringLiteral("\\_"));
+        QStringList any;
+        for (const ColumnDef* c : std::as_const(m_columns)) {
+            if (!isText(*c)) continue;
+            any << QStringLiteral("LOWER(%1) LIKE LOWER(?) ESCAPE '\\'").arg(quoted(c->name));
+            m_read.binds << QStringLiteral("%") + text + QStringLiteral("%");
+        }
+        m_read.terms << (any.isEmpty() ? QStringLiteral("1=0") : QLatin1Char('(') + any.join(QStringLiteral(" OR ")) + QLatin1Char(')'));
+    }
+
+    const QString key = quoted(m_def.keyColumn);
+    QStringList columns{key}, order;
+    for (const ColumnDef* c : std::as_const(m_columns)) columns << quoted(c->name);
+    if (!m_orderColumn.isEmpty()) order << m_connection->engine().orderTerm(quoted(m_orderColumn), m_descending);
+    // The key is never null and breaks ties, so pages follow one another without gaps.
+    order << key + (m_descending ? QStringLiteral(" DESC") : QString());
+    QString sql = QStringLiteral("SELECT %1 FROM %2").arg(columns.join(QStringLiteral(", ")), quoted(m_table->name));
+    if (!m_read.terms.isEmpty()) sql += QStringLiteral(" WHERE ") + m_read.terms.join(QStringLiteral(" AND "));
+    sql += QStringLiteral(" ORDER BY %1 LIMIT ? OFFSET ?").arg(order.join(QStringLiteral(", ")));
+
+    const int keep = selectedId();
+    m_model->read(sql, m_read.binds);
+    if (!(keep >= 0 && selectId(keep)) && m_model->rowCount() > 0) m_grid->setCurrentIndex(m_model->index(0, 0));
+    currentMoved();
+}
+
+bool BrowseView::listed(int id)
+{
+    QStringList terms = m_read.terms;
+    terms << quoted(m_def.keyColumn) + QStringLiteral("=?");
+    try {
+        return !m_connection->select(QStringLiteral("SELECT 1 FROM %1 WHERE %2").arg(quoted(m_table->name), terms.join(QStringLiteral(" AND "))),
+                                     m_read.binds + QVariantList{id}).isEmpty();
+    } catch (const DbError& e) {
+        reportStatus(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+        return false;
+    }
+}
+
+int BrowseView::selectedId() const
+{
+    const QModelIndex current = m_grid->currentIndex();
+    return current.isValid() ? m_model->idAt(current.row()) : -1;
+}
+
+bool BrowseView::selectId(int id)
+{
+    int row = m_model->rowOf(id);
+    // Asks first, so that a row that is not there does not read the whole list.
+    if (row < 0 && m_model->canFetchMore({}) && listed(id)) {
+        while (row < 0 && m_model->canFetchMore({})) {
+            const int from = m_model->rowCount();
+            m_model->fetchMore({});
+            row = m_model->rowOf(id, from);
+        }
+    }
+    if (row < 0) return false;
+    const QModelIndex index = m_model->index(row, 0);
+    m_grid->setCurrentIndex(index);
+    m_grid->scrollTo(index);
+    return true;
+}
+
+int BrowseView::loadedRows() const { return m_model->rowCount(); }
+
+void BrowseView::setSearchText(const QString& text)
+{
+    if (m_search->text() != text) m_search->setText(text);
+    m_searchTimer->stop();
+    m_searchText = text.trimmed();
+    refresh();
+}
+
+void BrowseView::reportStatus(const QString& message)
+{
+    m_status->setText(message);
+    m_status->setVisible(!message.isEmpty());
+}
+
+void BrowseView::currentMoved()
+{
+    const int id = selectedId();
+    if (id == m_lastId) return;
+    m_lastId = id;
+    emit selectionChanged(id);
+}
+
+QString BrowseView::layoutText() const
+{
+    const QHeaderView* header = m_grid->horizontalHeader();
+    QStringList parts;
+    for (int v = 0; v < header->count(); ++v) {
+        const int logical = header->logicalIndex(v);
+        parts << QStringLiteral("%1:%2").arg(m_columns.value(logical)->name).arg(header->sectionSize(logical));
+    }
+    return parts.join(QLatin1Char(','));
+}
+
+void BrowseView::restoreLayout()
+{
+    QHeaderView* header = m_grid->horizontalHeader();
+    m_restoring = true;
+    for (int i = 0; i < m_columns.size(); ++i) header->resizeSection(i, m_def.columns[i].width);
+    QString stored;
+    try {
+        stored = m_connection->readSetting(kSection, QStringLiteral("VIEW_%1").arg(m_def.number));
+    } catch (const DbError& e) {
+        reportStatus(QStringLiteral("Az oszlopok elrendezése nem olvasható: %1").arg(e.message()));
+    }
+    int placed = 0;
+    for (const QString& entry : stored.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString name = entry.section(QLatin1Char(':'), 0, 0).trimmed();
+        int logical = -1;
+        for (int i = 0; i < m_columns.size(); ++i)
+            if (m_columns[i]->name.compare(name, Qt::CaseInsensitive) == 0) logical = i;
+        // A column the view no longer shows, or one named twice.
+        if (logical < 0 || header->visualIndex(logical) < placed) continue;
+        header->moveSection(header->visualIndex(logical), placed++);
+        bool ok = false;
+        const int width = entry.section(QLatin1Char(':'), 1).toInt(&ok);
+        if (ok && width > 0) header->resizeSection(logical, width);
+    }
+    int orderSection = -1;
+    for (int i = 0; i < m_columns.size(); ++i)
+        if (m_columns[i]->name == m_orderColumn) orderSection = i;
+    header->setSortIndicator(orderSection, Qt::AscendingOrder);
+    m_restoring = false;
+    m_savedLayout = layoutText();
+}
+
+void BrowseView::keepLayout()
+{
+    if (m_table && layoutText() != m_savedLayout) saveLayout();
+}
+
+void BrowseView::saveLayout()
+{
+    m_saveTimer->stop();
+    if (!m_connection || !m_table) return;
+    const QString text = layoutText();
+    try {
+        if (m_connection->writeSetting(kSection, QStringLiteral("VIEW_%1").arg(m_def.number), text)) m_savedLayout = text;
+    } catch (const DbError& e) {
+        reportStatus(QStringLiteral("Az oszlopok elrendezése nem menthető: %1").arg(e.message()));
+    }
+}
+
+} // namespace NexoFrame::Controls
