@@ -46,11 +46,11 @@ QList<ColumnDef> audit()
             lng("last_action_user_id2", -1), dt("last_action_date2")};
 }
 
-QList<ColumnDef> roles(bool slot0)
+// The ten role slots; a new row holds the first `held` of them.
+QList<ColumnDef> roles(int held)
 {
     QList<ColumnDef> l;
-    for (int i = 0; i < 10; ++i)
-        l << ColumnDef{QStringLiteral("auth_%1").arg(i), ColType::Bool, 0, i == 0 && slot0};
+    for (int i = 0; i < 10; ++i) l << ColumnDef{QStringLiteral("auth_%1").arg(i), ColType::Bool, 0, i < held};
     return l;
 }
 
@@ -89,12 +89,12 @@ Schema::Schema()
 
     m_tables << makeTable("qnd_auth_unit", Tables::AuthUnit, "id",
                       L{lng("id"), lng("parent_id"), txt("name", 100), txt("prefix", 100)}
-                          + roles(true) + audit(),
+                          + roles(1) + audit(),
                       {idx("real_parent_id_2", {"parent_id", "name"}), idx("prefix", {"prefix"})});
 
     m_tables << makeTable("qnd_user_group", Tables::UserGroup, "id",
-                      L{lng("id"), txt("name", 50), boo("technical"), memo("remark")}
-                          + roles(true)
+                      L{lng("id"), txt("name", 255), boo("technical"), memo("remark")}
+                          + roles(10)
                           + L{lng("right_event", -1), lng("right_project", -1),
                               lng("right_partner", -1)}
                           + audit(),
@@ -102,9 +102,9 @@ Schema::Schema()
 
     m_tables << makeTable("qnd_user", Tables::User, "id",
                       L{lng("id"), lng("user_group_id", -1), txt("user_name", 100),
-                        txt("display_name", 100), txt("abbreviation", 10), txt("assignment", 50),
+                        txt("display_name", 255), txt("abbreviation", 10), txt("assignment", 50),
                         txt("password", 50), lng("current_year"), txt("language_abbreviation", 10),
-                        boo("technical"), txt("email", 100), boo("access_denied"), memo("remark"),
+                        boo("technical"), txt("email", 255), boo("access_denied"), txt("remark", 1000),
                         txt("city", 50), txt("phone", 50), txt("mobil", 50), txt("fax", 50),
                         txt("street", 100), txt("zipcode", 10), txt("identity_card_number", 20),
                         dt("identity_card_expiration"), txt("drivers_license_number", 20),
@@ -119,7 +119,7 @@ Schema::Schema()
                         txt("class_name", 100), txt("parameter_s", 255), lng("parameter_i"),
                         txt("access_key", 10), lng("system_menu"), boo("custom_menu"),
                         txt("picture_name", 100), txt("picture_name_big", 100)}
-                          + roles(true) + L{boo("toolbar_visible")} + audit(),
+                          + roles(1) + L{boo("toolbar_visible")} + audit(),
                       {idx("real_parent_id_2", {"parent_id", "access_key"}),
                        idx("sort_order", {"parent_id", "sort_order"})});
 
@@ -129,7 +129,7 @@ Schema::Schema()
                         lng("chart_type", 1), boo("chart_option_show_legend", true),
                         boo("chart_option_show_markers"), boo("chart_option_stack_series"),
                         boo("chart_option_series_in_rows")}
-                          + roles(true) + audit(),
+                          + roles(1) + audit(),
                       {idx("real_parent_id_2", {"parent_id", "caption"})});
 
     m_tables << makeTable("qnd_olap_report_field", Tables::OlapReportField, "id",

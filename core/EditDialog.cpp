@@ -98,7 +98,9 @@ void EditDialog::DoOK()
             ShowErrorList(QStringLiteral("Hiba lista"));
             return false;
         }
+        // Saved: the dialog ends with OK even when the step after the save fails.
         m_returnValue = rvOK;
+        trap("AfterSave", [this] { return AfterSave(); });
         hide();
         done(QDialog::Accepted);
         return true;

@@ -52,6 +52,8 @@ protected:
     virtual bool DisplayData() = 0;
     virtual bool GetData() = 0;
     virtual bool SaveData();
+    // What a form does after a successful save, before it closes (false keeps it open).
+    virtual bool AfterSave() { return true; }
 
     void DoOK();
     void cancel();

@@ -60,6 +60,12 @@ QList<FieldSpec> cDDXRecord::entityFields() const
     return f;
 }
 
+QString cDDXRecord::keyColumn() const
+{
+    const TableDef* t = Schema::instance().table(tableNumber());
+    return t ? t->primaryKey : QStringLiteral("id");
+}
+
 bool cDDXRecord::hasAudit() const
 {
     const TableDef* t = Schema::instance().table(tableNumber());
@@ -69,7 +75,7 @@ bool cDDXRecord::hasAudit() const
 QList<FieldSpec> cDDXRecord::allFields() const
 {
     // A new record has no key until it is saved.
-    return QList<FieldSpec>{{QStringLiteral("id"), FieldKind::Long, -1}} + entityFields();
+    return QList<FieldSpec>{{keyColumn(), FieldKind::Long, -1}} + entityFields();
 }
 
 int cDDXRecord::indexOf(const QString& column) const
@@ -123,6 +129,7 @@ bool cDDXRecord::CoreDefault()
         m_values[i] = f.kind == FieldKind::Date && f.defaultValue.isNull() ? QVariant(today())
                                                                             : convert(f.kind, f.defaultValue);
     }
+    entityDefaults();
     return true;
 }
 
@@ -260,9 +267,9 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew: {
-            set_id(adjustNewKey(c->newKey(tableNumber(), QStringLiteral("id"), QStringLiteral("PrimaryKey"))));
+            set_id(adjustNewKey(c->newKey(tableNumber(), keyColumn(), QStringLiteral("PrimaryKey"))));
             rs.addNew();
-            rs.setField(QStringLiteral("id"), id());
+            rs.setField(keyColumn(), id());
             if (hasAudit()) {
                 set_create_user(user);
                 set_create_date(now);

@@ -48,6 +48,7 @@ public:
     virtual int tableNumber() const = 0;
     // The columns besides the key, in table order, as the schema declares them.
     virtual QList<FieldSpec> entityFields() const;
+    QString keyColumn() const;
     // Whether the table carries the audit columns.
     virtual bool hasAudit() const;
 
@@ -75,8 +76,9 @@ public:
     void setValue(const QString& column, const QVariant& v);
     QList<FieldSpec> allFields() const;
 
-    int id() const { return value(QStringLiteral("id")).toInt(); }
-    void set_id(int v) { setValue(QStringLiteral("id"), v); }
+    // The key, whatever the table calls its key column.
+    int id() const { return m_values.isEmpty() ? -1 : m_values.first().toInt(); }
+    void set_id(int v) { m_values[0] = v; }
     int del_status() const { return value(QStringLiteral("del_status")).toInt(); }
     void set_del_status(int v) { setValue(QStringLiteral("del_status"), v); }
     int temp_status() const { return value(QStringLiteral("temp_status")).toInt(); }
@@ -105,6 +107,8 @@ protected:
     // Entity checks; each failure adds one Error. Deleted records are not checked.
     virtual void checks() {}
     virtual std::unique_ptr<cDDXRecord> newInstance() const = 0;
+    // Defaults an entity sets beyond its columns' own, at the end of CoreDefault.
+    virtual void entityDefaults() {}
     // Hooks for entities with more to do around the write.
     virtual int adjustNewKey(int key) { return key; }
     virtual bool afterNativeWrite() { return true; }

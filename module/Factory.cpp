@@ -3,6 +3,9 @@
 #include "Menus.h"
 #include "Nexo.h"
 #include "UserMenu.h"
+#include "Users.h"
+#include "cDDXUser.h"
+#include "cDDXUserGroup.h"
 #include "cDDXAuthUnit.h"
 #include "cDDXMenu.h"
 #include <QWidget>
@@ -25,6 +28,9 @@ const QList<Entry>& entries()
     static const QList<Entry> e{
         {"NexoFrame.AuthUnits", "AuthUnits", [](QObject* p) -> QObject* { return new AuthUnits(asParent(p)); }},
         {"NexoFrame.cDDXAuthUnit", "cDDXAuthUnit", [](QObject* p) -> QObject* { return new cDDXAuthUnit(p); }},
+        {"NexoFrame.Users", "Users", [](QObject* p) -> QObject* { return new Users(asParent(p)); }},
+        {"NexoFrame.cDDXUserGroup", "cDDXUserGroup", [](QObject* p) -> QObject* { return new cDDXUserGroup(p); }},
+        {"NexoFrame.cDDXUser", "cDDXUser", [](QObject* p) -> QObject* { return new cDDXUser(p); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},

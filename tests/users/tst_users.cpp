@@ -1,0 +1,385 @@
+#include "BrowseView.h"
+#include "Connection.h"
+#include "ModalDriver.h"
+#include "Module.h"
+#include "QuickPick.h"
+#include "TestSite.h"
+#include "Users.h"
+#include "cDDXUser.h"
+#include "cDDXUserGroup.h"
+#include "frmUser.h"
+#include "frmUserGroup.h"
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QTableWidget>
+#include <QTest>
+#include <QToolBar>
+
+using namespace NexoFrame;
+
+namespace {
+
+QStringList errorTexts()
+{
+    QStringList l;
+    for (const Error& e : module().errors()) l << e.description();
+    return l;
+}
+
+// The live reminders of a user: type, date, reminder date and time, as stored.
+QList<QVariantList> reminders(Connection& c, int user)
+{
+    return c.select(QStringLiteral("SELECT event_type_id, event_date, reminder_date, reminder_time, subject FROM crm_event "
+                                   "WHERE dedicate_user_id=? AND del_status=0 ORDER BY event_type_id"),
+                    {user});
+}
+
+// A driver saved through the record, with both documents unless told otherwise.
+std::unique_ptr<cDDXUser> saveDriver(const QString& login, const QString& licence = QStringLiteral("AB123456"))
+{
+    auto u = std::make_unique<cDDXUser>();
+    u->set_user_group_id(3);
+    u->set_user_name(login);
+    u->set_display_name(QStringLiteral("Sofőr ") + login);
+    u->set_is_driver(true);
+    u->set_identity_card_number(QStringLiteral("123456AB"));
+    u->set_identity_card_expiration(QDateTime(QDate(2027, 3, 10), QTime(0, 0)));
+    u->set_drivers_license_number(licence);
+    u->set_drivers_license_expiration(QDateTime(QDate(2028, 1, 2), QTime(0, 0)));
+    if (!u->SetFinal() || !u->CoreUpdate()) qWarning() << errorTexts();
+    return u;
+}
+
+QStringList actionTexts(const QWidget* w)
+{
+    QStringList l;
+    for (QAction* a : w->actions()) l << a->text();
+    return l;
+}
+
+} // namespace
+
+class TstUsers : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { resetModalDriver(); }
+    void cleanup()
+    {
+        QCOMPARE(pendingModalActions(), 0);
+        module().errors().Clear();
+    }
+
+    void groupChecksAndDefaults()
+    {
+        TestSite site;
+        module().takeSite(&site);
+        cDDXUserGroup fresh;
+        for (int i = 0; i < 10; ++i) QVERIFY(fresh.value(QStringLiteral("auth_%1").arg(i)).toBool());
+        QCOMPARE(fresh.right_event(), -1);
+        QCOMPARE(fresh.right_partner(), -1);
+        fresh.set_name(QStringLiteral("   "));
+        QVERIFY(!fresh.Validate(eDontCheckWarning));
+        QCOMPARE(errorTexts(), QStringList{"A megnevezés megadása kötelező!"});
+        module().errors().Clear();
+
+        cDDXUserGroup g;
+        QVERIFY(g.CoreLoad(2));
+        g.SetModified();
+        QVERIFY(g.Validate(eDontCheckWarning)); // its own name
+        const QString other = site.db().select(QStringLiteral("SELECT name FROM qnd_user_group WHERE id=3")).value(0).value(0).toString();
+        g.set_name(other);
+        QVERIFY(!g.Validate(eDontCheckWarning));
+        QCOMPARE(errorTexts(), QStringList{"A megnevezésnek egyedinek kell lennie!"});
+        module().errors().Clear();
+        g.setItemStatus(isDeleted);
+        g.set_name(QString());
+        QVERIFY(g.Validate(eDontCheckWarning));
+    }
+
+    void userChecksAndCuts()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        cDDXUser u;
+        u.set_user_group_id(999);
+        u.set_user_name(QStringLiteral("admin"));
+        QVERIFY(!u.Validate(eDontCheckWarning));
+        QCOMPARE(errorTexts(), (QStringList{"A felhasználó csoport megadása kötelező!", "A teljes név megadása kötelező!",
+                                           "A felhasználó névnek egyedinek kell lennie!"}));
+        module().errors().Clear();
+
+        // Through the form: the names are cut to their columns, the password is stored only
+        // through the cipher, and a case-only difference of the two boxes is refused.
+        cDDXUser created;
+        created.set_user_group_id(2);
+        QStringList listed;
+        onNextModal([&](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            QVERIFY(f);
+            QCOMPARE(f->cbo_user_group_id->currentData().toInt(), 2);
+            f->txt_user_name->setText(QString(120, QLatin1Char('u')));
+            f->txt_display_name->setText(QStringLiteral("Hosszú Nevű"));
+            f->txt_abbreviation->setText(QStringLiteral("HNEVU-123456"));
+            f->txt_password->setText(QStringLiteral("Titok"));
+            f->txt_password_2->setText(QStringLiteral("titok"));
+            onNextModal([&](QWidget* list) {
+                auto* grid = list->findChild<QTableWidget*>(QStringLiteral("grd_error"));
+                for (int r = 0; grid && r < grid->rowCount(); ++r) listed << grid->item(r, 0)->text();
+                clickButton(list, QStringLiteral("cmdCancel"));
+            });
+            onNextModal([](QWidget* again) {
+                qobject_cast<frmUser*>(again)->txt_password_2->setText(QStringLiteral("Titok"));
+                clickButton(again, QStringLiteral("cmd_ok"));
+            });
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(created.ShowForm(), rvOK);
+        QCOMPARE(listed, QStringList{"Az új jelszó és a megerősítése nem azonos!"});
+        const QVariantList row = c.select(QStringLiteral("SELECT user_name, abbreviation, password FROM qnd_user WHERE id=?"),
+                                          {created.id()}).value(0);
+        QCOMPARE(row.value(0).toString(), QString(100, QLatin1Char('u')));
+        QCOMPARE(row.value(1).toString(), QStringLiteral("HNEVU-1234"));
+        QVERIFY(row.value(2).toString() != QStringLiteral("Titok"));
+        QCOMPARE(Connection::ciphered(row.value(2).toString(), frmUser::kKey1, frmUser::kKey2), QStringLiteral("Titok"));
+    }
+
+    void passwordWithoutTheRight()
+    {
+        TestSite site(3); // nagy.peter: no right to change passwords
+        Connection& c = site.db();
+        module().takeSite(&site);
+        const QString before = c.select(QStringLiteral("SELECT password FROM qnd_user WHERE id=3")).value(0).value(0).toString();
+        cDDXUser u;
+        QVERIFY(u.CoreLoad(3));
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            QVERIFY(!f->txt_password->isEnabled() && !f->txt_password_2->isEnabled());
+            QCOMPARE(f->txt_password->text(), QStringLiteral("peter123"));
+            f->txt_assignment->setText(QStringLiteral("Értékesítő"));
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(u.ShowForm(), rvOK);
+        QCOMPARE(c.select(QStringLiteral("SELECT password, assignment FROM qnd_user WHERE id=3")).value(0),
+                 (QVariantList{before, "Értékesítő"}));
+    }
+
+    void remindersFollowTheDriver()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        QVERIFY(c.writeSetting(QStringLiteral("KMN"), QStringLiteral("Nap"), QStringLiteral("5")));
+        auto u = saveDriver(QStringLiteral("sofor1"));
+        auto r = reminders(c, u->id());
+        QCOMPARE(r.size(), 2);
+        QCOMPARE(r[0].value(0).toInt(), 58);
+        QCOMPARE(r[0].value(4).toString(), QStringLiteral("Személyi igazolvány lejár"));
+        QCOMPARE(r[0].value(1).toDateTime().date(), QDate(2027, 3, 10));
+        QCOMPARE(r[0].value(2).toDateTime().date(), QDate(2027, 3, 5));
+        QCOMPARE(r[0].value(3).toDateTime().time(), QTime(8, 0));
+        QCOMPARE(r[1].value(4).toString(), QStringLiteral("Jogosítvány lejár"));
+
+        // A new date moves the reminder; no second row.
+        QVERIFY(u->CoreLoad(u->id()));
+        u->set_drivers_license_expiration(QDateTime(QDate(2029, 6, 1), QTime(0, 0)));
+        u->SetModified();
+        QVERIFY(u->SetFinal() && u->CoreUpdate());
+        r = reminders(c, u->id());
+        QCOMPARE(r.size(), 2);
+        QCOMPARE(r[1].value(1).toDateTime().date(), QDate(2029, 6, 1));
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM crm_event WHERE dedicate_user_id=?"), {u->id()}).value(0).value(0).toInt(), 2);
+
+        // No longer a driver: both go; a driver again: back where a number is entered.
+        u->set_is_driver(false);
+        u->SetModified();
+        QVERIFY(u->CoreUpdate());
+        QVERIFY(reminders(c, u->id()).isEmpty());
+        u->set_is_driver(true);
+        u->set_drivers_license_number(QString());
+        QVERIFY(u->CoreUpdate());
+        r = reminders(c, u->id());
+        QCOMPARE(r.size(), 1);
+        QCOMPARE(r[0].value(0).toInt(), 58);
+
+        // Deleting the user deletes his reminders, whatever their state.
+        QVERIFY(u->Delete() && u->CoreUpdate());
+        QVERIFY(reminders(c, u->id()).isEmpty());
+
+        // Without the setting the lead time is 3 days; without a licence number only 58.
+        QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_settings WHERE section='KMN'")));
+        auto v = saveDriver(QStringLiteral("sofor2"), QStringLiteral("  "));
+        r = reminders(c, v->id());
+        QCOMPARE(r.size(), 1);
+        QCOMPARE(r[0].value(2).toDateTime().date(), QDate(2027, 3, 7));
+    }
+
+    void aFailingReminderDoesNotBlockTheSave()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        // No own company: the reminders are left alone, the user is saved.
+        QVERIFY(c.execute(QStringLiteral("UPDATE pa_partner SET pa_kmn_partner_type=1")));
+        auto u = saveDriver(QStringLiteral("sofor3"));
+        QVERIFY(u->id() > 0);
+        QVERIFY(reminders(c, u->id()).isEmpty());
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE user_name='sofor3'")).value(0).value(0).toInt(), 1);
+        // The events table refusing writes: the user's save still goes through, no event is half made.
+        QVERIFY(c.execute(QStringLiteral("UPDATE pa_partner SET pa_kmn_partner_type=6 WHERE pa_qndid=1")));
+        QVERIFY(c.execute(testingPostgres() ? QStringLiteral("ALTER TABLE crm_event ADD CONSTRAINT no_rows CHECK (id < 0)")
+                                            : QStringLiteral("CREATE TRIGGER no_rows BEFORE INSERT ON crm_event BEGIN SELECT RAISE(ABORT, 'tiltva'); END")));
+        auto w = saveDriver(QStringLiteral("sofor4"));
+        QVERIFY(w->id() > 0);
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE user_name='sofor4'")).value(0).value(0).toInt(), 1);
+        QCOMPARE(module().errors().Count(), 0);
+    }
+
+    void partnerLinkOfADriver()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        auto u = saveDriver(QStringLiteral("sofor5"));
+        QVERIFY(u->CoreLoad(u->id()));
+        // The form asks after saving a driver; the partner is made once, then updated.
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            f->qpi_mh_isz->setText(QStringLiteral("6720"));
+            f->txt_mh_varos->setText(QStringLiteral("Szeged"));
+            f->txt_phone->setText(QString(70, QLatin1Char('9')));
+            onNextModal([](QWidget* q) {
+                QVERIFY(dialogText(q).contains(QStringLiteral("Kívánja a gépjárművezetőt partnerként")));
+                clickButton(q, QStringLiteral("Igen"));
+            });
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(u->ShowForm(), rvOK);
+        const int partner = c.select(QStringLiteral("SELECT partner_id FROM qnd_user WHERE id=?"), {u->id()}).value(0).value(0).toInt();
+        QVERIFY(partner > 0);
+        QVariantList p = c.select(QStringLiteral("SELECT pa_nev, pa_orszag, pa_uticel, pa_gepjarmuvezeto, pa_telefon, pa_km FROM pa_partner "
+                                                 "WHERE pa_qndid=?"), {partner}).value(0);
+        QCOMPARE(p.value(0).toString(), QStringLiteral("Sofőr sofor5"));
+        QCOMPARE(p.value(1).toString(), QStringLiteral("Magyarország"));
+        QVERIFY(p.value(2).toLongLong() != 0 && p.value(3).toLongLong() != 0);
+        QCOMPARE(p.value(4).toString(), QString(50, QLatin1Char('9')));
+        const int partners = c.select(QStringLiteral("SELECT COUNT(*) FROM pa_partner")).value(0).value(0).toInt();
+
+        QVERIFY(u->CoreLoad(u->id()));
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            f->txt_display_name->setText(QStringLiteral("Új Név"));
+            onNextModal([](QWidget* q) {
+                QVERIFY(dialogText(q).contains(QStringLiteral("A módosításokat a partnereknél is elvégezzem?")));
+                clickButton(q, QStringLiteral("Igen"));
+            });
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(u->ShowForm(), rvOK);
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM pa_partner")).value(0).value(0).toInt(), partners);
+        QCOMPARE(c.select(QStringLiteral("SELECT pa_nev FROM pa_partner WHERE pa_qndid=?"), {partner}).value(0).value(0).toString(),
+                 QStringLiteral("Új Név"));
+
+        // Not a driver: no question at all.
+        cDDXUser plain;
+        QVERIFY(plain.CoreLoad(2));
+        onNextModal([](QWidget* d) { clickButton(d, QStringLiteral("cmd_ok")); });
+        QCOMPARE(plain.ShowForm(), rvOK);
+    }
+
+    void groupForm()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_settings WHERE key_name LIKE 'CUE_NAME_%'")));
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_user_group SET del_status=2 WHERE id=4")));
+        cDDXUserGroup g;
+        QVERIFY(g.CoreLoad(2));
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUserGroup*>(d);
+            QCOMPARE(f->auth[0]->text(), QStringLiteral("Szerepkör 0:"));
+            QCOMPARE(f->auth[9]->text(), QStringLiteral("Szerepkör 9:"));
+            QComboBox* box = f->cboRightEvent;
+            QCOMPARE(box->itemText(0), QStringLiteral("<bárki>"));
+            QCOMPARE(box->itemText(box->count() - 1), QStringLiteral("<senki>"));
+            QCOMPARE(box->count(), 2 + 3); // the three live groups, itself included
+            QVERIFY(box->findData(2) >= 0 && box->findData(4) < 0);
+            f->txt_name->setText(QString(300, QLatin1Char('n')));
+            box->setCurrentIndex(box->findData(2));
+            f->cboRightPartner->setCurrentIndex(f->cboRightPartner->count() - 1);
+            f->auth[7]->setChecked(true);
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(g.ShowForm(), rvOK);
+        QCOMPARE(c.select(QStringLiteral("SELECT LENGTH(name), right_event, right_partner FROM qnd_user_group WHERE id=2")).value(0),
+                 (QVariantList{255, 2, -2}));
+        QVERIFY(c.select(QStringLiteral("SELECT auth_7 FROM qnd_user_group WHERE id=2")).value(0).value(0).toLongLong() != 0);
+    }
+
+    void panelListsCommandsAndRights()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        Users p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QCOMPARE(actionTexts(p.cmd_bar_class), (QStringList{"Új csoport", "Csoport módosítása", "Csoport törlése"}));
+        QCOMPARE(actionTexts(p.popup), (QStringList{"Új csoport", "Csoportok módosítása", "Csoportok törlése"}));
+        QCOMPARE(actionTexts(p.cmd_bar_class_1), (QStringList{"Új felhasználó", "Felhasználó módosítása", "Felhasználó törlése"}));
+
+        // The users follow the selected group at once; deleted users never show.
+        QVERIFY(p.brw_item->selectId(3));
+        QVERIFY(p.brw_item_1->selectId(3));
+        QVERIFY(!p.brw_item_1->selectId(5));
+        QVERIFY(p.brw_item->selectId(1));
+        QCOMPARE(p.brw_item_1->loadedRows(), 1);
+
+        // New user preset to the selected group.
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            QCOMPARE(f->cbo_user_group_id->currentData().toInt(), 1);
+            f->txt_user_name->setText(QStringLiteral("uj.ember"));
+            f->txt_display_name->setText(QStringLiteral("Új Ember"));
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        p.NewUser();
+        QCOMPARE(p.brw_item_1->loadedRows(), 2);
+        const int id = p.brw_item_1->selectedId();
+        QCOMPARE(c.select(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toInt(), 1);
+        answerNextModal(QStringLiteral("Igen"));
+        p.DeleteUser();
+        QCOMPARE(p.brw_item_1->loadedRows(), 1);
+        QCOMPARE(c.select(QStringLiteral("SELECT del_status FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toInt(), 2);
+
+        // Without the rights every command is refused with the frame's message.
+        TestSite peterSite(3);
+        Users q;
+        q.IAddin_AttachToSite(&peterSite, 0, QString());
+        QVERIFY(q.brw_item->selectId(3));
+        QVERIFY(q.brw_item_1->selectId(3));
+        for (void (Users::*command)() : {&Users::NewGroup, &Users::ModifyGroup, &Users::DeleteGroup, &Users::NewUser,
+                                         &Users::ModifyUser, &Users::DeleteUser}) {
+            onNextModal([](QWidget* d) {
+                QVERIFY(dialogText(d).contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")));
+                clickButton(d, QStringLiteral("OK"));
+            });
+            (q.*command)();
+        }
+
+        // Centralised management: no commands, the caption says so.
+        QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
+        Users central;
+        central.IAddin_AttachToSite(&site, 0, QString());
+        QVERIFY(central.cmd_bar_class->actions().isEmpty() && central.cmd_bar_class_1->actions().isEmpty());
+        QVERIFY(central.popup->actions().isEmpty() && central.popup_1->actions().isEmpty());
+        QCOMPARE(central.titleLabel()->text(),
+                 QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
+    }
+};
+
+QTEST_MAIN(TstUsers)
+#include "tst_users.moc"

@@ -1,0 +1,208 @@
+#include "Users.h"
+#include "BrowseView.h"
+#include "Connection.h"
+#include "ErrorList.h"
+#include "Module.h"
+#include "cDDXUser.h"
+#include "cDDXUserGroup.h"
+#include "cMessage2.h"
+#include <QAction>
+#include <QLabel>
+#include <QMenu>
+#include <QSplitter>
+#include <QTableView>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+namespace NexoFrame {
+
+namespace {
+
+using Controls::BrowseColumn;
+using Controls::BrowseView;
+using Controls::BrowseViewDef;
+
+// The two numbered views of the panel.
+BrowseViewDef groupsView()
+{
+    return {53, Tables::UserGroup,
+            {BrowseColumn{QStringLiteral("name"), QStringLiteral("Megnevezés"), 180},
+             BrowseColumn{QStringLiteral("remark"), QStringLiteral("Megjegyzés"), 200}},
+            QStringLiteral("id"), QStringLiteral("del_status=0"), QStringLiteral("name")};
+}
+
+BrowseViewDef usersView()
+{
+    return {54, Tables::User,
+            {BrowseColumn{QStringLiteral("user_name"), QStringLiteral("Felhasználó név"), 130},
+             BrowseColumn{QStringLiteral("display_name"), QStringLiteral("Teljes név"), 170},
+             BrowseColumn{QStringLiteral("abbreviation"), QStringLiteral("Rövidítés"), 70},
+             BrowseColumn{QStringLiteral("assignment"), QStringLiteral("Beosztás"), 120},
+             BrowseColumn{QStringLiteral("email"), QStringLiteral("E-mail"), 170},
+             BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 90},
+             BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100}},
+            QStringLiteral("id"), QStringLiteral("del_status=0"), QStringLiteral("user_name")};
+}
+
+} // namespace
+
+Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QStringLiteral("Users"), parent)
+{
+    splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setObjectName(QStringLiteral("PaneSplitter"));
+    auto pane = [this](const char* barName, QToolBar*& bar, BrowseView*& list, const char* listName) {
+        auto* box = new QWidget(splitter);
+        auto* v = new QVBoxLayout(box);
+        v->setContentsMargins(0, 0, 0, 0);
+        bar = new QToolBar(QStringLiteral("Törzsadat"), box);
+        bar->setObjectName(QString::fromLatin1(barName));
+        bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        list = new BrowseView(box);
+        list->setObjectName(QString::fromLatin1(listName));
+        v->addWidget(bar);
+        v->addWidget(list, 1);
+        splitter->addWidget(box);
+    };
+    pane("cmd_bar_class", cmd_bar_class, brw_item, "brw_item");
+    pane("cmd_bar_class_1", cmd_bar_class_1, brw_item_1, "brw_item_1");
+    splitter->setStretchFactor(0, 2);
+    splitter->setStretchFactor(1, 3);
+    body()->addWidget(splitter, 1);
+    popup = new QMenu(QStringLiteral("Popup"), this);
+    popup_1 = new QMenu(QStringLiteral("Popup"), this);
+    for (auto [list, menu] : {std::pair{brw_item, popup}, std::pair{brw_item_1, popup_1}}) {
+        list->table()->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(list->table(), &QWidget::customContextMenuRequested, this, [list, menu](const QPoint& pos) {
+            if (!menu->actions().isEmpty()) menu->popup(list->table()->viewport()->mapToGlobal(pos));
+        });
+    }
+    // The users follow the selected group at once.
+    connect(brw_item, &BrowseView::selectionChanged, this, [this](int group) {
+        StepRunner r = runner("brw_item_SelectionChanged");
+        r.step([&] {
+            brw_item_1->setFilter(QStringLiteral("user_group_id=%1").arg(group));
+            brw_item_1->refresh();
+        });
+    });
+    connect(brw_item, &BrowseView::activated, this, [this] { if (!cmd_bar_class->actions().isEmpty()) ModifyGroup(); });
+    connect(brw_item_1, &BrowseView::activated, this, [this] { if (!cmd_bar_class_1->actions().isEmpty()) ModifyUser(); });
+}
+
+Users::~Users() = default;
+
+void Users::InitializeSite()
+{
+    Connection* c = module().connection();
+    titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
+    if (c->userManagementLocal()) {
+        buildCommands(cmd_bar_class, popup,
+                      {{QStringLiteral("Új csoport"), QStringLiteral("Új csoport"), QStringLiteral("mainframe_base_user_group_new"), &Users::NewGroup},
+                       {QStringLiteral("Csoport módosítása"), QStringLiteral("Csoportok módosítása"),
+                        QStringLiteral("mainframe_base_user_group_mod"), &Users::ModifyGroup},
+                       {QStringLiteral("Csoport törlése"), QStringLiteral("Csoportok törlése"),
+                        QStringLiteral("mainframe_base_user_group_del"), &Users::DeleteGroup}});
+        buildCommands(cmd_bar_class_1, popup_1,
+                      {{QStringLiteral("Új felhasználó"), QStringLiteral("Új felhasználó"), QStringLiteral("mainframe_base_user_new"), &Users::NewUser},
+                       {QStringLiteral("Felhasználó módosítása"), QStringLiteral("Felhasználó módosítása"),
+                        QStringLiteral("mainframe_base_user_mod"), &Users::ModifyUser},
+                       {QStringLiteral("Felhasználó törlése"), QStringLiteral("Felhasználó törlése"),
+                        QStringLiteral("mainframe_base_user_del"), &Users::DeleteUser}});
+    } else {
+        titleLabel()->setText(
+            QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
+    }
+    cmd_bar_class->setVisible(!cmd_bar_class->actions().isEmpty());
+    cmd_bar_class_1->setVisible(!cmd_bar_class_1->actions().isEmpty());
+    brw_item_1->setConnection(c);
+    brw_item_1->setView(usersView());
+    brw_item_1->setFilter(QStringLiteral("user_group_id=-1"));
+    brw_item->setConnection(c);
+    brw_item->setView(groupsView());
+}
+
+void Users::buildCommands(QToolBar* bar, QMenu* menu, const QList<Command>& commands)
+{
+    if (!bar->actions().isEmpty()) return;
+    const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView, QStyle::SP_TrashIcon};
+    for (int i = 0; i < commands.size(); ++i) {
+        const Command cmd = commands[i];
+        for (auto [owner, caption] : {std::pair<QWidget*, QString>{bar, cmd.barCaption}, {menu, cmd.menuCaption}}) {
+            auto* a = new QAction(style()->standardIcon(icons[i % 3]), caption, owner);
+            a->setData(cmd.right);
+            connect(a, &QAction::triggered, this, [this, run = cmd.run] { (this->*run)(); });
+            owner->addAction(a);
+        }
+    }
+}
+
+void Users::showNew(BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record)
+{
+    if (!testRight(right)) return;
+    if (record->ShowForm() != rvOK) return;
+    list->refresh();
+    list->selectId(record->id());
+}
+
+void Users::modify(BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record)
+{
+    const int id = list->selectedId();
+    if (id < 1 || !testRight(right)) return;
+    if (!record->CoreLoad(id) || record->ShowForm() != rvOK) return;
+    list->refresh();
+}
+
+void Users::remove(BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record)
+{
+    const int id = list->selectedId();
+    if (id < 1 || !testRight(right)) return;
+    if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return;
+    if (record->CoreLoad(id) && record->Delete() && record->CoreUpdate()) {
+        list->refresh();
+        return;
+    }
+    ShowErrorList(QStringLiteral("Hiba lista"));
+}
+
+void Users::NewGroup()
+{
+    StepRunner r = runner("NewGroup");
+    r.step([this] { showNew(brw_item, QStringLiteral("mainframe_base_user_group_new"), std::make_unique<cDDXUserGroup>()); });
+}
+
+void Users::ModifyGroup()
+{
+    StepRunner r = runner("ModifyGroup");
+    r.step([this] { modify(brw_item, QStringLiteral("mainframe_base_user_group_mod"), std::make_unique<cDDXUserGroup>()); });
+}
+
+void Users::DeleteGroup()
+{
+    StepRunner r = runner("DeleteGroup");
+    r.step([this] { remove(brw_item, QStringLiteral("mainframe_base_user_group_del"), std::make_unique<cDDXUserGroup>()); });
+}
+
+void Users::NewUser()
+{
+    StepRunner r = runner("NewUser");
+    r.step([this] {
+        const int group = brw_item->selectedId();
+        if (group < 1) return;
+        auto user = std::make_unique<cDDXUser>();
+        user->set_user_group_id(group);
+        showNew(brw_item_1, QStringLiteral("mainframe_base_user_new"), std::move(user));
+    });
+}
+
+void Users::ModifyUser()
+{
+    StepRunner r = runner("ModifyUser");
+    r.step([this] { modify(brw_item_1, QStringLiteral("mainframe_base_user_mod"), std::make_unique<cDDXUser>()); });
+}
+
+void Users::DeleteUser()
+{
+    StepRunner r = runner("DeleteUser");
+    r.step([this] { remove(brw_item_1, QStringLiteral("mainframe_base_user_del"), std::make_unique<cDDXUser>()); });
+}
+
+} // namespace NexoFrame
