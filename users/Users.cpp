@@ -79,10 +79,7 @@ Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QS
     // The users follow the selected group at once.
     connect(brw_item, &BrowseView::selectionChanged, this, [this](int group) {
         StepRunner r = runner("brw_item_SelectionChanged");
-        r.step([&] {
-            brw_item_1->setFilter(QStringLiteral("user_group_id=%1").arg(group));
-            brw_item_1->refresh();
-        });
+        r.step([&] { brw_item_1->setFilter(QStringLiteral("user_group_id=%1").arg(group)); });
     });
     connect(brw_item, &BrowseView::activated, this, [this] { if (!cmd_bar_class->actions().isEmpty()) ModifyGroup(); });
     connect(brw_item_1, &BrowseView::activated, this, [this] { if (!cmd_bar_class_1->actions().isEmpty()) ModifyUser(); });
