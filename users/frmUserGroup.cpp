@@ -44,12 +44,15 @@ frmUserGroup::frmUserGroup(QWidget* parent)
     auto* intro = new QLabel(QStringLiteral("Az adott felhasználói csoport azokat az adatokat jogosult megtekinteni ahol,"), this);
     intro->setWordWrap(true);
     form()->addRow(intro);
-    auto rule = [this](const QString& caption, const char* name) {
+    // The rules' long captions get a column of their own, so the name box above keeps its width.
+    auto* rules = new QFormLayout;
+    form()->addRow(rules);
+    auto rule = [this, rules](const QString& caption, const char* name) {
         auto* box = new QComboBox(this);
         box->setObjectName(QString::fromLatin1(name));
         box->setMinimumContentsLength(20);
-        form()->addRow(caption, box);
-        form()->addRow(QString(), new QLabel(QStringLiteral("felhasználói csoportjába tartozik."), this));
+        rules->addRow(caption, box);
+        rules->addRow(QString(), new QLabel(QStringLiteral("felhasználói csoportjába tartozik."), this));
         return box;
     };
     cboRightEvent = rule(QStringLiteral("Az Események  felhasználója"), "cboRightEvent");

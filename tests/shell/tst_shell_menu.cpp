@@ -1,5 +1,6 @@
-// The shell's menu against the real module: placeholders and external programs, the menu
-// following a save in the Menus panel, the user's own items, and the toolbar.
+// The shell against the real module: placeholders and external programs, the menu following
+// a save in the Menus panel, the user's own items, the toolbar, and logins following what
+// the users panel saves.
 #include "ModalDriver.h"
 #include "ShellApplication.h"
 #include "ShellFixture.h"
@@ -13,7 +14,9 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QCheckBox>
 #include <QTabWidget>
+#include <QTableView>
 #include <QToolBar>
 #include <QTreeWidget>
 
@@ -41,6 +44,20 @@ void trigger(QWidget* panel, int command)
         return;
     }
     QFAIL("no such command");
+}
+
+// Makes the row showing `text` current in a browse list of a panel.
+bool selectRow(QWidget* panel, const char* list, const QString& text)
+{
+    auto* grid = panel->findChild<QWidget*>(QString::fromLatin1(list))->findChild<QTableView*>();
+    QAbstractItemModel* m = grid->model();
+    for (int r = 0; r < m->rowCount(); ++r)
+        for (int c = 0; c < m->columnCount(); ++c)
+            if (m->index(r, c).data().toString() == text) {
+                grid->setCurrentIndex(m->index(r, c));
+                return true;
+            }
+    return false;
 }
 
 int lastMenuId(ShellFixture& f) { return f.count(QStringLiteral("SELECT MAX(id) FROM qnd_menu")); }
@@ -196,6 +213,33 @@ private slots:
         admin.window->editOwnMenu();
         QVERIFY(!admin.window->menuAction(id));
         QCOMPARE(f.count(QStringLiteral("SELECT del_status FROM qnd_menu WHERE id=?"), {id}), 2);
+    }
+
+    void loginsFollowTheUsersPanel()
+    {
+        ShellFixture f;
+        QVERIFY(f.open());
+        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        QWidget* panel = admin.window->openMenuItem(*admin.window->menuEntry(4));
+        QVERIFY(panel);
+        QVERIFY(selectRow(panel, "brw_item", QStringLiteral("Értékesítők")));
+        QVERIFY(selectRow(panel, "brw_item_1", QStringLiteral("nagy.peter")));
+        auto modify = [&](const std::function<void(QWidget*)>& fill) {
+            onNextModal([fill](QWidget* d) {
+                fill(d);
+                clickButton(d, QStringLiteral("cmd_ok"));
+            });
+            for (QAction* a : panel->findChild<QWidget*>(QStringLiteral("cmd_bar_class_1"))->actions())
+                if (a->text() == QStringLiteral("Felhasználó módosítása")) a->trigger();
+        };
+        modify([](QWidget* d) {
+            for (const char* box : {"txt_password", "txt_password_2"})
+                d->findChild<QLineEdit*>(QString::fromLatin1(box))->setText(QStringLiteral("Új-Jelszó-7"));
+        });
+        QVERIFY(!f.login(QStringLiteral("nagy.peter"), QStringLiteral("peter123")).ok());
+        QVERIFY(f.login(QStringLiteral("nagy.peter"), QStringLiteral("Új-Jelszó-7")).ok());
+        modify([](QWidget* d) { d->findChild<QCheckBox*>(QStringLiteral("chk_access_denied"))->setChecked(true); });
+        QCOMPARE(f.login(QStringLiteral("nagy.peter"), QStringLiteral("Új-Jelszó-7")).status, LoginResult::Status::AccessDenied);
     }
 
     void toolbarItemsWithTheirPictures()
