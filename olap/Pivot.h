@@ -1,0 +1,98 @@
+#pragma once
+// The cube behind an OLAP report's preview: the rows of its SQL source cut by its
+// dimensions and aggregated by its facts, with totals. Pure computation: no database, no
+// widgets.
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <functional>
+#include <memory>
+
+namespace NexoFrame::Olap {
+
+// The codes of the report field table.
+enum DimType { xoft_None = 0, xoft_String = 1, xoft_Boolean = 2, xoft_Word = 3, xoft_Smallint = 4, xoft_Integer = 5,
+               xoft_Float = 6, xoft_Currency = 7, xoft_DateTime = 8, xoft_Date = 9, xoft_Time = 10 };
+enum DimAxis { xda_every = -1, xda_vertical = 0, xda_horizontal = 1, xda_outside = 2, xda_invisible = 3 };
+enum FactAlgorithm { xfaa_SUM = 1, xfaa_MIN = 2, xfaa_MAX = 3, xfaa_LAST = 4, xfam_FORMULA = 4096, xfam_COUNT = 4097,
+                     xfam_SUM = 4098, xfam_MIN = 4099, xfam_MAX = 4100, xfam_AVG = 4101, xfam_AVEDEV = 4102,
+                     xfam_VAR = 4103, xfam_STDDEV = 4104, xfam_VARP = 4105, xfam_STDDEVP = 4106, xfam_RMS = 4107,
+                     xfam_RANKUP = 4108, xfam_RANKDOWN = 4109 };
+
+struct PivotDimension {
+    QString caption;
+    int column = -1;            // position in the source rows
+    int type = xoft_String;     // DimType
+    int axis = xda_horizontal;  // DimAxis; xda_every counts as a row dimension
+    bool descending = false;    // dim_order -1
+    bool totals = true;         // dim_total -1
+    int sortOrder = 0;          // field_sort_order: position among the dimensions of its axis
+};
+
+struct PivotFact {
+    QString caption;
+    int column = -1;            // position in the source rows; -1 for a formula fact
+    int algorithm = xfaa_SUM;   // FactAlgorithm
+    QString formula;            // for xfam_FORMULA: an expression over the other facts' captions
+    int sortOrder = 0;
+};
+
+struct PivotSpec {
+    QList<PivotDimension> dimensions;
+    QList<PivotFact> facts;
+    // Page filter: for each xda_outside dimension (by its index in `dimensions`) the value
+    // kept; a dimension not listed keeps every value.
+    QList<std::pair<int, QVariant>> pageFilter;
+};
+
+// One header entry of an axis: the values of the axis' dimensions (outermost first) that
+// lead to it; a total has fewer values than the axis has dimensions (the grand total none).
+struct PivotHeader {
+    QVariantList values;
+    bool isTotal = false;
+};
+
+class PivotResult {
+public:
+    QList<PivotDimension> rowDimensions;    // in sort order
+    QList<PivotDimension> columnDimensions;
+    QList<PivotDimension> pageDimensions;   // xda_outside ones
+    QList<PivotFact> facts;                 // in sort order
+    QList<PivotHeader> rows;                // in display order, totals after their group
+    QList<PivotHeader> columns;
+    // Every distinct value of each page dimension, sorted, for a filter choice.
+    QList<QVariantList> pageValues;
+    qint64 sourceRows = 0;
+
+    // The value of fact f at (row r, column c); an invalid QVariant for an empty cell; a
+    // QString starting with "#" for a formula error ("#HIBA: ...").
+    QVariant cell(int r, int c, int f) const;
+
+    // The text a user sees for a header value or a cell: dates as yyyy.MM.dd, date-times
+    // as yyyy.MM.dd hh:mm, booleans as "Igen"/"Nem", currency as "1 234 Ft", numbers in
+    // Hungarian format.
+    static QString headerText(const QVariant& value, int dimType);
+    static QString cellText(const QVariant& value);
+
+    // Used by Pivot to fill the cells.
+    std::function<QVariant(int, int, int)> cellSource;
+};
+
+// Feeds rows one by one (so that a large source never sits in memory whole) and builds the
+// result. Memory grows with the number of distinct cells, not with the number of rows
+// (except for the algorithms that need every value: AVEDEV, RANKUP, RANKDOWN keep the
+// values of their cells).
+class Pivot {
+public:
+    explicit Pivot(PivotSpec spec);
+    ~Pivot();
+    void addRow(const QVariantList& row);
+    PivotResult result() const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};
+
+} // namespace NexoFrame::Olap

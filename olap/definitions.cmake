@@ -1,0 +1,1 @@
+# Records, forms and panel.

@@ -1,0 +1,1 @@
+# The cube engine: filled in by its own change.

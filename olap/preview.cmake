@@ -1,0 +1,1 @@
+# The preview widget: filled in by its own change.
