@@ -148,6 +148,7 @@ bool cDDXRecord::CoreLoad(int lID)
         m_bookmark = c->browseRecordset(tableNumber()).bookmark();
         readRow();
         m_status = isLoaded;
+        entityLoaded();
         return true;
     } catch (const std::exception& e) {
         reportFailure("CoreLoad", QString::fromUtf8(e.what()));
@@ -214,6 +215,11 @@ bool cDDXRecord::CoreUpdate()
         errors.add(eError, kLifecycleErrorNumber, kTemporary);
         return false;
     }
+    if (!ownsTransaction()) {
+        // Written inside its owner's transaction, under its owner's lock.
+        if ((m_status == IsNew || m_status == isModified) && !Validate(eDontCheckWarning)) return false;
+        return UpdateNative() && afterNativeWrite();
+    }
     bool inTransaction = false;
     try {
         if (Begin() != 0) return false;
@@ -267,7 +273,9 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew: {
-            set_id(adjustNewKey(c->newKey(tableNumber(), keyColumn(), QStringLiteral("PrimaryKey"))));
+            int key = c->newKey(tableNumber(), keyColumn(), QStringLiteral("PrimaryKey"));
+            if (raisesKeys() && !module().systemEdit()) key = std::max(key, kFirstOwnKey);
+            set_id(key);
             rs.addNew();
             rs.setField(keyColumn(), id());
             if (hasAudit()) {
@@ -309,8 +317,24 @@ bool cDDXRecord::UpdateNative()
     }
 }
 
+bool cDDXRecord::isProtectedBase() const
+{
+    return !baseStructureMessage().isEmpty() && !module().systemEdit() && id() < kFirstOwnKey;
+}
+
+void cDDXRecord::baseStructureCheck()
+{
+    // A new record is keyed only when saved, and then above the base structure.
+    if (isProtectedBase() && (m_status == isLoaded || m_status == isModified))
+        AddError(eError, kFieldCheckNumber, baseStructureMessage());
+}
+
 bool cDDXRecord::Delete()
 {
+    if (isProtectedBase()) {
+        AddError(eError, kFieldCheckNumber, baseStructureMessage());
+        return false;
+    }
     bool ok = false;
     try {
         QString reason;
@@ -361,6 +385,7 @@ bool cDDXRecord::Validate(eValidateCheckType)
         // The record's own checks decide; entries an earlier caller left behind do not.
         const int before = errors.Count();
         checks();
+        baseStructureCheck();
         bool valid = true;
         for (int i = before + 1; i <= errors.Count(); ++i)
             if (errors.Item(i).ErrorType() == eError) valid = false;

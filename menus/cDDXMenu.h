@@ -32,20 +32,19 @@ class cDDXMenu : public cDDXRecord {
     Q_PROPERTY(bool toolbar_visible READ toolbar_visible WRITE set_toolbar_visible)
 
 public:
-    static constexpr int kFirstOwnKey = 1000000;
     static const QString kBaseMenuReadOnly;
 
     explicit cDDXMenu(QObject* parent = nullptr);
 
     QString className() const override { return QStringLiteral("cDDXMenu"); }
     int tableNumber() const override;
-    bool Delete() override;
     eReturnValue ShowForm() override;
     // The simplified form with which a user keeps his own items.
     eReturnValue ShowUserForm();
 
     // Whether this key belongs to the base menu that only the system-edit flag unlocks.
     static bool isProtected(int id);
+    QString baseStructureMessage() const override { return kBaseMenuReadOnly; }
 
     NEXO_LONG(parent_id)
     NEXO_LONG(sort_order)
@@ -72,7 +71,6 @@ public:
 
 protected:
     void checks() override;
-    int adjustNewKey(int key) override;
     std::unique_ptr<cDDXRecord> newInstance() const override { return std::make_unique<cDDXMenu>(); }
 };
 
