@@ -19,9 +19,9 @@ protected:
     }
     QList<TreeCommand> commands() const override
     {
-        return {{100008, QStringLiteral("Új jog")},
-                {100009, QStringLiteral("Jog módosítása")},
-                {100010, QStringLiteral("Jog törlése")}};
+        return {{100008, QStringLiteral("Új jog"), TreeAction::New},
+                {100009, QStringLiteral("Jog módosítása"), TreeAction::Modify},
+                {100010, QStringLiteral("Jog törlése"), TreeAction::Delete}};
     }
     QString nodeText(const Recordset& row) const override;
     QString nodeText(const cDDXRecord& record) const override;

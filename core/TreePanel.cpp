@@ -43,20 +43,26 @@ TreePanel::TreePanel(const QString& progId, const QString& controlName, QWidget*
     tree_Item->setContextMenuPolicy(Qt::CustomContextMenu);
     body()->addWidget(tree_Item, 1);
 
-    connect(tree_Item, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* item) { ensureChildren(item); });
+    connect(tree_Item, &QTreeWidget::itemExpanded, this, [this](QTreeWidgetItem* item) {
+        ensureChildren(item);
+        nodeExpanded(item, true);
+    });
+    connect(tree_Item, &QTreeWidget::itemCollapsed, this, [this](QTreeWidgetItem* item) { nodeExpanded(item, false); });
     connect(tree_Item, &QTreeWidget::itemChanged, this, &TreePanel::onItemChanged);
     connect(tree_Item, &QTreeWidget::itemClicked, this, &TreePanel::onItemClicked);
     connect(tree_Item, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
         if (!hasContextMenu() || !popup || (QGuiApplication::keyboardModifiers() & Qt::ShiftModifier)) return;
         if (QTreeWidgetItem* it = tree_Item->itemAt(pos)) tree_Item->setCurrentItem(it);
         // Modify and delete need an item; the root is none.
-        const QList<QAction*> actions = popup->actions();
-        for (int i = 1; i < actions.size(); ++i) actions[i]->setVisible(SelectedId() > 0);
+        for (QAction* a : popup->actions())
+            if (a->property("treeAction").toInt() != int(TreeAction::New)) a->setVisible(SelectedId() > 0);
         popup->popup(tree_Item->viewport()->mapToGlobal(pos));
     });
 }
 
 TreePanel::~TreePanel() = default;
+
+std::unique_ptr<cDDXRecord> TreePanel::makeNewRecord(int) const { return makeRecord(); }
 
 void TreePanel::setupCommandBar()
 {
@@ -67,12 +73,14 @@ void TreePanel::setupCommandBar()
     popup = new QMenu(QStringLiteral("Popup"), this);
     popup->setObjectName(QStringLiteral("Popup"));
     const QList<TreeCommand> cmds = commands();
-    const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView,
-                                             QStyle::SP_TrashIcon};
     for (int i = 0; i < cmds.size(); ++i) {
         const int id = cmds[i].id;
+        const QStyle::StandardPixmap icon = cmds[i].action == TreeAction::New      ? QStyle::SP_FileIcon
+                                            : cmds[i].action == TreeAction::Modify ? QStyle::SP_FileDialogDetailedView
+                                                                                   : QStyle::SP_TrashIcon;
         for (QWidget* owner : {static_cast<QWidget*>(cmd_bar_class), static_cast<QWidget*>(popup)}) {
-            auto* a = new QAction(style()->standardIcon(icons[std::min(i, 2)]), cmds[i].caption, owner);
+            auto* a = new QAction(style()->standardIcon(icon), cmds[i].caption, owner);
+            a->setProperty("treeAction", int(cmds[i].action));
             a->setData(id);
             a->setObjectName(QStringLiteral("cmd_%1").arg(id));
             connect(a, &QAction::triggered, this, [this, id] { runCommand(id); });
@@ -142,7 +150,7 @@ void TreePanel::selectRole(int slot)
     r.step([this] { reloadTree(); });
 }
 
-QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked)
+QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked, int kind)
 {
     auto* item = new QTreeWidgetItem(parent);
     item->setText(0, text);
@@ -160,6 +168,7 @@ QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QStri
         item->setForeground(0, checked ? RoleTicks::grantColour() : RoleTicks::greyColour());
     }
     m_nodes.insert(id, item);
+    styleNode(item, kind);
     return item;
 }
 
@@ -180,16 +189,16 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
     Recordset& rs = *m_rs;
     rs.setIndex(childIndex());
     const QString authColumn = QStringLiteral("auth_%1").arg(m_slot);
-    struct Row { int id; QString text; bool checked; };
+    struct Row { int id; QString text; bool checked; int kind; };
     QList<Row> rows;
     if (rs.seek(Recordset::SeekOp::GreaterOrEqual, {parentId})) {
         for (; !rs.eof() && rs.field(QStringLiteral("parent_id")).toInt() == parentId; rs.moveNext()) {
             if (rs.field(QStringLiteral("del_status")).toInt() != 0) continue;
-            rows.append({rs.field(QStringLiteral("id")).toInt(), nodeText(rs), rs.field(authColumn).toBool()});
+            rows.append({rs.field(QStringLiteral("id")).toInt(), nodeText(rs), rs.field(authColumn).toBool(), nodeKind(rs)});
         }
     }
     for (const Row& r : rows) {
-        QTreeWidgetItem* item = addNode(node, r.id, r.text, r.checked);
+        QTreeWidgetItem* item = addNode(node, r.id, r.text, r.checked, r.kind);
         item->setChildIndicatorPolicy(hasLiveChildren(rs, r.id) ? QTreeWidgetItem::ShowIndicator
                                                                 : QTreeWidgetItem::DontShowIndicatorWhenChildless);
     }
@@ -210,6 +219,22 @@ void TreePanel::ensureChildren(QTreeWidgetItem* node)
         throw;
     }
     m_filling = wasFilling;
+}
+
+void TreePanel::reloadChildren(QTreeWidgetItem* node)
+{
+    QList<QTreeWidgetItem*> stack = node->takeChildren();
+    for (QTreeWidgetItem* child : std::as_const(stack)) {
+        QList<QTreeWidgetItem*> below{child};
+        while (!below.isEmpty()) {
+            QTreeWidgetItem* it = below.takeLast();
+            m_nodes.remove(RoleTicks::idOf(it));
+            for (int i = 0; i < it->childCount(); ++i) below << it->child(i);
+        }
+        delete child;
+    }
+    node->setData(0, kLoadedRole, false);
+    ensureChildren(node);
 }
 
 void TreePanel::reloadTree()
@@ -233,6 +258,7 @@ void TreePanel::reloadTree()
         root->setFlags(root->flags() & ~Qt::ItemIsUserCheckable);
     }
     m_nodes.insert(0, root);
+    styleNode(root, kRootKind);
     try {
         loadChildren(root);
     } catch (...) {
@@ -288,21 +314,24 @@ void TreePanel::onItemClicked(QTreeWidgetItem* item, int)
 
 void TreePanel::runCommand(int id)
 {
-    const QList<TreeCommand> cmds = commands();
-    if (cmds.size() < 3) return;
-    if (id == cmds[0].id) NewItem();
-    else if (id == cmds[1].id) ModifyItem();
-    else if (id == cmds[2].id) DeleteItem();
+    for (const TreeCommand& c : commands()) {
+        if (c.id != id) continue;
+        switch (c.action) {
+        case TreeAction::New: NewItem(c.variant); break;
+        case TreeAction::Modify: ModifyItem(); break;
+        case TreeAction::Delete: DeleteItem(); break;
+        }
+    }
 }
 
-void TreePanel::NewItem()
+void TreePanel::NewItem(int variant)
 {
     StepRunner r = runner("NewItem");
-    r.step([this] {
+    r.step([this, variant] {
         const int parentId = SelectedId();
         if (parentId < 0 || !canCreateUnder(parentId)) return;
         QTreeWidgetItem* parentNode = nodeOf(parentId);
-        std::unique_ptr<cDDXRecord> rec = makeRecord();
+        std::unique_ptr<cDDXRecord> rec = makeNewRecord(variant);
         rec->setValue(QStringLiteral("parent_id"), parentId);
         if (rec->ShowForm() != rvOK) return;
         emit tableChanged(tableNumber());
@@ -311,7 +340,7 @@ void TreePanel::NewItem()
         if (parentNode && parentNode->data(0, kLoadedRole).toBool()) {
             m_filling = true;
             node = addNode(parentNode, rec->id(), nodeText(*rec),
-                           rec->value(QStringLiteral("auth_%1").arg(m_slot)).toBool());
+                           rec->value(QStringLiteral("auth_%1").arg(m_slot)).toBool(), nodeKind(*rec));
             m_filling = false;
         } else if (parentNode) {
             ensureChildren(parentNode);
@@ -352,7 +381,7 @@ void TreePanel::DeleteItem()
     StepRunner r = runner("DeleteItem");
     r.step([this] {
         const int id = SelectedId();
-        if (id < 1) return;
+        if (id < 1 || !canDelete(id)) return;
         if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return;
         std::unique_ptr<cDDXRecord> rec = makeRecord();
         if (!rec->CoreLoad(id)) return;

@@ -14,9 +14,13 @@ namespace NexoFrame {
 class cDDXRecord;
 class Recordset;
 
+enum class TreeAction { New, Modify, Delete };
+
 struct TreeCommand {
     int id;
     QString caption;
+    TreeAction action;
+    int variant = 0; // for New: which kind of record (handed to makeNewRecord)
 };
 
 // A panel that shows one self-referencing table as a tree keyed "RID"+id, with the command
@@ -35,6 +39,8 @@ public:
     QComboBox* cbo_role = nullptr;
     QMenu* popup = nullptr;
 
+    static constexpr int kRootKind = -1;
+
     bool roleMode() const { return mode() != 0; }
     int currentSlot() const { return m_slot; }
     // Chooses a role (1..9) as the combo box does, and reloads the tree.
@@ -45,9 +51,11 @@ public:
     QTreeWidgetItem* nodeOf(int id) const { return m_nodes.value(id); }
     // Loads the children of a node now (they normally come on first expansion).
     void ensureChildren(QTreeWidgetItem* node);
+    // Reads a node's children again, as they are stored now.
+    void reloadChildren(QTreeWidgetItem* node);
 
     // The commands, as the command bar and the context menu run them.
-    void NewItem();
+    void NewItem(int variant = 0);
     void ModifyItem();
     void DeleteItem();
     void runCommand(int id);
@@ -57,10 +65,17 @@ protected:
     virtual int tableNumber() const = 0;
     virtual QString rootText() const = 0;
     virtual QString titleText(bool roleMode) const = 0;
-    virtual QList<TreeCommand> commands() const = 0; // new, modify, delete
+    virtual QList<TreeCommand> commands() const = 0;
     virtual QString nodeText(const Recordset& row) const = 0;
     virtual QString nodeText(const cDDXRecord& record) const = 0;
     virtual std::unique_ptr<cDDXRecord> makeRecord() const = 0;
+    // A new record of a kind (the command's variant), before its parent is set.
+    virtual std::unique_ptr<cDDXRecord> makeNewRecord(int variant) const;
+    // Kinds of nodes (a folder and a report, say) and how each looks.
+    virtual int nodeKind(const Recordset& /*row*/) const { return 0; }
+    virtual int nodeKind(const cDDXRecord& /*record*/) const { return 0; }
+    virtual void styleNode(QTreeWidgetItem* /*node*/, int /*kind*/) {}
+    virtual void nodeExpanded(QTreeWidgetItem* /*node*/, bool /*expanded*/) {}
     virtual QString childIndex() const { return QStringLiteral("real_parent_id_2"); }
     virtual bool firstLevelBold() const { return false; }
     virtual bool clickToggles() const { return true; }
@@ -68,13 +83,14 @@ protected:
     // Entity rules that may refuse a command (with their own message).
     virtual bool canCreateUnder(int /*parentId*/) { return true; }
     virtual bool canModify(int /*id*/) { return true; }
+    virtual bool canDelete(int /*id*/) { return true; }
 
     void setupCommandBar() override;
     void applyMode() override;
     void InitializeSite() override;
 
 private:
-    QTreeWidgetItem* addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked);
+    QTreeWidgetItem* addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked, int kind);
     void loadChildren(QTreeWidgetItem* node);
     bool hasLiveChildren(Recordset& rs, int id);
     void onItemChanged(QTreeWidgetItem* item, int column);

@@ -19,9 +19,9 @@ protected:
     }
     QList<TreeCommand> commands() const override
     {
-        return {{100011, QStringLiteral("Új menü")},
-                {100012, QStringLiteral("Menü módosítása")},
-                {100013, QStringLiteral("Menü törlése")}};
+        return {{100011, QStringLiteral("Új menü"), TreeAction::New},
+                {100012, QStringLiteral("Menü módosítása"), TreeAction::Modify},
+                {100013, QStringLiteral("Menü törlése"), TreeAction::Delete}};
     }
     QString nodeText(const Recordset& row) const override;
     QString nodeText(const cDDXRecord& record) const override;
