@@ -70,19 +70,42 @@ public:
     QVariant cell(int r, int c, int f) const;
 
     // The text a user sees for a header value or a cell: dates as yyyy.MM.dd, date-times
-    // as yyyy.MM.dd hh:mm, booleans as "Igen"/"Nem", currency as "1 234 Ft", numbers in
-    // Hungarian format.
+    // as yyyy.MM.dd hh:mm, times as hh:mm:ss, booleans as "Igen"/"Nem", currency as
+    // "1 234 Ft", whole numbers grouped ("1 234"), other numbers with a decimal comma and
+    // two decimals ("1 234,57"; below 0,01 three significant digits); null as "".
+    // A cell's value carries its own type, so cellText needs none.
     static QString headerText(const QVariant& value, int dimType);
     static QString cellText(const QVariant& value);
+    // The caption of a total header of an axis whose dimensions (in sort order) are
+    // `axisDimensions`: "Összesen" for the grand total, "<value> összesen" for a subtotal
+    // (the innermost value of its prefix, as headerText shows it). For a header that is no
+    // total: the text of its innermost value.
+    static QString totalText(const PivotHeader& header, const QList<PivotDimension>& axisDimensions);
 
-    // Used by Pivot to fill the cells.
-    std::function<QVariant(int, int, int)> cellSource;
+private:
+    friend class Pivot;
+    struct Cells;
+    std::shared_ptr<const Cells> m_cells;
 };
 
 // Feeds rows one by one (so that a large source never sits in memory whole) and builds the
 // result. Memory grows with the number of distinct cells, not with the number of rows
-// (except for the algorithms that need every value: AVEDEV, RANKUP, RANKDOWN keep the
-// values of their cells).
+// (except for AVEDEV, which keeps the values of its cells).
+//
+// Rules the preview relies on:
+// - Values of a dimension are read by its type (a date may come as text "yyyy-MM-dd
+//   hh:mm:ss", a boolean as -1/0) and sorted by value: numbers numerically, dates by date,
+//   text in Hungarian order; null comes first in either direction.
+// - A dimension with totals gets a subtotal after each group of its values (its values
+//   are the outer prefix); the outermost one's total is the grand total, last of all.
+// - Facts read their column as a number; nulls (and, except for COUNT, text that is no
+//   number) are skipped. A cell with source rows but no value is empty, except COUNT (0).
+//   VAR and STDDEV need two values. RANKUP/RANKDOWN rank a cell's sum within its column
+//   among the cells that are no total (ties share the lower rank); total cells stay empty.
+// - A formula fact names other facts by caption in brackets ("[Összeg] / [Darab]") with
+//   muparser's syntax (decimal point, "," between function arguments); a cell where a
+//   named fact is empty is empty; an error shows as "#HIBA: <reason>".
+// - sourceRows counts every row fed, the page filter's rejects included.
 class Pivot {
 public:
     explicit Pivot(PivotSpec spec);

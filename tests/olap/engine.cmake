@@ -1,1 +1,2 @@
 # tests: engine
+nexo_test(tst_pivot SOURCES tst_pivot.cpp LIBS nexo_olap_engine)

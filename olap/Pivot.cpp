@@ -1,0 +1,808 @@
+#include "Pivot.h"
+#include "PivotFormula.h"
+#include <QCollator>
+#include <QDateTime>
+#include <QHash>
+#include <QLocale>
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace NexoFrame::Olap {
+
+namespace {
+
+constexpr double kEmpty = std::numeric_limits<double>::quiet_NaN();
+const QString kStoredDate = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+
+quint64 pairKey(int a, int b) { return (quint64(quint32(a)) << 32) | quint32(b); }
+
+const QVariant& at(const QVariantList& row, int column)
+{
+    static const QVariant null;
+    return column >= 0 && column < row.size() ? row.at(column) : null;
+}
+
+// How the values of a dimension are read, kept and compared.
+enum class Kind { Text, Integer, Float, Bool, Date, DateTime, Time, Any };
+
+Kind kindOf(int dimType)
+{
+    switch (dimType) {
+    case xoft_String: return Kind::Text;
+    case xoft_Boolean: return Kind::Bool;
+    case xoft_Word:
+    case xoft_Smallint:
+    case xoft_Integer: return Kind::Integer;
+    case xoft_Float:
+    case xoft_Currency: return Kind::Float;
+    case xoft_DateTime: return Kind::DateTime;
+    case xoft_Date: return Kind::Date;
+    case xoft_Time: return Kind::Time;
+    }
+    return Kind::Any;
+}
+
+bool isNumber(const QVariant& v)
+{
+    switch (v.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+    case QMetaType::Long:
+    case QMetaType::ULong: return true;
+    }
+    return false;
+}
+
+// The numeric value of a fact's source value; false for null and for what is no number.
+inline bool numberOf(const QVariant& v, double* out)
+{
+    switch (v.typeId()) {
+    case QMetaType::Double:
+        if (v.isNull()) return false;
+        *out = *static_cast<const double*>(v.constData());
+        return true;
+    case QMetaType::LongLong:
+        if (v.isNull()) return false;
+        *out = double(*static_cast<const qlonglong*>(v.constData()));
+        return true;
+    case QMetaType::Int:
+        if (v.isNull()) return false;
+        *out = *static_cast<const int*>(v.constData());
+        return true;
+    case QMetaType::UnknownType: return false;
+    case QMetaType::QString: {
+        bool ok = false;
+        *out = v.toString().toDouble(&ok);
+        return ok;
+    }
+    case QMetaType::Bool:
+        if (v.isNull()) return false;
+        *out = v.toBool() ? 1 : 0;
+        return true;
+    default: {
+        if (v.isNull() || !isNumber(v)) return false;
+        bool ok = false;
+        *out = v.toDouble(&ok);
+        return ok;
+    }
+    }
+}
+
+QDateTime dateTimeOf(const QVariant& v)
+{
+    switch (v.typeId()) {
+    case QMetaType::QDateTime: return v.toDateTime();
+    case QMetaType::QDate: return v.toDate().startOfDay();
+    case QMetaType::QString: {
+        const QString s = v.toString();
+        QDateTime d = QDateTime::fromString(s, kStoredDate);
+        if (!d.isValid()) d = QDateTime::fromString(s, Qt::ISODateWithMs);
+        if (!d.isValid()) {
+            const QDate day = QDate::fromString(s, Qt::ISODate);
+            if (day.isValid()) d = day.startOfDay();
+        }
+        return d;
+    }
+    }
+    return {};
+}
+
+QTime timeOf(const QVariant& v)
+{
+    switch (v.typeId()) {
+    case QMetaType::QTime: return v.toTime();
+    case QMetaType::QDateTime: return v.toDateTime().time();
+    case QMetaType::QString: {
+        const QString s = v.toString();
+        QTime t = QTime::fromString(s, Qt::ISODateWithMs);
+        if (!t.isValid()) t = dateTimeOf(v).time();
+        return t;
+    }
+    }
+    return {};
+}
+
+bool boolOf(const QVariant& v)
+{
+    if (v.typeId() == QMetaType::QString) {
+        const QString s = v.toString().trimmed().toLower();
+        return !(s.isEmpty() || s == QLatin1String("0") || s == QLatin1String("false") || s == QLatin1String("nem"));
+    }
+    return v.toBool();
+}
+
+// The distinct values of one dimension, each under a small id; id 0 is null.
+class ValueDict {
+public:
+    explicit ValueDict(int dimType) : m_kind(kindOf(dimType))
+    {
+        m_values.emplace_back();
+        m_sortKey.push_back(0);
+        m_seen.push_back(0);
+    }
+
+    // The id of a source value: one hash look-up for a value seen before.
+    int idOf(const QVariant& v)
+    {
+        if (v.typeId() == QMetaType::QString) {
+            if (v.isNull()) return 0;
+            // A value read as text is looked up as text, whatever the kind: a date from a
+            // file database is parsed once, not once per row.
+            const QString& s = *static_cast<const QString*>(v.constData());
+            const auto it = m_byText.constFind(s);
+            if (it != m_byText.constEnd()) return *it;
+            const int id = m_kind == Kind::Text || m_kind == Kind::Any ? add(v, 0) : idOfValue(v);
+            m_byText.insert(s, id);
+            return id;
+        }
+        if (v.isNull()) return 0;
+        return idOfValue(v);
+    }
+
+    const QVariant& value(int id) const { return m_values[size_t(id)]; }
+    int size() const { return int(m_values.size()); }
+    void markSeen(int id) { m_seen[size_t(id)] = 1; }
+    bool seen(int id) const { return m_seen[size_t(id)]; }
+
+    // Each id's position in the dimension's order: null first, then ascending or
+    // descending by value.
+    std::vector<int> ranks(bool descending, const QCollator& collator) const
+    {
+        std::vector<int> ids(m_values.size() - 1);
+        for (size_t i = 0; i < ids.size(); ++i) ids[i] = int(i) + 1;
+        auto less = [&](int a, int b) {
+            const QVariant& va = m_values[size_t(a)];
+            const QVariant& vb = m_values[size_t(b)];
+            const bool ta = va.typeId() == QMetaType::QString, tb = vb.typeId() == QMetaType::QString;
+            if (ta != tb) return tb; // numbers before text, for a dimension of no declared type
+            if (ta) {
+                const QString& sa = *static_cast<const QString*>(va.constData());
+                const QString& sb = *static_cast<const QString*>(vb.constData());
+                const int c = collator.compare(sa, sb);
+                return c != 0 ? c < 0 : sa < sb;
+            }
+            if (m_kind == Kind::Float || m_kind == Kind::Any) {
+                double da, db;
+                std::memcpy(&da, &m_sortKey[size_t(a)], sizeof da);
+                std::memcpy(&db, &m_sortKey[size_t(b)], sizeof db);
+                return da < db;
+            }
+            return m_sortKey[size_t(a)] < m_sortKey[size_t(b)];
+        };
+        if (descending)
+            std::stable_sort(ids.begin(), ids.end(), [&](int a, int b) { return less(b, a); });
+        else
+            std::stable_sort(ids.begin(), ids.end(), less);
+        std::vector<int> rank(m_values.size(), 0);
+        for (size_t i = 0; i < ids.size(); ++i) rank[size_t(ids[i])] = int(i) + 1;
+        return rank;
+    }
+
+private:
+    // A non-null value that is not text, or text to be read as another kind.
+    int idOfValue(const QVariant& v)
+    {
+        QVariant kept;
+        qint64 key = 0;
+        switch (m_kind) {
+        case Kind::Text:
+            return idOf(QVariant(v.toString()));
+        case Kind::Integer: {
+            double d = 0;
+            if (!numberOf(v, &d)) return 0;
+            key = qint64(std::llround(d));
+            kept = QVariant(qlonglong(key));
+            break;
+        }
+        case Kind::Any:
+            if (!isNumber(v) && v.typeId() != QMetaType::Bool) return idOf(QVariant(v.toString()));
+            [[fallthrough]];
+        case Kind::Float: {
+            double d = 0;
+            if (!numberOf(v, &d)) return 0;
+            if (d == 0) d = 0; // -0 and 0 are one value
+            std::memcpy(&key, &d, sizeof key);
+            kept = QVariant(d);
+            break;
+        }
+        case Kind::Bool: {
+            const bool b = boolOf(v);
+            key = b ? 1 : 0;
+            kept = QVariant(b);
+            break;
+        }
+        case Kind::Date: {
+            const QDate d = dateTimeOf(v).date();
+            if (!d.isValid()) return 0;
+            key = d.toJulianDay();
+            kept = QVariant(d);
+            break;
+        }
+        case Kind::DateTime: {
+            const QDateTime d = dateTimeOf(v);
+            if (!d.isValid()) return 0;
+            // Clock readings without a zone: no time-zone arithmetic per value.
+            key = d.date().toJulianDay() * 86400000 + d.time().msecsSinceStartOfDay();
+            kept = QVariant(d);
+            break;
+        }
+        case Kind::Time: {
+            const QTime t = timeOf(v);
+            if (!t.isValid()) return 0;
+            key = t.msecsSinceStartOfDay();
+            kept = QVariant(t);
+            break;
+        }
+        }
+        const auto it = m_byKey.constFind(key);
+        if (it != m_byKey.constEnd()) return *it;
+        const int id = add(kept, key);
+        m_byKey.insert(key, id);
+        return id;
+    }
+
+    int add(const QVariant& v, qint64 key)
+    {
+        m_values.push_back(v);
+        m_sortKey.push_back(key);
+        m_seen.push_back(0);
+        return int(m_values.size()) - 1;
+    }
+
+    Kind m_kind;
+    QHash<QString, int> m_byText;
+    QHash<qint64, int> m_byKey;
+    std::vector<QVariant> m_values;
+    std::vector<qint64> m_sortKey; // integer, julian day, msecs, or a double's bits
+    std::vector<char> m_seen;
+};
+
+// One axis: its dimensions outermost first, and the tree of the value prefixes met in the
+// data. A leaf is a full combination; an inner node stands for a group and has a total
+// header when the dimension below it has totals.
+struct Axis {
+    struct Node {
+        int parent = -1;
+        int valueId = 0;
+        int depth = 0;
+    };
+
+    QList<PivotDimension> dims;
+    std::vector<ValueDict> dicts;
+    std::vector<Node> nodes{Node{}};
+    QHash<quint64, int> child; // (parent node, value id) -> node
+    std::vector<int> totalDepths; // depths of the inner nodes that get a total header
+    // The leaf of the previous row: sorted or clustered sources repeat it.
+    std::vector<int> lastIds, ids;
+    int lastLeaf = 0;
+
+    void setUp(QList<PivotDimension> axisDims)
+    {
+        dims = std::move(axisDims);
+        for (const PivotDimension& d : std::as_const(dims)) dicts.emplace_back(d.type);
+        for (int i = 0; i < dims.size(); ++i)
+            if (dims[i].totals) totalDepths.push_back(i);
+        lastIds.assign(size_t(dims.size()), -1);
+        ids.assign(size_t(dims.size()), 0);
+    }
+
+    // Header cells a row adds to: its leaf, then the total nodes above it.
+    int activeCount() const { return 1 + int(totalDepths.size()); }
+
+    int leafOf(const QVariantList& row)
+    {
+        const int k = int(dims.size());
+        bool same = true;
+        for (int i = 0; i < k; ++i) {
+            const int id = dicts[size_t(i)].idOf(at(row, dims[i].column));
+            same = same && id == lastIds[size_t(i)];
+            ids[size_t(i)] = id;
+        }
+        if (same) return lastLeaf;
+        int node = 0;
+        for (int i = 0; i < k; ++i) {
+            const quint64 key = pairKey(node, ids[size_t(i)]);
+            const auto it = child.constFind(key);
+            if (it != child.constEnd()) {
+                node = *it;
+                continue;
+            }
+            nodes.push_back(Node{node, ids[size_t(i)], i + 1});
+            node = int(nodes.size()) - 1;
+            child.insert(key, node);
+        }
+        lastIds = ids;
+        lastLeaf = node;
+        return node;
+    }
+
+    // The leaf first, then its ancestors at the total depths, outermost first.
+    void activeNodes(int leaf, int* out) const
+    {
+        out[0] = leaf;
+        int n = leaf, depth = int(dims.size());
+        for (int slot = int(totalDepths.size()); slot > 0; --slot) {
+            while (depth > totalDepths[size_t(slot - 1)]) {
+                n = nodes[size_t(n)].parent;
+                --depth;
+            }
+            out[slot] = n;
+        }
+    }
+
+    // The headers in display order; headerOf[node] is a node's header, -1 for none.
+    QList<PivotHeader> headers(const QCollator& collator, std::vector<int>* headerOf) const
+    {
+        const int k = int(dims.size());
+        std::vector<std::vector<int>> ranks;
+        for (int i = 0; i < k; ++i) ranks.push_back(dicts[size_t(i)].ranks(dims[i].descending, collator));
+        std::vector<std::vector<int>> children(nodes.size());
+        for (size_t n = 1; n < nodes.size(); ++n) children[size_t(nodes[n].parent)].push_back(int(n));
+        for (size_t n = 0; n < nodes.size(); ++n) {
+            if (children[n].empty()) continue;
+            const std::vector<int>& rank = ranks[size_t(nodes[n].depth)];
+            std::sort(children[n].begin(), children[n].end(), [&](int a, int b) {
+                return rank[size_t(nodes[size_t(a)].valueId)] < rank[size_t(nodes[size_t(b)].valueId)];
+            });
+        }
+        std::vector<char> totalAt(size_t(k) + 1, 0);
+        for (int d : totalDepths) totalAt[size_t(d)] = 1;
+        headerOf->assign(nodes.size(), -1);
+        QList<PivotHeader> out;
+        QVariantList prefix;
+        auto walk = [&](auto&& self, int n) -> void {
+            const int depth = nodes[size_t(n)].depth;
+            if (depth == k) {
+                (*headerOf)[size_t(n)] = int(out.size());
+                out.append(PivotHeader{prefix, false});
+                return;
+            }
+            for (int c : children[size_t(n)]) {
+                prefix.append(dicts[size_t(depth)].value(nodes[size_t(c)].valueId));
+                self(self, c);
+                prefix.removeLast();
+            }
+            if (totalAt[size_t(depth)]) {
+                (*headerOf)[size_t(n)] = int(out.size());
+                out.append(PivotHeader{prefix, true});
+            }
+        };
+        // An axis without dimensions has its one header even with no rows at all.
+        if (k == 0 || nodes.size() > 1) walk(walk, 0);
+        return out;
+    }
+};
+
+// What a fact keeps per cell: n values, and x, y by algorithm (sum; min/max/last; Welford's
+// running mean and sum of squared deviations; sum of squares).
+struct Acc {
+    qint64 n = 0;
+    double x = 0;
+    double y = 0;
+};
+
+bool isRank(int alg) { return alg == xfam_RANKUP || alg == xfam_RANKDOWN; }
+
+QList<PivotDimension> sortedDims(const QList<PivotDimension>& all, const std::function<bool(int)>& onAxis)
+{
+    QList<PivotDimension> out;
+    for (const PivotDimension& d : all)
+        if (onAxis(d.axis)) out.append(d);
+    std::stable_sort(out.begin(), out.end(), [](const PivotDimension& a, const PivotDimension& b) {
+        return a.sortOrder < b.sortOrder;
+    });
+    return out;
+}
+
+QLocale hungarian() { return QLocale(QLocale::Hungarian, QLocale::Hungary); }
+
+QString numberText(double v)
+{
+    const QLocale hu = hungarian();
+    if (std::isfinite(v) && std::abs(v) < 1e15 && v == std::trunc(v)) return hu.toString(qint64(v));
+    if (v != 0 && std::abs(v) < 0.01) {
+        const int decimals = std::min(15, 2 - int(std::floor(std::log10(std::abs(v)))));
+        return hu.toString(v, 'f', decimals);
+    }
+    return hu.toString(v, 'f', 2);
+}
+
+} // namespace
+
+struct PivotResult::Cells {
+    int facts = 0;
+    QHash<quint64, int> at;           // (row header, column header) -> cell
+    std::vector<double> values;       // cell * facts + fact; NaN: empty
+    std::vector<char> whole;          // per fact: a count or a rank
+    QHash<qint64, QString> errors;    // cell * facts + fact -> "#HIBA: ..."
+};
+
+struct Pivot::Impl {
+    PivotSpec spec;
+    Axis rows, cols;
+    struct Page {
+        PivotDimension dim;
+        ValueDict dict;
+        std::vector<int> allowed; // empty: every value
+    };
+    std::vector<Page> pages;
+    QList<PivotFact> facts;        // in result order
+    std::vector<int> aggOf;        // result fact -> accumulator slot, -1 for a formula
+    std::vector<int> aggColumn, aggAlg, aggAvedev;
+    int nAgg = 0, nAvedev = 0;
+    qint64 sourceRows = 0;
+
+    int rowActive = 1, colActive = 1, perPair = 1;
+    QHash<quint64, int> pairOf;    // (row leaf, column leaf) -> pair
+    std::vector<int> pairCells;    // pair * perPair + i -> cell
+    quint64 lastPairKey = ~quint64(0);
+    int lastPair = -1;
+    QHash<quint64, int> cellOf;    // (row node, column node) -> cell
+    std::vector<int> cellRow, cellCol;
+    std::vector<Acc> accs;         // cell * nAgg + slot
+    std::vector<std::vector<double>> kept; // cell * nAvedev + j: AVEDEV's values
+    std::vector<double> x;         // this row's fact values
+    std::vector<char> has, present;
+
+    int cellFor(int rowNode, int colNode)
+    {
+        const quint64 key = pairKey(rowNode, colNode);
+        auto it = cellOf.constFind(key);
+        if (it != cellOf.constEnd()) return *it;
+        const int cell = int(cellRow.size());
+        cellOf.insert(key, cell);
+        cellRow.push_back(rowNode);
+        cellCol.push_back(colNode);
+        accs.resize(accs.size() + size_t(nAgg));
+        kept.resize(kept.size() + size_t(nAvedev));
+        return cell;
+    }
+
+    const int* cellsOf(int rowLeaf, int colLeaf)
+    {
+        const quint64 key = pairKey(rowLeaf, colLeaf);
+        if (key != lastPairKey) {
+            auto it = pairOf.constFind(key);
+            if (it == pairOf.constEnd()) {
+                std::vector<int> r(static_cast<size_t>(rowActive)), c(static_cast<size_t>(colActive));
+                rows.activeNodes(rowLeaf, r.data());
+                cols.activeNodes(colLeaf, c.data());
+                const int pair = int(pairOf.size());
+                pairOf.insert(key, pair);
+                pairCells.resize(pairCells.size() + size_t(perPair));
+                for (int i = 0; i < rowActive; ++i)
+                    for (int j = 0; j < colActive; ++j)
+                        pairCells[size_t(pair * perPair + i * colActive + j)] = cellFor(r[i], c[j]);
+                it = pairOf.constFind(key);
+            }
+            lastPairKey = key;
+            lastPair = *it;
+        }
+        return &pairCells[size_t(lastPair * perPair)];
+    }
+};
+
+Pivot::Pivot(PivotSpec spec) : d(std::make_unique<Impl>())
+{
+    d->spec = std::move(spec);
+    const PivotSpec& s = d->spec;
+    d->rows.setUp(sortedDims(s.dimensions, [](int a) { return a == xda_vertical || a == xda_every; }));
+    d->cols.setUp(sortedDims(s.dimensions, [](int a) { return a == xda_horizontal; }));
+    d->rowActive = d->rows.activeCount();
+    d->colActive = d->cols.activeCount();
+    d->perPair = d->rowActive * d->colActive;
+
+    QList<int> pageIndexes;
+    for (int i = 0; i < s.dimensions.size(); ++i)
+        if (s.dimensions[i].axis == xda_outside) pageIndexes.append(i);
+    std::stable_sort(pageIndexes.begin(), pageIndexes.end(),
+                     [&](int a, int b) { return s.dimensions[a].sortOrder < s.dimensions[b].sortOrder; });
+    for (int i : std::as_const(pageIndexes)) {
+        Impl::Page page{s.dimensions[i], ValueDict(s.dimensions[i].type), {}};
+        for (const auto& [dim, value] : s.pageFilter)
+            if (dim == i) page.allowed.push_back(page.dict.idOf(value));
+        d->pages.push_back(std::move(page));
+    }
+
+    d->facts = s.facts;
+    std::stable_sort(d->facts.begin(), d->facts.end(),
+                     [](const PivotFact& a, const PivotFact& b) { return a.sortOrder < b.sortOrder; });
+    for (const PivotFact& f : std::as_const(d->facts)) {
+        if (f.algorithm == xfam_FORMULA) {
+            d->aggOf.push_back(-1);
+            continue;
+        }
+        d->aggOf.push_back(d->nAgg++);
+        d->aggColumn.push_back(f.column);
+        d->aggAlg.push_back(f.algorithm);
+        d->aggAvedev.push_back(f.algorithm == xfam_AVEDEV ? d->nAvedev++ : -1);
+    }
+    d->x.assign(size_t(d->nAgg), 0);
+    d->has.assign(size_t(d->nAgg), 0);
+    d->present.assign(size_t(d->nAgg), 0);
+}
+
+Pivot::~Pivot() = default;
+
+void Pivot::addRow(const QVariantList& row)
+{
+    Impl& m = *d;
+    ++m.sourceRows;
+    bool keep = true;
+    for (Impl::Page& p : m.pages) {
+        const int id = p.dict.idOf(at(row, p.dim.column));
+        p.dict.markSeen(id);
+        if (!p.allowed.empty() && std::find(p.allowed.begin(), p.allowed.end(), id) == p.allowed.end()) keep = false;
+    }
+    if (!keep) return;
+
+    const int* cells = m.cellsOf(m.rows.leafOf(row), m.cols.leafOf(row));
+
+    for (int k = 0; k < m.nAgg; ++k) {
+        const QVariant& v = at(row, m.aggColumn[size_t(k)]);
+        m.has[size_t(k)] = numberOf(v, &m.x[size_t(k)]);
+        m.present[size_t(k)] = m.has[size_t(k)] || !v.isNull();
+    }
+    for (int a = 0; a < m.perPair; ++a) {
+        const int cell = cells[a];
+        Acc* acc = &m.accs[size_t(cell) * size_t(m.nAgg)];
+        for (int k = 0; k < m.nAgg; ++k) {
+            const int alg = m.aggAlg[size_t(k)];
+            if (alg == xfam_COUNT) {
+                acc[k].n += m.present[size_t(k)];
+                continue;
+            }
+            if (!m.has[size_t(k)]) continue;
+            const double v = m.x[size_t(k)];
+            Acc& s = acc[k];
+            ++s.n;
+            switch (alg) {
+            case xfaa_MIN:
+            case xfam_MIN:
+                if (s.n == 1 || v < s.x) s.x = v;
+                break;
+            case xfaa_MAX:
+            case xfam_MAX:
+                if (s.n == 1 || v > s.x) s.x = v;
+                break;
+            case xfaa_LAST: s.x = v; break;
+            case xfam_VAR:
+            case xfam_STDDEV:
+            case xfam_VARP:
+            case xfam_STDDEVP: {
+                const double delta = v - s.x;
+                s.x += delta / double(s.n);
+                s.y += delta * (v - s.x);
+                break;
+            }
+            case xfam_RMS: s.x += v * v; break;
+            case xfam_AVEDEV:
+                s.x += v;
+                m.kept[size_t(cell) * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])].push_back(v);
+                break;
+            default: s.x += v; break; // SUM, AVG, RANK
+            }
+        }
+    }
+}
+
+PivotResult Pivot::result() const
+{
+    const Impl& m = *d;
+    PivotResult r;
+    QCollator collator{QLocale(QLocale::Hungarian, QLocale::Hungary)};
+    r.rowDimensions = m.rows.dims;
+    r.columnDimensions = m.cols.dims;
+    r.facts = m.facts;
+    r.sourceRows = m.sourceRows;
+    for (const Impl::Page& p : m.pages) {
+        r.pageDimensions.append(p.dim);
+        const std::vector<int> rank = p.dict.ranks(p.dim.descending, collator);
+        std::vector<int> ids;
+        for (int id = 0; id < p.dict.size(); ++id)
+            if (p.dict.seen(id)) ids.push_back(id);
+        std::sort(ids.begin(), ids.end(), [&](int a, int b) { return rank[size_t(a)] < rank[size_t(b)]; });
+        QVariantList values;
+        for (int id : ids) values.append(p.dict.value(id));
+        r.pageValues.append(values);
+    }
+    std::vector<int> rowHeader, colHeader;
+    r.rows = m.rows.headers(collator, &rowHeader);
+    r.columns = m.cols.headers(collator, &colHeader);
+
+    auto cells = std::make_shared<PivotResult::Cells>();
+    const int nf = int(m.facts.size());
+    const size_t nCells = m.cellRow.size();
+    cells->facts = nf;
+    cells->values.assign(nCells * size_t(nf), kEmpty);
+    for (const PivotFact& f : m.facts) cells->whole.push_back(f.algorithm == xfam_COUNT || isRank(f.algorithm));
+    cells->at.reserve(qsizetype(nCells));
+    for (size_t c = 0; c < nCells; ++c)
+        cells->at.insert(pairKey(rowHeader[size_t(m.cellRow[c])], colHeader[size_t(m.cellCol[c])]), int(c));
+
+    for (size_t c = 0; c < nCells; ++c) {
+        double* out = &cells->values[c * size_t(nf)];
+        const Acc* acc = &m.accs[c * size_t(m.nAgg)];
+        for (int f = 0; f < nf; ++f) {
+            const int k = m.aggOf[size_t(f)];
+            if (k < 0) continue;
+            const Acc& s = acc[k];
+            const int alg = m.aggAlg[size_t(k)];
+            if (alg == xfam_COUNT) {
+                out[f] = double(s.n);
+                continue;
+            }
+            if (s.n == 0) continue;
+            const double n = double(s.n);
+            switch (alg) {
+            case xfaa_SUM:
+            case xfam_SUM:
+            case xfaa_MIN:
+            case xfam_MIN:
+            case xfaa_MAX:
+            case xfam_MAX:
+            case xfaa_LAST: out[f] = s.x; break;
+            case xfam_AVG: out[f] = s.x / n; break;
+            case xfam_VAR:
+                if (s.n > 1) out[f] = s.y / (n - 1);
+                break;
+            case xfam_STDDEV:
+                if (s.n > 1) out[f] = std::sqrt(std::max(0.0, s.y / (n - 1)));
+                break;
+            case xfam_VARP: out[f] = s.y / n; break;
+            case xfam_STDDEVP: out[f] = std::sqrt(std::max(0.0, s.y / n)); break;
+            case xfam_RMS: out[f] = std::sqrt(s.x / n); break;
+            case xfam_AVEDEV: {
+                const std::vector<double>& values = m.kept[c * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])];
+                const double mean = s.x / n;
+                double dev = 0;
+                for (double v : values) dev += std::abs(v - mean);
+                out[f] = dev / n;
+                break;
+            }
+            default: break; // ranks below; an unknown algorithm stays empty
+            }
+        }
+    }
+
+    // Ranks: within each column of the body, totals left out.
+    for (int f = 0; f < nf; ++f) {
+        const int k = m.aggOf[size_t(f)];
+        if (k < 0 || !isRank(m.aggAlg[size_t(k)])) continue;
+        const bool up = m.aggAlg[size_t(k)] == xfam_RANKUP;
+        std::vector<std::vector<std::pair<double, size_t>>> byColumn(size_t(r.columns.size()));
+        for (size_t c = 0; c < nCells; ++c) {
+            const int row = rowHeader[size_t(m.cellRow[c])], col = colHeader[size_t(m.cellCol[c])];
+            const Acc& s = m.accs[c * size_t(m.nAgg) + size_t(k)];
+            if (s.n == 0 || r.rows[row].isTotal || r.columns[col].isTotal) continue;
+            byColumn[size_t(col)].emplace_back(s.x, c);
+        }
+        for (auto& list : byColumn) {
+            std::sort(list.begin(), list.end(), [up](const auto& a, const auto& b) { return up ? a.first < b.first : a.first > b.first; });
+            for (size_t i = 0; i < list.size(); ++i) {
+                const bool tie = i > 0 && list[i].first == list[i - 1].first;
+                const double rank = tie ? cells->values[list[i - 1].second * size_t(nf) + size_t(f)] : double(i + 1);
+                cells->values[list[i].second * size_t(nf) + size_t(f)] = rank;
+            }
+        }
+    }
+
+    PivotFormulas formulas(m.facts);
+    if (!formulas.empty()) {
+        std::vector<QString> errors(static_cast<size_t>(nf));
+        for (size_t c = 0; c < nCells; ++c) {
+            formulas.evaluate(&cells->values[c * size_t(nf)], errors);
+            for (int f = 0; f < nf; ++f)
+                if (!errors[size_t(f)].isEmpty()) cells->errors.insert(qint64(c) * nf + f, errors[size_t(f)]);
+        }
+    }
+    r.m_cells = std::move(cells);
+    return r;
+}
+
+QVariant PivotResult::cell(int r, int c, int f) const
+{
+    if (!m_cells || f < 0 || f >= m_cells->facts || r < 0 || c < 0) return {};
+    const auto it = m_cells->at.constFind(pairKey(r, c));
+    if (it == m_cells->at.constEnd()) return {};
+    const qint64 slot = qint64(*it) * m_cells->facts + f;
+    const double v = m_cells->values[size_t(slot)];
+    if (std::isnan(v)) {
+        const auto e = m_cells->errors.constFind(slot);
+        return e == m_cells->errors.constEnd() ? QVariant() : QVariant(*e);
+    }
+    if (m_cells->whole[size_t(f)]) return QVariant(qlonglong(v));
+    return QVariant(v);
+}
+
+QString PivotResult::headerText(const QVariant& value, int dimType)
+{
+    if (value.isNull()) return {};
+    const QLocale hu = hungarian();
+    switch (dimType) {
+    case xoft_String: return value.toString();
+    case xoft_Boolean: return boolOf(value) ? QStringLiteral("Igen") : QStringLiteral("Nem");
+    case xoft_Word:
+    case xoft_Smallint:
+    case xoft_Integer: {
+        double v = 0;
+        return numberOf(value, &v) ? hu.toString(qint64(std::llround(v))) : value.toString();
+    }
+    case xoft_Float: {
+        double v = 0;
+        return numberOf(value, &v) ? numberText(v) : value.toString();
+    }
+    case xoft_Currency: {
+        double v = 0;
+        return numberOf(value, &v) ? hu.toString(qint64(std::llround(v))) + QStringLiteral(" Ft") : value.toString();
+    }
+    case xoft_Date: {
+        const QDateTime d = dateTimeOf(value);
+        return d.isValid() ? d.date().toString(QStringLiteral("yyyy.MM.dd")) : value.toString();
+    }
+    case xoft_DateTime: {
+        const QDateTime d = dateTimeOf(value);
+        return d.isValid() ? d.toString(QStringLiteral("yyyy.MM.dd hh:mm")) : value.toString();
+    }
+    case xoft_Time: {
+        const QTime t = timeOf(value);
+        return t.isValid() ? t.toString(QStringLiteral("hh:mm:ss")) : value.toString();
+    }
+    }
+    // No declared type: by the value's own.
+    switch (value.typeId()) {
+    case QMetaType::Bool: return headerText(value, xoft_Boolean);
+    case QMetaType::QDate: return headerText(value, xoft_Date);
+    case QMetaType::QDateTime: return headerText(value, xoft_DateTime);
+    case QMetaType::QTime: return headerText(value, xoft_Time);
+    case QMetaType::Double:
+    case QMetaType::Float: return numberText(value.toDouble());
+    }
+    if (isNumber(value)) return hu.toString(value.toLongLong());
+    return value.toString();
+}
+
+QString PivotResult::cellText(const QVariant& value) { return headerText(value, xoft_None); }
+
+QString PivotResult::totalText(const PivotHeader& header, const QList<PivotDimension>& axisDimensions)
+{
+    if (header.values.isEmpty()) return header.isTotal ? QStringLiteral("Összesen") : QString();
+    const qsizetype last = header.values.size() - 1;
+    const int type = last < axisDimensions.size() ? axisDimensions[last].type : int(xoft_None);
+    const QString text = headerText(header.values[last], type);
+    return header.isTotal ? text + QStringLiteral(" összesen") : text;
+}
+
+} // namespace NexoFrame::Olap
