@@ -160,10 +160,8 @@ private:
         if (dims.isEmpty()) return kTotal;
         const PivotHeader& h = m_r->rows[r];
         const int k = h.values.size();
-        if (h.isTotal && k == 0) return level == 0 ? kTotal : QString();
-        if (h.isTotal && level == k - 1)
-            return PivotResult::headerText(h.values[level], dims[level].type) + QStringLiteral(" összesen");
-        if (level >= k || (h.isTotal && level > k - 1)) return {};
+        if (h.isTotal && level == std::max(0, k - 1)) return PivotResult::totalText(h, dims);
+        if (level >= k || h.isTotal) return {};
         if (r > 0) {
             const QVariantList& prev = m_r->rows[r - 1].values;
             if (prev.size() > level && std::equal(h.values.begin(), h.values.begin() + level + 1, prev.begin())) return {};
