@@ -19,11 +19,142 @@ const QString kStoredDate = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 quint64 pairKey(int a, int b) { return (quint64(quint32(a)) << 32) | quint32(b); }
 
-const QVariant& at(const QVariantList& row, int column)
+const QVariant kNull;
+
+inline const QVariant& at(const QVariantList& row, int column)
 {
-    static const QVariant null;
-    return column >= 0 && column < row.size() ? row.at(column) : null;
+    return column >= 0 && column < row.size() ? row.at(column) : kNull;
 }
+
+inline quint64 mix(quint64 h)
+{
+    h ^= h >> 33;
+    h *= 0xff51afd7ed558ccdULL;
+    h ^= h >> 33;
+    return h;
+}
+
+// Open addressing over 64-bit keys. Every row makes several look-ups in maps of a few
+// thousand entries; this keeps each one to a multiply and, mostly, one cache line.
+class KeyMap {
+public:
+    KeyMap() { m_slots.assign(16, Slot{}); }
+
+    int find(quint64 key) const
+    {
+        for (size_t i = mix(key) & m_mask;; i = (i + 1) & m_mask) {
+            const Slot& s = m_slots[i];
+            if (s.value < 0) return -1;
+            if (s.key == key) return s.value;
+        }
+    }
+
+    void insert(quint64 key, int value)
+    {
+        if ((m_size + 1) * 2 > m_slots.size()) grow();
+        place(key, value);
+        ++m_size;
+    }
+
+    size_t size() const { return m_size; }
+
+private:
+    struct Slot {
+        quint64 key = 0;
+        int value = -1;
+    };
+
+    void place(quint64 key, int value)
+    {
+        size_t i = mix(key) & m_mask;
+        while (m_slots[i].value >= 0) i = (i + 1) & m_mask;
+        m_slots[i] = Slot{key, value};
+    }
+
+    void grow()
+    {
+        std::vector<Slot> old = std::move(m_slots);
+        m_slots.assign(old.size() * 2, Slot{});
+        m_mask = m_slots.size() - 1;
+        for (const Slot& s : old)
+            if (s.value >= 0) place(s.key, s.value);
+    }
+
+    std::vector<Slot> m_slots;
+    size_t m_mask = 15;
+    size_t m_size = 0;
+};
+
+// The same for texts: a cheap hash of the UTF-16 bytes, one comparison on a hit.
+class TextMap {
+public:
+    TextMap() { m_slots.assign(16, Slot{}); }
+
+    static quint64 hash(QStringView s)
+    {
+        const char* p = reinterpret_cast<const char*>(s.utf16());
+        size_t n = size_t(s.size()) * 2;
+        quint64 h = 0x9e3779b97f4a7c15ULL ^ n;
+        for (; n >= 8; p += 8, n -= 8) {
+            quint64 k;
+            std::memcpy(&k, p, 8);
+            h = (h ^ k) * 0xbf58476d1ce4e5b9ULL;
+            h ^= h >> 31;
+        }
+        if (n > 0) {
+            quint64 k = 0;
+            std::memcpy(&k, p, n);
+            h = (h ^ k) * 0x94d049bb133111ebULL;
+        }
+        return mix(h);
+    }
+
+    int find(QStringView s, quint64 h) const
+    {
+        for (size_t i = h & m_mask;; i = (i + 1) & m_mask) {
+            const Slot& slot = m_slots[i];
+            if (slot.value < 0) return -1;
+            if (slot.hash == h) {
+                const QString& k = m_keys[size_t(slot.key)];
+                if (k.size() == s.size() && std::memcmp(k.utf16(), s.utf16(), size_t(s.size()) * 2) == 0) return slot.value;
+            }
+        }
+    }
+
+    void insert(const QString& s, quint64 h, int value)
+    {
+        if ((m_keys.size() + 1) * 2 > m_slots.size()) grow();
+        m_keys.push_back(s);
+        place(h, int(m_keys.size()) - 1, value);
+    }
+
+private:
+    struct Slot {
+        quint64 hash = 0;
+        int key = 0;
+        int value = -1;
+    };
+
+    void place(quint64 h, int key, int value)
+    {
+        size_t i = h & m_mask;
+        while (m_slots[i].value >= 0) i = (i + 1) & m_mask;
+        m_slots[i] = Slot{h, key, value};
+    }
+
+    void grow()
+    {
+        std::vector<Slot> old = std::move(m_slots);
+        m_slots.assign(old.size() * 2, Slot{});
+        m_mask = m_slots.size() - 1;
+        for (const Slot& s : old)
+            if (s.value >= 0) place(s.hash, s.key, s.value);
+    }
+
+    std::vector<Slot> m_slots;
+    std::vector<QString> m_keys;
+    size_t m_mask = 15;
+};
 
 // How the values of a dimension are read, kept and compared.
 enum class Kind { Text, Integer, Float, Bool, Date, DateTime, Time, Any };
@@ -161,10 +292,11 @@ public:
             // A value read as text is looked up as text, whatever the kind: a date from a
             // file database is parsed once, not once per row.
             const QString& s = *static_cast<const QString*>(v.constData());
-            const auto it = m_byText.constFind(s);
-            if (it != m_byText.constEnd()) return *it;
+            const quint64 h = TextMap::hash(s);
+            const int found = m_byText.find(s, h);
+            if (found >= 0) return found;
             const int id = m_kind == Kind::Text || m_kind == Kind::Any ? add(v, 0) : idOfValue(v);
-            m_byText.insert(s, id);
+            m_byText.insert(s, h, id);
             return id;
         }
         if (v.isNull()) return 0;
@@ -211,65 +343,62 @@ public:
     }
 
 private:
-    // A non-null value that is not text, or text to be read as another kind.
+    // A non-null value that is not text, or text to be read as another kind. The key is
+    // found first; the value kept is made only for a new one.
     int idOfValue(const QVariant& v)
     {
-        QVariant kept;
         qint64 key = 0;
+        double d = 0;
+        QDateTime dt;
+        QTime time;
         switch (m_kind) {
-        case Kind::Text:
-            return idOf(QVariant(v.toString()));
-        case Kind::Integer: {
-            double d = 0;
+        case Kind::Text: return idOf(QVariant(v.toString()));
+        case Kind::Integer:
+            if (v.typeId() == QMetaType::LongLong) {
+                key = *static_cast<const qlonglong*>(v.constData());
+                break;
+            }
             if (!numberOf(v, &d)) return 0;
             key = qint64(std::llround(d));
-            kept = QVariant(qlonglong(key));
             break;
-        }
         case Kind::Any:
             if (!isNumber(v) && v.typeId() != QMetaType::Bool) return idOf(QVariant(v.toString()));
             [[fallthrough]];
-        case Kind::Float: {
-            double d = 0;
+        case Kind::Float:
             if (!numberOf(v, &d)) return 0;
             if (d == 0) d = 0; // -0 and 0 are one value
             std::memcpy(&key, &d, sizeof key);
-            kept = QVariant(d);
             break;
-        }
-        case Kind::Bool: {
-            const bool b = boolOf(v);
-            key = b ? 1 : 0;
-            kept = QVariant(b);
-            break;
-        }
-        case Kind::Date: {
-            const QDate d = dateTimeOf(v).date();
-            if (!d.isValid()) return 0;
-            key = d.toJulianDay();
-            kept = QVariant(d);
-            break;
-        }
-        case Kind::DateTime: {
-            const QDateTime d = dateTimeOf(v);
-            if (!d.isValid()) return 0;
+        case Kind::Bool: key = boolOf(v) ? 1 : 0; break;
+        case Kind::Date:
+        case Kind::DateTime:
+            dt = dateTimeOf(v);
+            if (!dt.isValid()) return 0;
             // Clock readings without a zone: no time-zone arithmetic per value.
-            key = d.date().toJulianDay() * 86400000 + d.time().msecsSinceStartOfDay();
-            kept = QVariant(d);
+            key = m_kind == Kind::Date ? dt.date().toJulianDay()
+                                       : dt.date().toJulianDay() * 86400000 + dt.time().msecsSinceStartOfDay();
+            break;
+        case Kind::Time:
+            time = timeOf(v);
+            if (!time.isValid()) return 0;
+            key = time.msecsSinceStartOfDay();
             break;
         }
-        case Kind::Time: {
-            const QTime t = timeOf(v);
-            if (!t.isValid()) return 0;
-            key = t.msecsSinceStartOfDay();
-            kept = QVariant(t);
-            break;
+        const int found = m_byKey.find(quint64(key));
+        if (found >= 0) return found;
+        QVariant kept;
+        switch (m_kind) {
+        case Kind::Integer: kept = qlonglong(key); break;
+        case Kind::Any:
+        case Kind::Float: kept = d; break;
+        case Kind::Bool: kept = key != 0; break;
+        case Kind::Date: kept = dt.date(); break;
+        case Kind::DateTime: kept = dt; break;
+        case Kind::Time: kept = time; break;
+        case Kind::Text: break;
         }
-        }
-        const auto it = m_byKey.constFind(key);
-        if (it != m_byKey.constEnd()) return *it;
         const int id = add(kept, key);
-        m_byKey.insert(key, id);
+        m_byKey.insert(quint64(key), id);
         return id;
     }
 
@@ -282,8 +411,8 @@ private:
     }
 
     Kind m_kind;
-    QHash<QString, int> m_byText;
-    QHash<qint64, int> m_byKey;
+    TextMap m_byText;
+    KeyMap m_byKey;
     std::vector<QVariant> m_values;
     std::vector<qint64> m_sortKey; // integer, julian day, msecs, or a double's bits
     std::vector<char> m_seen;
@@ -302,7 +431,7 @@ struct Axis {
     QList<PivotDimension> dims;
     std::vector<ValueDict> dicts;
     std::vector<Node> nodes{Node{}};
-    QHash<quint64, int> child; // (parent node, value id) -> node
+    KeyMap child; // (parent node, value id) -> node
     std::vector<int> totalDepths; // depths of the inner nodes that get a total header
     // The leaf of the previous row: sorted or clustered sources repeat it.
     std::vector<int> lastIds, ids;
@@ -334,9 +463,9 @@ struct Axis {
         int node = 0;
         for (int i = 0; i < k; ++i) {
             const quint64 key = pairKey(node, ids[size_t(i)]);
-            const auto it = child.constFind(key);
-            if (it != child.constEnd()) {
-                node = *it;
+            const int found = child.find(key);
+            if (found >= 0) {
+                node = found;
                 continue;
             }
             nodes.push_back(Node{node, ids[size_t(i)], i + 1});
@@ -405,13 +534,54 @@ struct Axis {
     }
 };
 
-// What a fact keeps per cell: n values, and x, y by algorithm (sum; min/max/last; Welford's
-// running mean and sum of squared deviations; sum of squares).
+// What a fact keeps per cell: n values, and x, y by algorithm: the sum (x); the minimum
+// or maximum (x); the last value (x) and the number of the row it came in (y); Welford's
+// running mean (x) and sum of squared deviations (y); the sum of squares (x).
 struct Acc {
     qint64 n = 0;
     double x = 0;
     double y = 0;
 };
+
+// Folds the statistics of a disjoint set of rows into `into`: the result is what feeding
+// both sets' rows would have given (Chan's combination for the variance).
+void merge(int alg, Acc& into, const Acc& from)
+{
+    if (from.n == 0) return;
+    if (into.n == 0 || alg == xfam_COUNT) {
+        if (alg == xfam_COUNT) {
+            into.n += from.n;
+            return;
+        }
+        into = from;
+        return;
+    }
+    const double n1 = double(into.n), n2 = double(from.n);
+    switch (alg) {
+    case xfaa_MIN:
+    case xfam_MIN: into.x = std::min(into.x, from.x); break;
+    case xfaa_MAX:
+    case xfam_MAX: into.x = std::max(into.x, from.x); break;
+    case xfaa_LAST:
+        if (from.y > into.y) {
+            into.x = from.x;
+            into.y = from.y;
+        }
+        break;
+    case xfam_VAR:
+    case xfam_STDDEV:
+    case xfam_VARP:
+    case xfam_STDDEVP: {
+        const double delta = from.x - into.x;
+        const double n = n1 + n2;
+        into.x += delta * n2 / n;
+        into.y += from.y + delta * delta * n1 * n2 / n;
+        break;
+    }
+    default: into.x += from.x; break; // sums
+    }
+    into.n += from.n;
+}
 
 bool isRank(int alg) { return alg == xfam_RANKUP || alg == xfam_RANKDOWN; }
 
@@ -460,57 +630,39 @@ struct Pivot::Impl {
     std::vector<Page> pages;
     QList<PivotFact> facts;        // in result order
     std::vector<int> aggOf;        // result fact -> accumulator slot, -1 for a formula
-    std::vector<int> aggColumn, aggAlg, aggAvedev;
+    std::vector<int> aggAlg, aggInput, aggAvedev;
+    std::vector<int> inputColumns; // the distinct source columns the facts read
     int nAgg = 0, nAvedev = 0;
     qint64 sourceRows = 0;
 
-    int rowActive = 1, colActive = 1, perPair = 1;
-    QHash<quint64, int> pairOf;    // (row leaf, column leaf) -> pair
-    std::vector<int> pairCells;    // pair * perPair + i -> cell
+    // Rows feed only the cells of full combinations (leaf cells); result() folds them into
+    // the subtotals and totals, so that a row costs one cell update however many totals
+    // it belongs to.
+    KeyMap leafCellOf;             // (row leaf, column leaf) -> leaf cell
     quint64 lastPairKey = ~quint64(0);
-    int lastPair = -1;
-    QHash<quint64, int> cellOf;    // (row node, column node) -> cell
-    std::vector<int> cellRow, cellCol;
-    std::vector<Acc> accs;         // cell * nAgg + slot
-    std::vector<std::vector<double>> kept; // cell * nAvedev + j: AVEDEV's values
-    std::vector<double> x;         // this row's fact values
+    int lastLeafCell = -1;
+    std::vector<int> leafRow, leafCol;
+    std::vector<Acc> accs;         // leaf cell * nAgg + slot
+    std::vector<std::vector<double>> kept; // leaf cell * nAvedev + j: AVEDEV's values
+    std::vector<double> x;         // this row's values, per input column
     std::vector<char> has, present;
 
-    int cellFor(int rowNode, int colNode)
-    {
-        const quint64 key = pairKey(rowNode, colNode);
-        auto it = cellOf.constFind(key);
-        if (it != cellOf.constEnd()) return *it;
-        const int cell = int(cellRow.size());
-        cellOf.insert(key, cell);
-        cellRow.push_back(rowNode);
-        cellCol.push_back(colNode);
-        accs.resize(accs.size() + size_t(nAgg));
-        kept.resize(kept.size() + size_t(nAvedev));
-        return cell;
-    }
-
-    const int* cellsOf(int rowLeaf, int colLeaf)
+    int leafCell(int rowLeaf, int colLeaf)
     {
         const quint64 key = pairKey(rowLeaf, colLeaf);
-        if (key != lastPairKey) {
-            auto it = pairOf.constFind(key);
-            if (it == pairOf.constEnd()) {
-                std::vector<int> r(static_cast<size_t>(rowActive)), c(static_cast<size_t>(colActive));
-                rows.activeNodes(rowLeaf, r.data());
-                cols.activeNodes(colLeaf, c.data());
-                const int pair = int(pairOf.size());
-                pairOf.insert(key, pair);
-                pairCells.resize(pairCells.size() + size_t(perPair));
-                for (int i = 0; i < rowActive; ++i)
-                    for (int j = 0; j < colActive; ++j)
-                        pairCells[size_t(pair * perPair + i * colActive + j)] = cellFor(r[i], c[j]);
-                it = pairOf.constFind(key);
-            }
-            lastPairKey = key;
-            lastPair = *it;
+        if (key == lastPairKey) return lastLeafCell;
+        int cell = leafCellOf.find(key);
+        if (cell < 0) {
+            cell = int(leafRow.size());
+            leafCellOf.insert(key, cell);
+            leafRow.push_back(rowLeaf);
+            leafCol.push_back(colLeaf);
+            accs.resize(accs.size() + size_t(nAgg));
+            kept.resize(kept.size() + size_t(nAvedev));
         }
-        return &pairCells[size_t(lastPair * perPair)];
+        lastPairKey = key;
+        lastLeafCell = cell;
+        return cell;
     }
 };
 
@@ -520,9 +672,6 @@ Pivot::Pivot(PivotSpec spec) : d(std::make_unique<Impl>())
     const PivotSpec& s = d->spec;
     d->rows.setUp(sortedDims(s.dimensions, [](int a) { return a == xda_vertical || a == xda_every; }));
     d->cols.setUp(sortedDims(s.dimensions, [](int a) { return a == xda_horizontal; }));
-    d->rowActive = d->rows.activeCount();
-    d->colActive = d->cols.activeCount();
-    d->perPair = d->rowActive * d->colActive;
 
     QList<int> pageIndexes;
     for (int i = 0; i < s.dimensions.size(); ++i)
@@ -545,13 +694,15 @@ Pivot::Pivot(PivotSpec spec) : d(std::make_unique<Impl>())
             continue;
         }
         d->aggOf.push_back(d->nAgg++);
-        d->aggColumn.push_back(f.column);
+        auto input = std::find(d->inputColumns.begin(), d->inputColumns.end(), f.column);
+        if (input == d->inputColumns.end()) input = d->inputColumns.insert(input, f.column);
+        d->aggInput.push_back(int(input - d->inputColumns.begin()));
         d->aggAlg.push_back(f.algorithm);
         d->aggAvedev.push_back(f.algorithm == xfam_AVEDEV ? d->nAvedev++ : -1);
     }
-    d->x.assign(size_t(d->nAgg), 0);
-    d->has.assign(size_t(d->nAgg), 0);
-    d->present.assign(size_t(d->nAgg), 0);
+    d->x.assign(d->inputColumns.size(), 0);
+    d->has.assign(d->inputColumns.size(), 0);
+    d->present.assign(d->inputColumns.size(), 0);
 }
 
 Pivot::~Pivot() = default;
@@ -568,52 +719,53 @@ void Pivot::addRow(const QVariantList& row)
     }
     if (!keep) return;
 
-    const int* cells = m.cellsOf(m.rows.leafOf(row), m.cols.leafOf(row));
+    const int cell = m.leafCell(m.rows.leafOf(row), m.cols.leafOf(row));
 
-    for (int k = 0; k < m.nAgg; ++k) {
-        const QVariant& v = at(row, m.aggColumn[size_t(k)]);
-        m.has[size_t(k)] = numberOf(v, &m.x[size_t(k)]);
-        m.present[size_t(k)] = m.has[size_t(k)] || !v.isNull();
+    for (size_t i = 0; i < m.inputColumns.size(); ++i) {
+        const QVariant& v = at(row, m.inputColumns[i]);
+        m.has[i] = numberOf(v, &m.x[i]);
+        m.present[i] = m.has[i] || !v.isNull();
     }
-    for (int a = 0; a < m.perPair; ++a) {
-        const int cell = cells[a];
-        Acc* acc = &m.accs[size_t(cell) * size_t(m.nAgg)];
-        for (int k = 0; k < m.nAgg; ++k) {
-            const int alg = m.aggAlg[size_t(k)];
-            if (alg == xfam_COUNT) {
-                acc[k].n += m.present[size_t(k)];
-                continue;
-            }
-            if (!m.has[size_t(k)]) continue;
-            const double v = m.x[size_t(k)];
-            Acc& s = acc[k];
-            ++s.n;
-            switch (alg) {
-            case xfaa_MIN:
-            case xfam_MIN:
-                if (s.n == 1 || v < s.x) s.x = v;
-                break;
-            case xfaa_MAX:
-            case xfam_MAX:
-                if (s.n == 1 || v > s.x) s.x = v;
-                break;
-            case xfaa_LAST: s.x = v; break;
-            case xfam_VAR:
-            case xfam_STDDEV:
-            case xfam_VARP:
-            case xfam_STDDEVP: {
-                const double delta = v - s.x;
-                s.x += delta / double(s.n);
-                s.y += delta * (v - s.x);
-                break;
-            }
-            case xfam_RMS: s.x += v * v; break;
-            case xfam_AVEDEV:
-                s.x += v;
-                m.kept[size_t(cell) * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])].push_back(v);
-                break;
-            default: s.x += v; break; // SUM, AVG, RANK
-            }
+    Acc* acc = &m.accs[size_t(cell) * size_t(m.nAgg)];
+    for (int k = 0; k < m.nAgg; ++k) {
+        const size_t input = size_t(m.aggInput[size_t(k)]);
+        const int alg = m.aggAlg[size_t(k)];
+        if (alg == xfam_COUNT) {
+            acc[k].n += m.present[input];
+            continue;
+        }
+        if (!m.has[input]) continue;
+        const double v = m.x[input];
+        Acc& s = acc[k];
+        ++s.n;
+        switch (alg) {
+        case xfaa_MIN:
+        case xfam_MIN:
+            if (s.n == 1 || v < s.x) s.x = v;
+            break;
+        case xfaa_MAX:
+        case xfam_MAX:
+            if (s.n == 1 || v > s.x) s.x = v;
+            break;
+        case xfaa_LAST:
+            s.x = v;
+            s.y = double(m.sourceRows);
+            break;
+        case xfam_VAR:
+        case xfam_STDDEV:
+        case xfam_VARP:
+        case xfam_STDDEVP: {
+            const double delta = v - s.x;
+            s.x += delta / double(s.n);
+            s.y += delta * (v - s.x);
+            break;
+        }
+        case xfam_RMS: s.x += v * v; break;
+        case xfam_AVEDEV:
+            s.x += v;
+            m.kept[size_t(cell) * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])].push_back(v);
+            break;
+        default: s.x += v; break; // SUM, AVG, RANK
         }
     }
 }
@@ -642,19 +794,71 @@ PivotResult Pivot::result() const
     r.rows = m.rows.headers(collator, &rowHeader);
     r.columns = m.cols.headers(collator, &colHeader);
 
+    // Every leaf cell goes into its own cell and into the totals above it on both axes.
+    const int rowActive = m.rows.activeCount(), colActive = m.cols.activeCount();
+    const int perLeaf = rowActive * colActive;
+    const size_t nLeaves = m.leafRow.size();
+    KeyMap cellAt;
+    std::vector<int> cellRowHeader, cellColHeader;
+    std::vector<int> targets(nLeaves * size_t(perLeaf));
+    {
+        std::vector<int> rn(static_cast<size_t>(rowActive)), cn(static_cast<size_t>(colActive));
+        for (size_t l = 0; l < nLeaves; ++l) {
+            m.rows.activeNodes(m.leafRow[l], rn.data());
+            m.cols.activeNodes(m.leafCol[l], cn.data());
+            for (int i = 0; i < rowActive; ++i) {
+                for (int j = 0; j < colActive; ++j) {
+                    const int rh = rowHeader[size_t(rn[size_t(i)])], ch = colHeader[size_t(cn[size_t(j)])];
+                    const quint64 key = pairKey(rh, ch);
+                    int cell = cellAt.find(key);
+                    if (cell < 0) {
+                        cell = int(cellRowHeader.size());
+                        cellAt.insert(key, cell);
+                        cellRowHeader.push_back(rh);
+                        cellColHeader.push_back(ch);
+                    }
+                    targets[l * size_t(perLeaf) + size_t(i * colActive + j)] = cell;
+                }
+            }
+        }
+    }
+    const size_t nCells = cellRowHeader.size();
+    const size_t nAgg = size_t(m.nAgg);
+    std::vector<Acc> folded(nCells * nAgg);
+    for (size_t l = 0; l < nLeaves; ++l)
+        for (int t = 0; t < perLeaf; ++t) {
+            const size_t cell = size_t(targets[l * size_t(perLeaf) + size_t(t)]);
+            for (size_t k = 0; k < nAgg; ++k) merge(m.aggAlg[k], folded[cell * nAgg + k], m.accs[l * nAgg + k]);
+        }
+    // AVEDEV measures each value against the mean of the whole cell it counts in.
+    std::vector<double> deviation(nCells * size_t(m.nAvedev), 0.0);
+    for (size_t k = 0; k < nAgg; ++k) {
+        const int j = m.aggAvedev[k];
+        if (j < 0) continue;
+        for (size_t l = 0; l < nLeaves; ++l) {
+            const std::vector<double>& values = m.kept[l * size_t(m.nAvedev) + size_t(j)];
+            for (int t = 0; t < perLeaf; ++t) {
+                const size_t cell = size_t(targets[l * size_t(perLeaf) + size_t(t)]);
+                const Acc& s = folded[cell * nAgg + k];
+                const double mean = s.x / double(s.n);
+                double dev = 0;
+                for (double v : values) dev += std::abs(v - mean);
+                deviation[cell * size_t(m.nAvedev) + size_t(j)] += dev;
+            }
+        }
+    }
+
     auto cells = std::make_shared<PivotResult::Cells>();
     const int nf = int(m.facts.size());
-    const size_t nCells = m.cellRow.size();
     cells->facts = nf;
     cells->values.assign(nCells * size_t(nf), kEmpty);
     for (const PivotFact& f : m.facts) cells->whole.push_back(f.algorithm == xfam_COUNT || isRank(f.algorithm));
     cells->at.reserve(qsizetype(nCells));
-    for (size_t c = 0; c < nCells; ++c)
-        cells->at.insert(pairKey(rowHeader[size_t(m.cellRow[c])], colHeader[size_t(m.cellCol[c])]), int(c));
+    for (size_t c = 0; c < nCells; ++c) cells->at.insert(pairKey(cellRowHeader[c], cellColHeader[c]), int(c));
 
     for (size_t c = 0; c < nCells; ++c) {
         double* out = &cells->values[c * size_t(nf)];
-        const Acc* acc = &m.accs[c * size_t(m.nAgg)];
+        const Acc* acc = &folded[c * nAgg];
         for (int f = 0; f < nf; ++f) {
             const int k = m.aggOf[size_t(f)];
             if (k < 0) continue;
@@ -684,14 +888,7 @@ PivotResult Pivot::result() const
             case xfam_VARP: out[f] = s.y / n; break;
             case xfam_STDDEVP: out[f] = std::sqrt(std::max(0.0, s.y / n)); break;
             case xfam_RMS: out[f] = std::sqrt(s.x / n); break;
-            case xfam_AVEDEV: {
-                const std::vector<double>& values = m.kept[c * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])];
-                const double mean = s.x / n;
-                double dev = 0;
-                for (double v : values) dev += std::abs(v - mean);
-                out[f] = dev / n;
-                break;
-            }
+            case xfam_AVEDEV: out[f] = deviation[c * size_t(m.nAvedev) + size_t(m.aggAvedev[size_t(k)])] / n; break;
             default: break; // ranks below; an unknown algorithm stays empty
             }
         }
@@ -704,8 +901,8 @@ PivotResult Pivot::result() const
         const bool up = m.aggAlg[size_t(k)] == xfam_RANKUP;
         std::vector<std::vector<std::pair<double, size_t>>> byColumn(size_t(r.columns.size()));
         for (size_t c = 0; c < nCells; ++c) {
-            const int row = rowHeader[size_t(m.cellRow[c])], col = colHeader[size_t(m.cellCol[c])];
-            const Acc& s = m.accs[c * size_t(m.nAgg) + size_t(k)];
+            const int row = cellRowHeader[c], col = cellColHeader[c];
+            const Acc& s = folded[c * nAgg + size_t(k)];
             if (s.n == 0 || r.rows[row].isTotal || r.columns[col].isTotal) continue;
             byColumn[size_t(col)].emplace_back(s.x, c);
         }

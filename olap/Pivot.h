@@ -98,6 +98,9 @@ private:
 //   text in Hungarian order; null comes first in either direction.
 // - A dimension with totals gets a subtotal after each group of its values (its values
 //   are the outer prefix); the outermost one's total is the grand total, last of all.
+//   A total aggregates the rows of its group (the average of a total is no average of
+//   averages): rows feed the cells of full combinations only, and result() folds their
+//   running statistics exactly into the totals.
 // - Facts read their column as a number; nulls (and, except for COUNT, text that is no
 //   number) are skipped. A cell with source rows but no value is empty, except COUNT (0).
 //   VAR and STDDEV need two values. RANKUP/RANKDOWN rank a cell's sum within its column
