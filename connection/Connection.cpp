@@ -44,6 +44,7 @@ bool Connection::open(const QString& target, QString* error)
         QSqlDatabase::removeDatabase(m_connectionName);
         return false;
     }
+    m_target = target;
     m_open = true;
     m_lost = false;
     return true;

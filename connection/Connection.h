@@ -34,6 +34,9 @@ public:
     bool open(const QString& target, QString* error);
     void close();
     bool isOpen() const { return m_open; }
+    // What the connection was opened with (a file, or a server URI with its password), for
+    // a second link to the same database.
+    QString target() const { return m_target; }
     QString engineName() const { return m_engine->name(); }
 
     // Creates what is missing of the schema, and the demo data as asked, as one step under
@@ -164,6 +167,7 @@ private:
     std::unique_ptr<Engine> m_engine;
     QSqlDatabase m_db;
     QString m_connectionName;
+    QString m_target;
     bool m_open = false;
     QHash<QString, QSqlQuery*> m_statements;
     std::map<int, std::unique_ptr<Recordset>> m_browse, m_edit;
