@@ -1,0 +1,699 @@
+#include "ReadOnlySource.h"
+#include "Connection.h"
+#include "Engine.h"
+#include "SqlExec.h"
+#include <QAtomicInt>
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMutex>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QTimeZone>
+#include <atomic>
+#include <charconv>
+#include <cstring>
+#include <libpq-fe.h>
+#include <sqlite3.h>
+#include <unicode/ucol.h>
+
+namespace NexoFrame {
+
+namespace {
+
+QAtomicInt g_sourceCounter;
+
+const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
+
+bool isIdentifierChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
+
+// The statement of `sql` without what may follow it: semicolons, spaces and comments.
+// False when another statement follows. Quotes and comments are skipped as the engine
+// reads them, so a ";" inside them does not count.
+bool singleStatement(const QString& sql, bool server, QString* statement)
+{
+    const qsizetype n = sql.size();
+    qsizetype end = -1;      // the first ";" outside quotes and comments
+    bool more = false, any = false;
+    auto skipTo = [&](qsizetype from, const QString& closing) {
+        const qsizetype at = sql.indexOf(closing, from);
+        return at < 0 ? n : at + closing.size();
+    };
+    for (qsizetype i = 0; i < n;) {
+        const QChar c = sql.at(i);
+        const QChar next = i + 1 < n ? sql.at(i + 1) : QChar();
+        if (c == QLatin1Char('-') && next == QLatin1Char('-')) {
+            i = skipTo(i + 2, QStringLiteral("\n"));
+            continue;
+        }
+        if (c == QLatin1Char('/') && next == QLatin1Char('*')) {
+            if (!server) {
+                i = skipTo(i + 2, QStringLiteral("*/"));
+                continue;
+            }
+            // The server nests block comments.
+            int depth = 0;
+            while (i < n) {
+                if (sql.mid(i, 2) == QLatin1String("/*")) {
+                    ++depth;
+                    i += 2;
+                } else if (sql.mid(i, 2) == QLatin1String("*/")) {
+                    i += 2;
+                    if (--depth == 0) break;
+                } else {
+                    ++i;
+                }
+            }
+            continue;
+        }
+        if (c.isSpace()) {
+            ++i;
+            continue;
+        }
+        if (c == QLatin1Char(';')) {
+            if (end < 0) end = i;
+            ++i;
+            continue;
+        }
+        if (end >= 0) {
+            more = true;
+            break;
+        }
+        any = true;
+        if (c == QLatin1Char('\'') || c == QLatin1Char('"') || (!server && c == QLatin1Char('`'))) {
+            // E'...' on the server takes backslash escapes; doubled quotes everywhere.
+            const bool backslash = server && c == QLatin1Char('\'') && i > 0
+                && sql.at(i - 1).toLower() == QLatin1Char('e') && (i < 2 || !isIdentifierChar(sql.at(i - 2)));
+            qsizetype j = i + 1;
+            while (j < n) {
+                if (backslash && sql.at(j) == QLatin1Char('\\')) {
+                    j += 2;
+                } else if (sql.at(j) == c) {
+                    if (j + 1 < n && sql.at(j + 1) == c) {
+                        j += 2;
+                    } else {
+                        ++j;
+                        break;
+                    }
+                } else {
+                    ++j;
+                }
+            }
+            i = std::min(j, n);
+            continue;
+        }
+        if (!server && c == QLatin1Char('[')) {
+            i = skipTo(i + 1, QStringLiteral("]"));
+            continue;
+        }
+        if (server && c == QLatin1Char('$') && (i == 0 || !isIdentifierChar(sql.at(i - 1)))) {
+            // A dollar quote: $$...$$ or $tag$...$tag$ ($1 is a parameter).
+            qsizetype j = i + 1;
+            while (j < n && isIdentifierChar(sql.at(j)) && !(j == i + 1 && sql.at(j).isDigit())) ++j;
+            if (j < n && sql.at(j) == QLatin1Char('$')) {
+                const QString tag = sql.mid(i, j - i + 1);
+                i = skipTo(j + 1, tag);
+                continue;
+            }
+        }
+        ++i;
+    }
+    if (more) return false;
+    *statement = !any ? QString() : end < 0 ? sql : sql.left(end);
+    return true;
+}
+
+// The engine's own words: the first line of its message, without the severity.
+QString engineWords(const QString& message)
+{
+    QString text = message.trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
+    if (text.startsWith(QLatin1String("ERROR:"))) text = text.mid(6).trimmed();
+    return text;
+}
+
+QString failureMessage(const QString& words)
+{
+    auto has = [&](const char* s) { return words.contains(QLatin1String(s), Qt::CaseInsensitive); };
+    if (has("read-only") || has("readonly") || has("read only") || has("not authorized"))
+        return QStringLiteral("A lekérdezés nem módosíthatja az adatbázist, csak olvashat belőle. (%1)").arg(words);
+    return QStringLiteral("A lekérdezés nem futtatható: %1").arg(words);
+}
+
+// Hungarian order by ICU, as the main connection registers it as "HU": texts the collator
+// finds equal but that differ are ordered by their bytes, so that equality stays exact.
+int compareHungarian(void* collator, int la, const void* a, int lb, const void* b)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const UCollationResult r = ucol_strcollUTF8(static_cast<UCollator*>(collator), static_cast<const char*>(a), la,
+                                                static_cast<const char*>(b), lb, &status);
+    if (U_SUCCESS(status) && r != UCOL_EQUAL) return r == UCOL_LESS ? -1 : 1;
+    const int c = std::memcmp(a, b, size_t(std::min(la, lb)));
+    return c != 0 ? c : la - lb;
+}
+
+void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator)); }
+
+using Sink = std::function<bool(const QVariantList&)>;
+
+// The texts of a column that come again and again (what a report groups by) share one
+// QString: a value met a moment ago costs a hash and a comparison instead of an allocation
+// and a UTF-8 decoding. Direct-mapped, so a column of unique texts only passes through.
+class TextCache {
+public:
+    QString text(const char* s, int len)
+    {
+        if (len > kLongest) return QString::fromUtf8(s, len);
+        quint64 h = 0x9e3779b97f4a7c15ULL ^ quint64(len);
+        int i = 0;
+        for (; i + 8 <= len; i += 8) {
+            quint64 k;
+            std::memcpy(&k, s + i, 8);
+            h = (h ^ k) * 0xbf58476d1ce4e5b9ULL;
+            h ^= h >> 31;
+        }
+        if (i < len) {
+            quint64 k = 0;
+            std::memcpy(&k, s + i, size_t(len - i));
+            h = (h ^ k) * 0x94d049bb133111ebULL;
+        }
+        h ^= h >> 29;
+        Slot& slot = m_slots[h & (kSlots - 1)];
+        if (slot.hash != h || slot.length != len || std::memcmp(slot.bytes, s, size_t(len)) != 0) {
+            slot.hash = h;
+            slot.length = len;
+            std::memcpy(slot.bytes, s, size_t(len));
+            slot.text = QString::fromUtf8(s, len);
+        }
+        return slot.text;
+    }
+
+private:
+    static constexpr int kLongest = 48;
+    static constexpr size_t kSlots = 256;
+    struct Slot {
+        quint64 hash = 0;
+        int length = -1;
+        char bytes[kLongest];
+        QString text;
+    };
+    std::vector<Slot> m_slots{kSlots};
+};
+
+// The server's ISO dates and times, read without a QString in between; false when the
+// text is laid out otherwise (infinity, years BC).
+bool number(const char* s, int n, int* out)
+{
+    return std::from_chars(s, s + n, *out).ptr == s + n;
+}
+
+bool isoDate(const char* s, int len, QDate* out)
+{
+    int y, m, d;
+    if (len < 10 || s[4] != '-' || s[7] != '-' || !number(s, 4, &y) || !number(s + 5, 2, &m) || !number(s + 8, 2, &d))
+        return false;
+    *out = QDate(y, m, d);
+    return out->isValid();
+}
+
+// "hh:mm:ss[.ffffff]" at s, and how many characters it took.
+bool isoTime(const char* s, int len, QTime* out, int* used)
+{
+    int h, mi, sec, ms = 0;
+    if (len < 8 || s[2] != ':' || s[5] != ':' || !number(s, 2, &h) || !number(s + 3, 2, &mi) || !number(s + 6, 2, &sec))
+        return false;
+    int i = 8;
+    if (i < len && s[i] == '.') {
+        int scale = 100;
+        for (++i; i < len && s[i] >= '0' && s[i] <= '9'; ++i, scale /= 10) ms += (s[i] - '0') * scale;
+    }
+    *used = i;
+    *out = QTime(h, mi, sec, ms);
+    return out->isValid();
+}
+
+} // namespace
+
+// What differs between the engines: how the link is made, what brackets a run, how rows
+// are read, and how a running statement is stopped from another thread.
+struct ReadOnlySource::Backend {
+    virtual ~Backend()
+    {
+        if (db.isOpen()) db.close();
+        db = QSqlDatabase();
+        if (!connectionName.isEmpty()) QSqlDatabase::removeDatabase(connectionName);
+    }
+    virtual bool server() const = 0;
+    // Before and after each statement.
+    virtual bool begin(int timeoutMs, QString* error) = 0;
+    virtual void end() = 0;
+    // Runs the statement, streaming its rows. False with the message on failure; a row
+    // the sink refuses ends it without failure.
+    virtual bool stream(const QString& statement, QStringList* columns, const Sink& sink,
+                        const QDeadlineTimer& deadline, QString* error) = 0;
+    // From any thread while a statement runs; under `lock`.
+    virtual void interrupt() = 0;
+
+    // Rows already on their way are checked here; the engines stop themselves too.
+    bool stopRequested(qint64 rows, const QDeadlineTimer& deadline) const
+    {
+        return (rows & 1023) == 0 && (cancelled || deadline.hasExpired());
+    }
+
+    std::unique_ptr<Engine> engine;
+    QSqlDatabase db;
+    QString connectionName;
+    QMutex lock;
+    bool running = false;
+    std::atomic<bool> cancelled{false};
+    std::atomic<bool> timedOut{false};
+    std::atomic<qint64> deadlineNs{0}; // QDeadlineTimer's precise clock, for the SQLite progress hook
+};
+
+namespace {
+
+// The file opened once more, read-only. Rows are read with SQLite's own calls on the
+// driver's handle: a million rows through QSqlQuery cost more than the cube they feed.
+class SqliteBackend final : public ReadOnlySource::Backend {
+public:
+    bool server() const override { return false; }
+
+    bool open(const QString& target, QString* error)
+    {
+        const QFileInfo fi(target);
+        if (!fi.isFile()) {
+            *error = QStringLiteral("Az adatbázis-fájl nem található: %1").arg(fi.absoluteFilePath());
+            return false;
+        }
+        db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName);
+        db.setDatabaseName(fi.absoluteFilePath());
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=5000"));
+        if (!db.open()) {
+            *error = QStringLiteral("Az adatbázis nem nyitható meg olvasásra: %1 (%2)")
+                         .arg(fi.absoluteFilePath(), db.lastError().text());
+            return false;
+        }
+        const QVariant h = db.driver()->handle();
+        if (h.isValid() && qstrcmp(h.typeName(), "sqlite3*") == 0) m_handle = *static_cast<sqlite3* const*>(h.constData());
+        UErrorCode status = U_ZERO_ERROR;
+        UCollator* collator = m_handle ? ucol_open("hu_HU", &status) : nullptr;
+        if (!collator || U_FAILURE(status)
+            || sqlite3_create_collation_v2(m_handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator)
+                != SQLITE_OK) {
+            if (collator && U_SUCCESS(status)) ucol_close(collator);
+            *error = QStringLiteral("A magyar ábécérend nem állítható be: %1").arg(fi.absoluteFilePath());
+            return false;
+        }
+        execSql(db, QStringLiteral("PRAGMA query_only=1"));
+        // Beside the read-only file: nothing but reading is even prepared (no ATTACH, no
+        // PRAGMA that would lift query_only).
+        sqlite3_set_authorizer(m_handle, authorize, nullptr);
+        sqlite3_progress_handler(m_handle, 1000, progress, this);
+        return true;
+    }
+
+    bool begin(int, QString*) override { return true; }
+    void end() override {}
+    // The progress hook looks at the flag; nothing more to do here.
+    void interrupt() override {}
+
+    bool stream(const QString& statement, QStringList* columns, const Sink& sink, const QDeadlineTimer& deadline,
+                QString* error) override
+    {
+        const QByteArray sql = statement.toUtf8();
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(m_handle, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
+            *error = failureMessage(engineWords(QString::fromUtf8(sqlite3_errmsg(m_handle))));
+            sqlite3_finalize(stmt);
+            return false;
+        }
+        const int n = sqlite3_column_count(stmt);
+        // Dates are stored as text; a column declared as a date hands out QDateTime.
+        std::vector<char> isDate(size_t(n), 0);
+        for (int i = 0; i < n; ++i) {
+            if (columns) *columns << QString::fromUtf8(sqlite3_column_name(stmt, i));
+            const QByteArray type = QByteArray(sqlite3_column_decltype(stmt, i)).toUpper();
+            isDate[size_t(i)] = type.startsWith("DATE") || type.startsWith("TIMESTAMP");
+        }
+        const ColumnDef dateDef{QString(), ColType::DateTime, 0, QVariant()};
+        std::vector<TextCache> texts(static_cast<size_t>(n));
+        QVariantList row(n);
+        qint64 count = 0;
+        int rc;
+        bool ok = true;
+        while ((rc = sqlite3_step(stmt)) == SQLITE_ROW) {
+            for (int i = 0; i < n; ++i) {
+                switch (sqlite3_column_type(stmt, i)) {
+                case SQLITE_INTEGER: row[i] = qlonglong(sqlite3_column_int64(stmt, i)); break;
+                case SQLITE_FLOAT: row[i] = sqlite3_column_double(stmt, i); break;
+                case SQLITE_TEXT: {
+                    const char* text = reinterpret_cast<const char*>(sqlite3_column_text(stmt, i));
+                    row[i] = texts[size_t(i)].text(text, sqlite3_column_bytes(stmt, i));
+                    if (isDate[size_t(i)]) row[i] = engine->fromDb(dateDef, row[i]);
+                    break;
+                }
+                case SQLITE_BLOB: {
+                    const char* data = static_cast<const char*>(sqlite3_column_blob(stmt, i));
+                    row[i] = QByteArray(data, sqlite3_column_bytes(stmt, i));
+                    break;
+                }
+                default: row[i] = QVariant(); break;
+                }
+            }
+            if (!sink(row)) break;
+            if (stopRequested(++count, deadline)) {
+                ok = false;
+                break;
+            }
+        }
+        if (rc != SQLITE_ROW && rc != SQLITE_DONE) {
+            ok = false;
+            *error = failureMessage(engineWords(QString::fromUtf8(sqlite3_errmsg(m_handle))));
+        }
+        sqlite3_finalize(stmt);
+        return ok;
+    }
+
+private:
+    static int authorize(void*, int action, const char*, const char*, const char*, const char*)
+    {
+        switch (action) {
+        case SQLITE_SELECT:
+        case SQLITE_READ:
+        case SQLITE_FUNCTION:
+        case SQLITE_RECURSIVE: return SQLITE_OK;
+        }
+        return SQLITE_DENY;
+    }
+
+    static int progress(void* self)
+    {
+        auto* b = static_cast<SqliteBackend*>(self);
+        if (b->cancelled.load(std::memory_order_relaxed)) return 1;
+        const qint64 deadline = b->deadlineNs.load(std::memory_order_relaxed);
+        if (deadline <= 0 || QDeadlineTimer::current(Qt::PreciseTimer).deadlineNSecs() < deadline) return 0;
+        b->timedOut = true;
+        return 1;
+    }
+
+    sqlite3* m_handle = nullptr;
+};
+
+// A session of its own on the server that only reads. Rows come one by one in libpq's
+// single-row mode on the driver's link, so that the server streams while the cube is fed.
+class PostgresBackend final : public ReadOnlySource::Backend {
+public:
+    ~PostgresBackend() override
+    {
+        if (m_cancel) PQfreeCancel(m_cancel);
+    }
+
+    bool server() const override { return true; }
+
+    bool open(const QString& target, QString* error)
+    {
+        if (!engine->open(db, connectionName, target, error)) return false;
+        return setUp(error);
+    }
+
+    bool begin(int timeoutMs, QString* error) override
+    {
+        if (m_lost) {
+            QString err;
+            if (!engine->reopen(db, &err) || !setUp(&err)) {
+                *error = err;
+                return false;
+            }
+            m_lost = false;
+        }
+        QString err;
+        if (execSql(db, QStringLiteral("BEGIN READ ONLY; SET LOCAL statement_timeout = %1").arg(std::max(1, timeoutMs)), &err))
+            return true;
+        noteLost();
+        *error = failureMessage(engineWords(err));
+        return false;
+    }
+
+    void end() override
+    {
+        if (!execSql(db, QStringLiteral("ROLLBACK"))) noteLost();
+    }
+
+    void interrupt() override
+    {
+        char buffer[256];
+        if (m_cancel) PQcancel(m_cancel, buffer, sizeof buffer);
+    }
+
+    bool stream(const QString& statement, QStringList* columns, const Sink& sink, const QDeadlineTimer& deadline,
+                QString* error) override
+    {
+        if (!m_conn || !PQsendQuery(m_conn, statement.toUtf8().constData()) || !PQsetSingleRowMode(m_conn)) {
+            *error = failureMessage(engineWords(QString::fromUtf8(m_conn ? PQerrorMessage(m_conn) : "")));
+            drain();
+            noteLost();
+            return false;
+        }
+        bool ok = true, stopped = false, described = false;
+        std::vector<Oid> types;
+        std::vector<TextCache> texts;
+        QVariantList row;
+        qint64 count = 0;
+        while (PGresult* r = PQgetResult(m_conn)) {
+            const ExecStatusType status = PQresultStatus(r);
+            if ((status == PGRES_SINGLE_TUPLE || status == PGRES_TUPLES_OK) && !described) {
+                described = true;
+                const int n = PQnfields(r);
+                row.resize(n);
+                texts.resize(size_t(n));
+                for (int i = 0; i < n; ++i) {
+                    if (columns) *columns << QString::fromUtf8(PQfname(r, i));
+                    types.push_back(PQftype(r, i));
+                }
+            }
+            if (status == PGRES_SINGLE_TUPLE) {
+                if (!stopped) {
+                    for (int i = 0; i < row.size(); ++i)
+                        row[i] = PQgetisnull(r, 0, i)
+                            ? QVariant()
+                            : value(types[size_t(i)], PQgetvalue(r, 0, i), PQgetlength(r, 0, i), texts[size_t(i)]);
+                    // Refused by the sink: done; cancelled or late: failed.
+                    const bool refused = !sink(row);
+                    if (refused || stopRequested(++count, deadline)) {
+                        ok = refused;
+                        stopped = true;
+                        // The rest would still be sent and read to the end: stop it there.
+                        QMutexLocker locker(&lock);
+                        interrupt();
+                    }
+                }
+            } else if (status == PGRES_COPY_OUT || status == PGRES_COPY_IN || status == PGRES_COPY_BOTH) {
+                ok = false;
+                *error = QStringLiteral("A lekérdezés nem futtatható: COPY helyett SELECT kell.");
+                endCopy(status);
+            } else if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY && !stopped) {
+                ok = false;
+                const char* sqlState = PQresultErrorField(r, PG_DIAG_SQLSTATE);
+                const QString words = engineWords(QString::fromUtf8(PQresultErrorMessage(r)));
+                if (qstrcmp(sqlState, "57014") == 0 && words.contains(QLatin1String("statement timeout"))) timedOut = true;
+                *error = failureMessage(words);
+            }
+            PQclear(r);
+        }
+        if (!ok && !timedOut && !cancelled) noteLost();
+        return ok;
+    }
+
+private:
+    // A value in the server's text format, by its column's type.
+    static QVariant value(Oid type, const char* s, int len, TextCache& texts)
+    {
+        switch (type) {
+        case 16: return QVariant(len > 0 && s[0] == 't'); // bool
+        case 20:                                          // int8
+        case 26: {                                        // oid
+            qlonglong v = 0;
+            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
+            break;
+        }
+        case 21: // int2
+        case 23: { // int4
+            int v = 0;
+            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
+            break;
+        }
+        case 700:  // float4
+        case 701:  // float8
+        case 1700: { // numeric, as a double
+            double v = 0;
+            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
+            break;
+        }
+        case 1082: { // date
+            QDate d;
+            if (isoDate(s, len, &d)) return d;
+            break;
+        }
+        case 1114: // timestamp: the clock reading as stored
+        case 1184: { // timestamptz: the same moment on this machine's clock
+            QDate d;
+            QTime t;
+            int used = 0;
+            if (!isoDate(s, len, &d) || len < 19 || s[10] != ' ' || !isoTime(s + 11, len - 11, &t, &used)) break;
+            if (type == 1114) return QDateTime(d, t);
+            const char* z = s + 11 + used;
+            const int rest = len - 11 - used;
+            int hours = 0, minutes = 0;
+            if (rest < 3 || (z[0] != '+' && z[0] != '-') || !number(z + 1, 2, &hours)) break;
+            if (rest >= 6 && z[3] == ':' && !number(z + 4, 2, &minutes)) break;
+            const int offset = (z[0] == '-' ? -1 : 1) * (hours * 3600 + minutes * 60);
+            return QDateTime(d, t, QTimeZone(offset)).toLocalTime();
+        }
+        case 1083: { // time
+            QTime t;
+            int used = 0;
+            if (isoTime(s, len, &t, &used)) return t;
+            break;
+        }
+        case 17: { // bytea
+            size_t n = 0;
+            unsigned char* bytes = PQunescapeBytea(reinterpret_cast<const unsigned char*>(s), &n);
+            const QByteArray out(reinterpret_cast<const char*>(bytes), qsizetype(n));
+            PQfreemem(bytes);
+            return out;
+        }
+        }
+        return texts.text(s, len);
+    }
+
+    bool setUp(QString* error)
+    {
+        QString err;
+        // Dates in ISO order whatever the server's default, as value() reads them.
+        if (!execSql(db, QStringLiteral("SET default_transaction_read_only = on; SET DateStyle = 'ISO, YMD'"), &err)) {
+            *error = QStringLiteral("Az olvasó kapcsolat nem állítható be: %1").arg(err);
+            return false;
+        }
+        const QVariant h = db.driver()->handle();
+        m_conn = nullptr;
+        if (h.isValid() && (qstrcmp(h.typeName(), "pg_conn*") == 0 || qstrcmp(h.typeName(), "PGconn*") == 0))
+            m_conn = *static_cast<PGconn* const*>(h.constData());
+        QMutexLocker locker(&lock);
+        if (m_cancel) PQfreeCancel(m_cancel);
+        m_cancel = m_conn ? PQgetCancel(m_conn) : nullptr;
+        return m_conn != nullptr;
+    }
+
+    void drain()
+    {
+        if (!m_conn) return;
+        while (PGresult* r = PQgetResult(m_conn)) PQclear(r);
+    }
+
+    void endCopy(ExecStatusType status)
+    {
+        if (status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH) {
+            char* buffer = nullptr;
+            while (PQgetCopyData(m_conn, &buffer, 0) > 0) PQfreemem(buffer);
+        }
+        if (status == PGRES_COPY_IN || status == PGRES_COPY_BOTH) PQputCopyEnd(m_conn, "refused");
+    }
+
+    void noteLost()
+    {
+        if (engine->connectionLost(db)) m_lost = true;
+    }
+
+    PGconn* m_conn = nullptr;
+    PGcancel* m_cancel = nullptr;
+    bool m_lost = false;
+};
+
+} // namespace
+
+ReadOnlySource::ReadOnlySource(std::unique_ptr<Backend> backend) : m_backend(std::move(backend)) {}
+
+ReadOnlySource::~ReadOnlySource() = default;
+
+std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Connection& c, QString* error)
+{
+    QString err;
+    const QString target = c.target();
+    std::unique_ptr<Backend> b;
+    bool ok = false;
+    const QString name = QStringLiteral("nexo_readonly_%1").arg(g_sourceCounter.fetchAndAddOrdered(1));
+    if (c.isOpen() && isServerTarget(target)) {
+        auto pg = std::make_unique<PostgresBackend>();
+        pg->engine = makePostgresEngine();
+        pg->connectionName = name;
+        ok = pg->open(target, &err);
+        b = std::move(pg);
+    } else if (c.isOpen()) {
+        auto lite = std::make_unique<SqliteBackend>();
+        lite->engine = makeSqliteEngine();
+        lite->connectionName = name;
+        // The file as the connection resolved it when it opened.
+        ok = lite->open(c.databaseName(), &err);
+        b = std::move(lite);
+    } else {
+        err = QStringLiteral("Nincs megnyitott adatbázis.");
+    }
+    if (!ok) {
+        if (error) *error = err;
+        return nullptr;
+    }
+    return std::unique_ptr<ReadOnlySource>(new ReadOnlySource(std::move(b)));
+}
+
+void ReadOnlySource::cancel()
+{
+    Backend& b = *m_backend;
+    QMutexLocker locker(&b.lock);
+    if (!b.running) return;
+    b.cancelled = true;
+    b.interrupt();
+}
+
+bool ReadOnlySource::run(const QString& sql, QStringList* columns, const std::function<bool(const QVariantList&)>& sink,
+                         QString* error, int timeoutMs)
+{
+    Backend& b = *m_backend;
+    QString err;
+    auto fail = [&](const QString& message) {
+        if (error) *error = message;
+        return false;
+    };
+    if (columns) columns->clear();
+    QString statement;
+    if (!singleStatement(sql, b.server(), &statement))
+        return fail(QStringLiteral("Egyszerre csak egy lekérdezés futtatható: a pontosvessző után nem állhat újabb "
+                                   "utasítás."));
+    if (statement.isEmpty()) return fail(QStringLiteral("Üres a lekérdezés."));
+
+    const QDeadlineTimer deadline(std::max(1, timeoutMs), Qt::PreciseTimer);
+    {
+        QMutexLocker locker(&b.lock);
+        b.cancelled = false;
+        b.timedOut = false;
+        b.deadlineNs = deadline.deadlineNSecs();
+        b.running = true;
+    }
+    bool ok = b.begin(timeoutMs, &err);
+    if (ok) {
+        ok = b.stream(statement, columns, sink, deadline, &err);
+        b.end();
+    }
+    {
+        QMutexLocker locker(&b.lock);
+        b.running = false;
+        b.deadlineNs = 0;
+    }
+    if (b.cancelled) return fail(kCancelled);
+    if (!ok && (b.timedOut || deadline.hasExpired()))
+        return fail(QStringLiteral("A lekérdezés nem fejeződött be %1 másodperc alatt, ezért leállt.")
+                        .arg(QLocale(QLocale::Hungarian).toString(timeoutMs / 1000.0, 'g', 3)));
+    if (!ok) return fail(err);
+    return true;
+}
+
+} // namespace NexoFrame

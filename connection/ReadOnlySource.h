@@ -1,0 +1,59 @@
+#pragma once
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <functional>
+#include <memory>
+
+namespace NexoFrame {
+
+class Connection;
+
+// A second link to the database of a connection that can only read: for SQL that users
+// write themselves (OLAP sources, lists).
+//
+// Open, run and destroy it on one thread (a worker, so that the user interface stays
+// alive during a long query); cancel() may come from any thread.
+//
+// One statement per run: text with a second statement after a ";" is refused before
+// anything runs. Nothing the statement does can change the database: the file is opened
+// read-only (SQLite), the session reads only and every run is a read-only transaction that
+// is rolled back (PostgreSQL).
+//
+// Rows are streamed (a million-row source never sits in memory): each value as the engine
+// has it, with dates and booleans made usable:
+// - null: an invalid QVariant;
+// - integers: qlonglong (SQLite, server bigint), int (server smallint, integer);
+// - floating and numeric columns: double;
+// - text: QString; blobs and bytea: QByteArray;
+// - dates: QDateTime for a SQLite column declared DATE/DATETIME/TIMESTAMP and for a server
+//   timestamp (the clock reading as stored); a server timestamptz as a QDateTime in this
+//   machine's time; QDate for a server date, QTime for a server time; a date SQLite
+//   computes (date(...)) stays text "yyyy-MM-dd";
+// - booleans: bool from the server; SQLite holds them as integers (the suite stores true
+//   as -1), which QVariant::toBool() reads correctly.
+class ReadOnlySource {
+public:
+    // nullptr and a Hungarian message on failure.
+    static std::unique_ptr<ReadOnlySource> open(const Connection& c, QString* error);
+    ~ReadOnlySource();
+    ReadOnlySource(const ReadOnlySource&) = delete;
+    ReadOnlySource& operator=(const ReadOnlySource&) = delete;
+
+    // Runs one statement. Column names into `columns`; each row is handed to `sink` (return
+    // false to stop early: that is no failure; a row kept is a cheap shared copy). False with a Hungarian message in `error`
+    // (the engine's own words inside it) on failure, timeout or cancel.
+    bool run(const QString& sql, QStringList* columns, const std::function<bool(const QVariantList&)>& sink,
+             QString* error, int timeoutMs = 60000);
+    // Thread-safe; makes a running run() stop and return false with "A lekérdezés megszakítva."
+    void cancel();
+
+    // The engine's half, in ReadOnlySource.cpp.
+    struct Backend;
+
+private:
+    explicit ReadOnlySource(std::unique_ptr<Backend> backend);
+    std::unique_ptr<Backend> m_backend;
+};
+
+} // namespace NexoFrame
