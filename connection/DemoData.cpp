@@ -176,38 +176,54 @@ void Connection::createDemoData()
             w.roles(Tables::Menu, m.id, Writer::roleSlots(m.grants));
         }
 
-        // OLAP folders and reports over the sample sales table.
-        const QString sql = QStringLiteral("SELECT region, product, sale_year, sale_month, quantity, amount FROM olap_sample_sales");
-        struct R { int id; int parent; const char* caption; int type; };
-        const R reports[] = {{1, 0, "Értékesítés", 0}, {2, 1, "Forgalom régiónként", 1},
-                             {3, 1, "Havi mennyiségek", 1}, {4, 0, "Pénzügy", 0}};
+        // OLAP folders and base reports over the sample sales table: dimensions of several
+        // types on every axis, facts of several algorithms, one of them a formula.
+        const QString sql = QStringLiteral("SELECT region, product, sale_year, sale_month, sale_date, paid, quantity, amount "
+                                           "FROM olap_sample_sales");
+        struct R { int id; int parent; const char* caption; int type; int chart; };
+        const R reports[] = {{1, 0, "Értékesítés", 0, 1}, {2, 1, "Forgalom régiónként", 1, 1},
+                             {3, 1, "Havi mennyiségek", 1, 3}, {5, 1, "Fizetett számlák", 1, 14}, {4, 0, "Pénzügy", 0, 1}};
         for (const R& r : reports) {
             w.row(Tables::OlapReport, {{"id", r.id}, {"parent_id", r.parent}, {"caption", QString::fromUtf8(r.caption)},
-                                       {"report_type", r.type}, {"sql_source", r.type ? sql : QString()}});
+                                       {"report_type", r.type}, {"sql_source", r.type ? sql : QString()}, {"chart_type", r.chart}});
             w.roles(Tables::OlapReport, r.id, Writer::roleSlots({0, 1, 2}));
         }
-        struct F { int report; const char* caption; const char* field; int type; int dimType; int axis; int algo; int sort; };
-        const F fields[] = {{2, "Régió", "region", 0, 1, 0, 1, 1}, {2, "Termék", "product", 0, 1, 1, 1, 2},
-                            {2, "Év", "sale_year", 0, 5, 2, 1, 3}, {2, "Összeg", "amount", 1, 1, 1, 1, 1},
-                            {3, "Hónap", "sale_month", 0, 5, 0, 1, 1}, {3, "Mennyiség", "quantity", 1, 1, 1, 1, 1}};
+        // report, caption, field, kind (0 dimension, 1 fact), data type, axis, order, total, algorithm, formula, sort
+        struct F { int report; const char* caption; const char* field; int kind; int dimType; int axis; int order; int total;
+                   int algo; const char* formula; int sort; };
+        const F fields[] = {
+            {2, "Régió", "region", 0, 1, 0, 0, -1, 1, "", 1},          {2, "Év", "sale_year", 0, 1, 1, 0, -1, 1, "", 1},
+            {2, "Termék", "product", 0, 1, 2, 0, 0, 1, "", 1},         {2, "Összeg", "amount", 1, 1, 1, 0, 0, 4098, "", 1},
+            {2, "Darab", "quantity", 1, 1, 1, 0, 0, 4098, "", 2},      {2, "Átlagár", "amount", 1, 1, 1, 0, 0, 4096, "[Összeg] / [Darab]", 3},
+            {3, "Hónap", "sale_month", 0, 4, 0, 0, -1, 1, "", 1},      {3, "Termék", "product", 0, 1, 1, 0, -1, 1, "", 1},
+            {3, "Mennyiség", "quantity", 1, 1, 1, 0, 0, 1, "", 1},     {3, "Legnagyobb tétel", "amount", 1, 1, 1, 0, 0, 4100, "", 2},
+            {5, "Fizetve", "paid", 0, 2, 0, -1, -1, 1, "", 1},         {5, "Régió", "region", 0, 1, 1, 0, 0, 1, "", 1},
+            {5, "Számlák", "amount", 1, 1, 1, 0, 0, 4097, "", 1},      {5, "Átlag", "amount", 1, 1, 1, 0, 0, 4101, "", 2},
+            {5, "Szórás", "amount", 1, 1, 1, 0, 0, 4104, "", 3}};
         for (const F& f : fields)
             w.row(Tables::OlapReportField, {{"report_id", f.report}, {"caption", QString::fromUtf8(f.caption)},
-                                            {"field_name", QString::fromUtf8(f.field)}, {"field_type", f.type},
+                                            {"field_name", QString::fromUtf8(f.field)}, {"field_type", f.kind},
                                             {"dim_field_type", f.dimType}, {"dim_field_axis", f.axis},
-                                            {"fact_algorithm", f.algo}, {"field_sort_order", f.sort}},
+                                            {"dim_order", f.order}, {"dim_total", f.total},
+                                            {"fact_algorithm", f.algo}, {"fact_formula", QString::fromUtf8(f.formula)},
+                                            {"field_sort_order", f.sort}},
                   false);
-        const char* regions[] = {"Közép-Magyarország", "Dél-Alföld", "Nyugat-Dunántúl"};
-        const char* products[] = {"Irodaszer", "Nyomtató", "Papír", "Szoftver"};
-        int sid = 1;
-        for (int r = 0; r < 3; ++r)
-            for (int p = 0; p < 4; ++p)
-                for (int y = 2025; y <= 2026; ++y)
-                    for (int m = 1; m <= 12; ++m, ++sid)
-                        w.row(Tables::OlapSample, {{"id", sid}, {"region", QString::fromUtf8(regions[r])},
-                                                   {"product", QString::fromUtf8(products[p])}, {"sale_year", y},
-                                                   {"sale_month", m}, {"quantity", 10 + (sid * 7) % 40},
-                                                   {"amount", 1000.0 * (1 + (sid * 13) % 50)}},
-                              false);
+        // A few thousand sales over two years, the same on every machine.
+        const char* regions[] = {"Közép-Magyarország", "Dél-Alföld", "Nyugat-Dunántúl", "Észak-Magyarország", "Dél-Dunántúl"};
+        const char* products[] = {"Irodaszer", "Nyomtató", "Papír", "Szoftver", "Toner", "Ágyúpapír"};
+        quint32 seed = 12345;
+        auto next = [&seed](int n) {
+            seed = seed * 1103515245u + 12345u;
+            return int((seed >> 8) % quint32(n));
+        };
+        for (int sid = 1; sid <= 3000; ++sid) {
+            const QDate day = QDate(2025, 1, 1).addDays(next(730));
+            w.row(Tables::OlapSample, {{"id", sid}, {"region", QString::fromUtf8(regions[next(5)])},
+                                       {"product", QString::fromUtf8(products[next(6)])}, {"sale_year", day.year()},
+                                       {"sale_month", day.month()}, {"sale_date", day.startOfDay()}, {"paid", next(10) < 8},
+                                       {"quantity", 1 + next(40)}, {"amount", 500.0 * (1 + next(60))}},
+                  false);
+        }
 
         // The partner module's tables: the own company, postal codes with the capital's
         // districts, and road distances between cities.

@@ -178,7 +178,7 @@ Schema::Schema()
 
     m_tables << makeTable("olap_sample_sales", Tables::OlapSample, "id",
                       L{lng("id"), txt("region", 50), txt("product", 50), lng("sale_year"),
-                        lng("sale_month"), lng("quantity"), dbl("amount")},
+                        lng("sale_month"), lng("quantity"), dbl("amount"), dt("sale_date"), boo("paid")},
                       {idx("region", {"region"})});
 }
 

@@ -1,6 +1,8 @@
 #include "Factory.h"
 #include "AuthUnits.h"
 #include "Menus.h"
+#include "OLAPReports.h"
+#include "cDDXOlapReport.h"
 #include "Nexo.h"
 #include "UserMenu.h"
 #include "Users.h"
@@ -31,6 +33,8 @@ const QList<Entry>& entries()
         {"NexoFrame.Users", "Users", [](QObject* p) -> QObject* { return new Users(asParent(p)); }},
         {"NexoFrame.cDDXUserGroup", "cDDXUserGroup", [](QObject* p) -> QObject* { return new cDDXUserGroup(p); }},
         {"NexoFrame.cDDXUser", "cDDXUser", [](QObject* p) -> QObject* { return new cDDXUser(p); }},
+        {"NexoFrame.OLAPReports", "OLAPReports", [](QObject* p) -> QObject* { return new OLAPReports(asParent(p)); }},
+        {"NexoFrame.cDDXOlapReport", "cDDXOlapReport", [](QObject* p) -> QObject* { return new cDDXOlapReport(p); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},

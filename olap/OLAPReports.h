@@ -1,0 +1,56 @@
+#pragma once
+#include "TreePanel.h"
+
+namespace NexoFrame {
+
+// The tree of OLAP folders and reports: edits them (mode 0) or sets which roles may use
+// each (any other mode). Ctrl+C on a report and Ctrl+V on a folder copy a report with its
+// fields.
+class OLAPReports : public TreePanel {
+    Q_OBJECT
+public:
+    enum Kind { FolderNode = 0, ReportNode = 1 };
+
+    explicit OLAPReports(QWidget* parent = nullptr);
+
+    void CopyReport();
+    void PasteReport();
+    // Shows the selected report as its users will see it.
+    void PreviewReport();
+    int copySource() const { return m_copySource; }
+
+protected:
+    int tableNumber() const override;
+    QString rootText() const override { return QStringLiteral("OLAP Riportok"); }
+    QString titleText(bool roleMode) const override
+    {
+        return roleMode ? QStringLiteral("OLAP Riportok jogosultságainak beállítása") : QStringLiteral("OLAP Riportok");
+    }
+    QList<TreeCommand> commands() const override
+    {
+        return {{100014, QStringLiteral("Új könyvtár"), TreeAction::New, FolderNode},
+                {100015, QStringLiteral("Új riport"), TreeAction::New, ReportNode},
+                {100016, QStringLiteral("Módosítás"), TreeAction::Modify},
+                {100017, QStringLiteral("Törlés"), TreeAction::Delete}};
+    }
+    QString childIndex() const override { return QStringLiteral("real_parent_id_2"); }
+    QString nodeText(const Recordset& row) const override;
+    QString nodeText(const cDDXRecord& record) const override;
+    std::unique_ptr<cDDXRecord> makeRecord() const override;
+    std::unique_ptr<cDDXRecord> makeNewRecord(int variant) const override;
+    int nodeKind(const Recordset& row) const override;
+    int nodeKind(const cDDXRecord& record) const override;
+    void styleNode(QTreeWidgetItem* node, int kind) override;
+    void nodeExpanded(QTreeWidgetItem* node, bool expanded) override;
+    bool canCreateUnder(int parentId) override;
+    bool canModify(int id) override;
+    bool canDelete(int id) override;
+    void setupCommandBar() override;
+
+private:
+    int typeOf(int id) const; // report_type of a row, -1 when there is none
+    bool baseRefused(int id);
+    int m_copySource = -1;
+};
+
+} // namespace NexoFrame
