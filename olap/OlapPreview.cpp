@@ -392,7 +392,10 @@ OlapPreview::OlapPreview(QWidget* parent) : QWidget(parent), m_model(new Preview
     m_chartView = new QChartView(m_splitter);
     m_chartView->setObjectName(QStringLiteral("chv_chart"));
     m_chartView->setRenderHint(QPainter::Antialiasing);
-    m_chartView->setMinimumHeight(160);
+    m_chartView->setMinimumHeight(220);
+    // The chart gets the larger share: a cube of a few rows needs little room.
+    m_splitter->setStretchFactor(0, 2);
+    m_splitter->setStretchFactor(1, 3);
     layout->addWidget(m_message);
     layout->addWidget(m_pageBar);
     layout->addWidget(m_splitter, 1);

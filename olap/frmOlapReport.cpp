@@ -63,7 +63,11 @@ frmOlapReport::frmOlapReport(QWidget* parent)
 {
     TabControl = new QTabWidget(this);
     TabControl->setObjectName(QStringLiteral("TabControl"));
-    form()->addRow(TabControl);
+    // The tabs take the dialog's height, so the grids, the SQL and the preview get room.
+    auto* outer = static_cast<QVBoxLayout*>(layout());
+    outer->insertWidget(0, TabControl, 1);
+    for (int i = 0; i < outer->count(); ++i)
+        if (outer->itemAt(i)->spacerItem()) outer->setStretch(i, 0);
     const cDDXOlapReport probe;
 
     // Alapadatok
@@ -263,6 +267,7 @@ void frmOlapReport::GridFill()
         grid->insertRow(row);
         for (int c = 0; c < cells.size(); ++c) grid->setItem(row, c, new QTableWidgetItem(cells[c]));
     }
+    for (QTableWidget* grid : {rpt_dim, rpt_fact}) grid->resizeColumnsToContents();
     lbl_dim_empty->setVisible(rpt_dim->rowCount() == 0);
     lbl_fact_empty->setVisible(rpt_fact->rowCount() == 0);
 }
