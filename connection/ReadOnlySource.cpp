@@ -1,4 +1,5 @@
 #include "ReadOnlySource.h"
+#include "SqliteHungarian.h"
 #include "Connection.h"
 #include "Engine.h"
 #include "SqlExec.h"
@@ -16,7 +17,6 @@
 #include <cstring>
 #include <libpq-fe.h>
 #include <sqlite3.h>
-#include <unicode/ucol.h>
 
 namespace NexoFrame {
 
@@ -140,19 +140,6 @@ QString failureMessage(const QString& words)
     return QStringLiteral("A lekérdezés nem futtatható: %1").arg(words);
 }
 
-// Hungarian order by ICU, as the main connection registers it as "HU": texts the collator
-// finds equal but that differ are ordered by their bytes, so that equality stays exact.
-int compareHungarian(void* collator, int la, const void* a, int lb, const void* b)
-{
-    UErrorCode status = U_ZERO_ERROR;
-    const UCollationResult r = ucol_strcollUTF8(static_cast<UCollator*>(collator), static_cast<const char*>(a), la,
-                                                static_cast<const char*>(b), lb, &status);
-    if (U_SUCCESS(status) && r != UCOL_EQUAL) return r == UCOL_LESS ? -1 : 1;
-    const int c = std::memcmp(a, b, size_t(std::min(la, lb)));
-    return c != 0 ? c : la - lb;
-}
-
-void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator)); }
 
 using Sink = std::function<bool(const QVariantList&)>;
 
@@ -295,12 +282,7 @@ public:
         }
         const QVariant h = db.driver()->handle();
         if (h.isValid() && qstrcmp(h.typeName(), "sqlite3*") == 0) m_handle = *static_cast<sqlite3* const*>(h.constData());
-        UErrorCode status = U_ZERO_ERROR;
-        UCollator* collator = m_handle ? ucol_open("hu_HU", &status) : nullptr;
-        if (!collator || U_FAILURE(status)
-            || sqlite3_create_collation_v2(m_handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator)
-                != SQLITE_OK) {
-            if (collator && U_SUCCESS(status)) ucol_close(collator);
+        if (!registerHungarianCollation(m_handle)) {
             *error = QStringLiteral("A magyar ábécérend nem állítható be: %1").arg(fi.absoluteFilePath());
             return false;
         }

@@ -1,5 +1,6 @@
 #include "Engine.h"
 #include "SqlExec.h"
+#include "SqliteHungarian.h"
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
@@ -37,6 +38,22 @@ int compareHungarian(void* collator, int la, const void* a, int lb, const void* 
 }
 
 void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator)); }
+
+} // namespace
+
+bool registerHungarianCollation(sqlite3* handle)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    UCollator* collator = handle ? ucol_open("hu_HU", &status) : nullptr;
+    if (!collator || U_FAILURE(status)) return false;
+    if (sqlite3_create_collation_v2(handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator) == SQLITE_OK)
+        return true;
+    // A refused registration leaves the collator to its caller.
+    ucol_close(collator);
+    return false;
+}
+
+namespace {
 
 // Waits for another writer in short steps, so that the lock is taken soon after it is
 // freed (SQLite's own handler sleeps up to 100 ms between looks).
@@ -107,12 +124,7 @@ public:
             db.close();
             return false;
         }
-        UErrorCode status = U_ZERO_ERROR;
-        UCollator* collator = ucol_open("hu_HU", &status);
-        if (U_FAILURE(status)
-            || sqlite3_create_collation_v2(m_handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator)
-                != SQLITE_OK) {
-            if (collator && U_SUCCESS(status)) ucol_close(collator);
+        if (!registerHungarianCollation(m_handle)) {
             *error = QStringLiteral("A magyar ábécérend nem állítható be: %1").arg(m_path);
             db.close();
             return false;

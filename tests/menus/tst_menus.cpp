@@ -1,5 +1,6 @@
 #include "Connection.h"
 #include "ModalDriver.h"
+#include "RecordTesting.h"
 #include "Menus.h"
 #include "Module.h"
 #include "RoleTicks.h"
@@ -23,12 +24,6 @@ using namespace NexoFrame;
 
 namespace {
 
-QStringList errorTexts()
-{
-    QStringList l;
-    for (const Error& e : module().errors()) l << e.description();
-    return l;
-}
 
 QVariantList row(Connection& c, const QString& columns, int id)
 {
@@ -41,17 +36,11 @@ bool roleOf(Connection& c, int id, int slot) { return row(c, QStringLiteral("aut
 ModalAction readErrorList(QStringList* out)
 {
     return [out](QWidget* list) {
-        auto* grid = list->findChild<QTableWidget*>(QStringLiteral("grd_error"));
-        for (int r = 0; grid && r < grid->rowCount(); ++r) *out << grid->item(r, 0)->text();
+        *out += listedErrors(list);
         clickButton(list, QStringLiteral("cmdCancel"));
     };
 }
 
-void setSystemEdit(Connection& c, bool on)
-{
-    c.setSystemEdit(on);
-    module().setSystemEdit(on);
-}
 
 } // namespace
 

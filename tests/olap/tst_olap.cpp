@@ -1,5 +1,6 @@
 #include "Connection.h"
 #include "ModalDriver.h"
+#include "RecordTesting.h"
 #include "Module.h"
 #include "OLAPReports.h"
 #include "OlapPreview.h"
@@ -44,19 +45,7 @@ QList<QVariantList> storedFields(Connection& c, int report)
     return c.select(QStringLiteral("SELECT id, caption FROM qnd_olap_report_field WHERE report_id=? ORDER BY id"), {report});
 }
 
-QStringList listed(QWidget* list)
-{
-    QStringList l;
-    auto* grid = list->findChild<QTableWidget*>(QStringLiteral("grd_error"));
-    for (int r = 0; grid && r < grid->rowCount(); ++r) l << grid->item(r, 0)->text();
-    return l;
-}
 
-void setSystemEdit(Connection& c, bool on)
-{
-    c.setSystemEdit(on);
-    module().setSystemEdit(on);
-}
 
 } // namespace
 
@@ -282,7 +271,7 @@ private slots:
                 QVERIFY(ff->txt_fact_formula->text().isEmpty() && !ff->txt_fact_formula->isEnabled());
                 QStringList both;
                 onNextModal([&both](QWidget* list) {
-                    both = listed(list);
+                    both = listedErrors(list);
                     clickButton(list, QStringLiteral("cmdCancel"));
                 });
                 onNextModal([](QWidget* again) {

@@ -1,6 +1,7 @@
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ModalDriver.h"
+#include "RecordTesting.h"
 #include "Module.h"
 #include "QuickPick.h"
 #include "TestSite.h"
@@ -23,12 +24,6 @@ using namespace NexoFrame;
 
 namespace {
 
-QStringList errorTexts()
-{
-    QStringList l;
-    for (const Error& e : module().errors()) l << e.description();
-    return l;
-}
 
 // The live reminders of a user: type, date, reminder date and time, as stored.
 QList<QVariantList> reminders(Connection& c, int user)
@@ -128,8 +123,7 @@ private slots:
             f->txt_password->setText(QStringLiteral("Titok"));
             f->txt_password_2->setText(QStringLiteral("titok"));
             onNextModal([&](QWidget* list) {
-                auto* grid = list->findChild<QTableWidget*>(QStringLiteral("grd_error"));
-                for (int r = 0; grid && r < grid->rowCount(); ++r) listed << grid->item(r, 0)->text();
+                listed = listedErrors(list);
                 clickButton(list, QStringLiteral("cmdCancel"));
             });
             onNextModal([](QWidget* again) {
