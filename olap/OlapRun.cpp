@@ -72,7 +72,7 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
                 Olap::PivotSpec spec = pivotSpecOf(report, columns, &specError);
                 if (!specError.isEmpty()) return false;
                 for (const auto& [pageIndex, value] : pageFilter) {
-                    // The page filter names the page dimensions in order; the spec wants their index.
+                    // The page filter names the page dimensions in order; the cube wants their index among all dimensions.
                     int seen = -1;
                     for (int d = 0; d < spec.dimensions.size(); ++d)
                         if (spec.dimensions[d].axis == Olap::xda_outside && ++seen == pageIndex)
@@ -91,7 +91,7 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
         else if (!ok) run.error = error;
         else {
             if (!pivot) {
-                // No rows: the headers still come from the spec.
+                // No rows: the headers still come from the report's fields.
                 Olap::PivotSpec spec = pivotSpecOf(report, columns, &specError);
                 if (!specError.isEmpty()) {
                     run.error = specError;
