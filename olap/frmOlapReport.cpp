@@ -72,7 +72,10 @@ frmOlapReport::frmOlapReport(QWidget* parent)
 
     // Alapadatok
     auto* basics = new QWidget;
-    auto* bf = new QFormLayout(basics);
+    auto* bv = new QVBoxLayout(basics);
+    auto* bf = new QFormLayout;
+    bv->addLayout(bf);
+    bv->addStretch();
     txt_name = new QLineEdit;
     txt_name->setObjectName(QStringLiteral("txt_name"));
     txt_name->setMaxLength(probe.columnLength(QStringLiteral("caption")));
