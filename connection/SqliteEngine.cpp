@@ -41,8 +41,29 @@ void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator
 
 } // namespace
 
+namespace {
+
+// lower() of every letter, not only of ASCII ones, so that a search folds "Ö" as "ö".
+void lowerUnicode(sqlite3_context* context, int, sqlite3_value** args)
+{
+    if (sqlite3_value_type(args[0]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(args[0]));
+    const QByteArray lowered = QString::fromUtf8(text, sqlite3_value_bytes(args[0])).toLower().toUtf8();
+    sqlite3_result_text(context, lowered.constData(), int(lowered.size()), SQLITE_TRANSIENT);
+}
+
+} // namespace
+
 bool registerHungarianCollation(sqlite3* handle)
 {
+    if (!handle
+        || sqlite3_create_function_v2(handle, "lower", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, lowerUnicode,
+                                      nullptr, nullptr, nullptr)
+               != SQLITE_OK)
+        return false;
     UErrorCode status = U_ZERO_ERROR;
     UCollator* collator = handle ? ucol_open("hu_HU", &status) : nullptr;
     if (!collator || U_FAILURE(status)) return false;
