@@ -22,10 +22,10 @@ using Controls::BrowseColumn;
 using Controls::BrowseView;
 using Controls::BrowseViewDef;
 
-// The two numbered views of the panel.
+// The two numbered views of the panel (53 and 54 are the logs').
 BrowseViewDef groupsView()
 {
-    return {53, Tables::UserGroup,
+    return {31, Tables::UserGroup,
             {BrowseColumn{QStringLiteral("name"), QStringLiteral("Megnevezés"), 180},
              BrowseColumn{QStringLiteral("remark"), QStringLiteral("Megjegyzés"), 200}},
             QStringLiteral("id"), QStringLiteral("del_status=0"), QStringLiteral("name")};
@@ -33,7 +33,7 @@ BrowseViewDef groupsView()
 
 BrowseViewDef usersView()
 {
-    return {54, Tables::User,
+    return {32, Tables::User,
             {BrowseColumn{QStringLiteral("user_name"), QStringLiteral("Felhasználó név"), 130},
              BrowseColumn{QStringLiteral("display_name"), QStringLiteral("Teljes név"), 170},
              BrowseColumn{QStringLiteral("abbreviation"), QStringLiteral("Rövidítés"), 70},
