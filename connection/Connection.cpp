@@ -173,6 +173,17 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
             }
             for (const TableDef& t : Schema::instance().tables()) {
                 if (existing.contains(t.name.toLower())) continue;
+                if (t.isView()) {
+                    QSqlQuery q(m_db);
+                    const bool made = q.exec(QStringLiteral("CREATE VIEW ") + quoted(t.name) + QStringLiteral(" AS ") + t.viewSql);
+                    err = made ? QString() : q.lastError().text();
+                    q.finish();
+                    if (!made) {
+                        abandonLock();
+                        return fail(QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(err));
+                    }
+                    continue;
+                }
                 QStringList cols;
                 for (const ColumnDef& c : t.columns) {
                     QString def = quoted(c.name) + QLatin1Char(' ') + m_engine->sqlType(c);

@@ -252,14 +252,23 @@ void Connection::createDemoData()
         for (const auto& [c, km] : dist)
             w.row(Tables::Distance, {{"varos1", QStringLiteral("Budapest")}, {"varos2", QString::fromUtf8(c)}, {"KM", km}}, false);
 
-        // A little usage history for the log viewer.
-        const QDateTime base = QDateTime::currentDateTime().addDays(-3);
-        int n = 0;
-        for (int user : {1, 2, 3})
-            for (int menu : {2, 4, 11, 13}) {
-                w.row(Tables::MenuLog, {{"user_id", user}, {"menu_id", menu}, {"log_date", base.addSecs(3600 * ++n)}}, false);
-                if (menu == 11)
-                    w.row(Tables::ReportLog, {{"user_id", user}, {"report_id", 2}, {"log_date", base.addSecs(3600 * n + 60)}}, false);
+        const QDateTime base = QDate::currentDate().addDays(-43).startOfDay();
+        // Six weeks of use by four users: what each opens, and the reports they run.
+        const int menusOf[][4] = {{2, 4, 5, 11}, {11, 13, 15, 11}, {11, 13, 15, 13}, {13, 15, 13, 15}};
+        const int usersLogged[] = {1, 2, 3, 4};
+        quint32 pick = 7;
+        for (int day = 0; day < 42; ++day)
+            for (int u = 0; u < 4; ++u) {
+                pick = pick * 1103515245u + 12345u;
+                const int opens = int((pick >> 8) % 5);
+                for (int k = 0; k < opens; ++k) {
+                    const int menu = menusOf[u][(day + k) % 4];
+                    const QDateTime at = base.addDays(day).addSecs(3600 * (8 + 2 * u + k) + 60 * ((pick >> 12) % 60));
+                    w.row(Tables::MenuLog, {{"user_id", usersLogged[u]}, {"menu_id", menu}, {"log_date", at}}, false);
+                    if (menu == 11)
+                        w.row(Tables::ReportLog, {{"user_id", usersLogged[u]}, {"report_id", 2 + (day + k) % 2}, {"log_date", at.addSecs(90)}},
+                              false);
+                }
             }
     } catch (const DbError& e) {
         throw DbError(QStringLiteral("A mintaadatok nem tölthetők be: %1").arg(e.message()));

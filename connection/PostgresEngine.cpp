@@ -134,7 +134,7 @@ public:
         QStringList names;
         QSqlQuery q(db);
         if (q.exec(QStringLiteral("SELECT lower(table_name) FROM information_schema.tables "
-                                  "WHERE table_schema = current_schema() AND table_type = 'BASE TABLE'")))
+                                  "WHERE table_schema = current_schema() AND table_type IN ('BASE TABLE', 'VIEW')")))
             while (q.next()) names << q.value(0).toString();
         q.finish();
         return names;

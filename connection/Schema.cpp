@@ -146,6 +146,21 @@ Schema::Schema()
                       L{lng("id"), lng("user_id"), lng("report_id"), dt("log_date")},
                       {idx("user_id", {"user_id", "log_date"})});
 
+    // The logs as their viewer lists them. A menu item is named with the captions above it
+    // (the menu is three levels deep).
+    TableDef menuLog = makeTable("qnd_menu_log_view", Tables::MenuLogView, "id",
+                                 L{lng("id"), lng("user_id"), dt("log_date"), txt("display_name", 255), txt("menu_item", 320)});
+    menuLog.viewSql = QStringLiteral(
+        "SELECT l.id, l.user_id, l.log_date, u.display_name, "
+        "COALESCE(p2.caption || ' / ', '') || COALESCE(p1.caption || ' / ', '') || COALESCE(m.caption, '') AS menu_item "
+        "FROM qnd_menu_log l LEFT JOIN qnd_user u ON u.id = l.user_id LEFT JOIN qnd_menu m ON m.id = l.menu_id "
+        "LEFT JOIN qnd_menu p1 ON p1.id = m.parent_id LEFT JOIN qnd_menu p2 ON p2.id = p1.parent_id");
+    TableDef reportLog = makeTable("qnd_report_log_view", Tables::ReportLogView, "id",
+                                   L{lng("id"), lng("user_id"), dt("log_date"), txt("display_name", 255), txt("report_name", 100)});
+    reportLog.viewSql = QStringLiteral(
+        "SELECT l.id, l.user_id, l.log_date, u.display_name, r.caption AS report_name "
+        "FROM qnd_report_log l LEFT JOIN qnd_user u ON u.id = l.user_id LEFT JOIN qnd_olap_report r ON r.id = l.report_id");
+
     m_tables << makeTable("crm_event", Tables::Event, "id",
                       L{lng("id"), lng("event_type_id"), lng("dedicate_user_id", -1),
                         lng("partner_id", -1), txt("subject", 100), dt("event_date"),
@@ -180,6 +195,8 @@ Schema::Schema()
                       L{lng("id"), txt("region", 50), txt("product", 50), lng("sale_year"),
                         lng("sale_month"), lng("quantity"), dbl("amount"), dt("sale_date"), boo("paid")},
                       {idx("region", {"region"})});
+    // Views last: they read the tables above.
+    m_tables << menuLog << reportLog;
 }
 
 const Schema& Schema::instance()

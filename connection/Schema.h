@@ -28,6 +28,9 @@ struct TableDef {
     QString primaryKey;      // single key column
     QList<ColumnDef> columns;
     QList<IndexDef> indexes; // "PrimaryKey" included
+    // A view is read like a table; its SELECT joins tables of the schema (no indexes of its own).
+    QString viewSql;
+    bool isView() const { return !viewSql.isEmpty(); }
 
     int columnIndex(const QString& column) const;       // case-insensitive, -1 if none
     const ColumnDef* column(const QString& column) const;
@@ -63,6 +66,8 @@ inline constexpr int OlapReport = 20;
 inline constexpr int OlapReportField = 21;
 inline constexpr int MenuLog = 22;
 inline constexpr int ReportLog = 23;
+inline constexpr int MenuLogView = 24;   // the menu log with who and which item
+inline constexpr int ReportLogView = 25; // the report log with who and which report
 inline constexpr int Event = 30;
 inline constexpr int Partner = 40;
 inline constexpr int PartnerSite = 41;

@@ -193,7 +193,7 @@ public:
     {
         QStringList names;
         QSqlQuery q(db);
-        if (q.exec(QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite_%'")))
+        if (q.exec(QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type IN ('table', 'view') AND name NOT LIKE 'sqlite_%'")))
             while (q.next()) names << q.value(0).toString();
         q.finish();
         return names;

@@ -217,7 +217,7 @@ void BrowseView::setView(const BrowseViewDef& def)
     m_base = base;
     m_filterWhere = filter;
     m_orderColumn = d.orderColumn;
-    m_descending = false;
+    m_descending = d.orderDescending;
     m_lastId = -1;
     m_restoring = true;
     m_model->setColumns(columns, captions);
@@ -399,7 +399,7 @@ void BrowseView::restoreLayout()
     int orderSection = -1;
     for (int i = 0; i < m_columns.size(); ++i)
         if (m_columns[i]->name == m_orderColumn) orderSection = i;
-    header->setSortIndicator(orderSection, Qt::AscendingOrder);
+    header->setSortIndicator(orderSection, m_descending ? Qt::DescendingOrder : Qt::AscendingOrder);
     m_restoring = false;
     m_savedLayout = layoutText();
 }

@@ -26,6 +26,7 @@ struct BrowseViewDef {
     QString keyColumn = QStringLiteral("id");
     QString baseFilter;
     QString orderColumn;
+    bool orderDescending = false; // newest first, say
 };
 
 class BrowseModel;

@@ -1,5 +1,6 @@
 #include "Factory.h"
 #include "AuthUnits.h"
+#include "LogsViewer.h"
 #include "Menus.h"
 #include "OLAPReports.h"
 #include "cDDXOlapReport.h"
@@ -35,6 +36,7 @@ const QList<Entry>& entries()
         {"NexoFrame.cDDXUser", "cDDXUser", [](QObject* p) -> QObject* { return new cDDXUser(p); }},
         {"NexoFrame.OLAPReports", "OLAPReports", [](QObject* p) -> QObject* { return new OLAPReports(asParent(p)); }},
         {"NexoFrame.cDDXOlapReport", "cDDXOlapReport", [](QObject* p) -> QObject* { return new cDDXOlapReport(p); }},
+        {"NexoFrame.LogsViewer", "LogsViewer", [](QObject* p) -> QObject* { return new LogsViewer(asParent(p)); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},
