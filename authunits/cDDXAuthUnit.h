@@ -30,16 +30,7 @@ public:
     NEXO_LONG(parent_id)
     NEXO_TEXT(name)
     NEXO_TEXT(prefix)
-    NEXO_BOOL(auth_0)
-    NEXO_BOOL(auth_1)
-    NEXO_BOOL(auth_2)
-    NEXO_BOOL(auth_3)
-    NEXO_BOOL(auth_4)
-    NEXO_BOOL(auth_5)
-    NEXO_BOOL(auth_6)
-    NEXO_BOOL(auth_7)
-    NEXO_BOOL(auth_8)
-    NEXO_BOOL(auth_9)
+    NEXO_ROLE_SLOTS
 
 protected:
     void checks() override;

@@ -156,6 +156,10 @@ private:
 #define NEXO_TEXT(col) \
     QString col() const { return value(QStringLiteral(#col)).toString(); } \
     void set_##col(const QString& v) { setValue(QStringLiteral(#col), v); }
+// The ten role slots auth_0 .. auth_9 of a record that holds them.
+#define NEXO_ROLE_SLOTS \
+    NEXO_BOOL(auth_0) NEXO_BOOL(auth_1) NEXO_BOOL(auth_2) NEXO_BOOL(auth_3) NEXO_BOOL(auth_4) \
+    NEXO_BOOL(auth_5) NEXO_BOOL(auth_6) NEXO_BOOL(auth_7) NEXO_BOOL(auth_8) NEXO_BOOL(auth_9)
 #define NEXO_DATE(col) \
     QDateTime col() const { return value(QStringLiteral(#col)).toDateTime(); } \
     void set_##col(const QDateTime& v) { setValue(QStringLiteral(#col), v); }

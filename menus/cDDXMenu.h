@@ -57,16 +57,7 @@ public:
     NEXO_BOOL(custom_menu)
     NEXO_TEXT(picture_name)
     NEXO_TEXT(picture_name_big)
-    NEXO_BOOL(auth_0)
-    NEXO_BOOL(auth_1)
-    NEXO_BOOL(auth_2)
-    NEXO_BOOL(auth_3)
-    NEXO_BOOL(auth_4)
-    NEXO_BOOL(auth_5)
-    NEXO_BOOL(auth_6)
-    NEXO_BOOL(auth_7)
-    NEXO_BOOL(auth_8)
-    NEXO_BOOL(auth_9)
+    NEXO_ROLE_SLOTS
     NEXO_BOOL(toolbar_visible)
 
 protected:

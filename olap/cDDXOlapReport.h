@@ -66,16 +66,7 @@ public:
     NEXO_BOOL(chart_option_show_markers)
     NEXO_BOOL(chart_option_stack_series)
     NEXO_BOOL(chart_option_series_in_rows)
-    NEXO_BOOL(auth_0)
-    NEXO_BOOL(auth_1)
-    NEXO_BOOL(auth_2)
-    NEXO_BOOL(auth_3)
-    NEXO_BOOL(auth_4)
-    NEXO_BOOL(auth_5)
-    NEXO_BOOL(auth_6)
-    NEXO_BOOL(auth_7)
-    NEXO_BOOL(auth_8)
-    NEXO_BOOL(auth_9)
+    NEXO_ROLE_SLOTS
 
 protected:
     QString baseStructureMessage() const override { return kBaseReadOnly; }
