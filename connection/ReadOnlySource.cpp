@@ -28,6 +28,84 @@ const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
 
 bool isIdentifierChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
 
+enum class Piece { Code, Comment, Literal };
+
+// What starts at sql[i] as the engine reads it: a comment or a quoted literal (string,
+// quoted name, dollar quote) and where it ends; or plain code, one character.
+Piece pieceAt(const QString& sql, qsizetype i, bool server, qsizetype* to)
+{
+    const qsizetype n = sql.size();
+    const QChar c = sql.at(i);
+    const QChar next = i + 1 < n ? sql.at(i + 1) : QChar();
+    auto skipTo = [&](qsizetype from, const QString& closing) {
+        const qsizetype at = sql.indexOf(closing, from);
+        return at < 0 ? n : at + closing.size();
+    };
+    if (c == QLatin1Char('-') && next == QLatin1Char('-')) {
+        *to = skipTo(i + 2, QStringLiteral("\n"));
+        return Piece::Comment;
+    }
+    if (c == QLatin1Char('/') && next == QLatin1Char('*')) {
+        if (!server) {
+            *to = skipTo(i + 2, QStringLiteral("*/"));
+            return Piece::Comment;
+        }
+        // The server nests block comments.
+        int depth = 0;
+        while (i < n) {
+            if (sql.mid(i, 2) == QLatin1String("/*")) {
+                ++depth;
+                i += 2;
+            } else if (sql.mid(i, 2) == QLatin1String("*/")) {
+                i += 2;
+                if (--depth == 0) break;
+            } else {
+                ++i;
+            }
+        }
+        *to = i;
+        return Piece::Comment;
+    }
+    if (c == QLatin1Char('\'') || c == QLatin1Char('"') || (!server && c == QLatin1Char('`'))) {
+        // E'...' on the server takes backslash escapes; doubled quotes everywhere.
+        const bool backslash = server && c == QLatin1Char('\'') && i > 0
+            && sql.at(i - 1).toLower() == QLatin1Char('e') && (i < 2 || !isIdentifierChar(sql.at(i - 2)));
+        qsizetype j = i + 1;
+        while (j < n) {
+            if (backslash && sql.at(j) == QLatin1Char('\\')) {
+                j += 2;
+            } else if (sql.at(j) == c) {
+                if (j + 1 < n && sql.at(j + 1) == c) {
+                    j += 2;
+                } else {
+                    ++j;
+                    break;
+                }
+            } else {
+                ++j;
+            }
+        }
+        *to = std::min(j, n);
+        return Piece::Literal;
+    }
+    if (!server && c == QLatin1Char('[')) {
+        *to = skipTo(i + 1, QStringLiteral("]"));
+        return Piece::Literal;
+    }
+    if (server && c == QLatin1Char('$') && (i == 0 || !isIdentifierChar(sql.at(i - 1)))) {
+        // A dollar quote: $$...$$ or $tag$...$tag$ ($1 is a parameter).
+        qsizetype j = i + 1;
+        while (j < n && isIdentifierChar(sql.at(j)) && !(j == i + 1 && sql.at(j).isDigit())) ++j;
+        if (j < n && sql.at(j) == QLatin1Char('$')) {
+            const QString tag = sql.mid(i, j - i + 1);
+            *to = skipTo(j + 1, tag);
+            return Piece::Literal;
+        }
+    }
+    *to = i + 1;
+    return Piece::Code;
+}
+
 // The statement of `sql` without what may follow it: semicolons, spaces and comments.
 // False when another statement follows. Quotes and comments are skipped as the engine
 // reads them, so a ";" inside them does not count.
@@ -36,39 +114,12 @@ bool singleStatement(const QString& sql, bool server, QString* statement)
     const qsizetype n = sql.size();
     qsizetype end = -1;      // the first ";" outside quotes and comments
     bool more = false, any = false;
-    auto skipTo = [&](qsizetype from, const QString& closing) {
-        const qsizetype at = sql.indexOf(closing, from);
-        return at < 0 ? n : at + closing.size();
-    };
     for (qsizetype i = 0; i < n;) {
         const QChar c = sql.at(i);
-        const QChar next = i + 1 < n ? sql.at(i + 1) : QChar();
-        if (c == QLatin1Char('-') && next == QLatin1Char('-')) {
-            i = skipTo(i + 2, QStringLiteral("\n"));
-            continue;
-        }
-        if (c == QLatin1Char('/') && next == QLatin1Char('*')) {
-            if (!server) {
-                i = skipTo(i + 2, QStringLiteral("*/"));
-                continue;
-            }
-            // The server nests block comments.
-            int depth = 0;
-            while (i < n) {
-                if (sql.mid(i, 2) == QLatin1String("/*")) {
-                    ++depth;
-                    i += 2;
-                } else if (sql.mid(i, 2) == QLatin1String("*/")) {
-                    i += 2;
-                    if (--depth == 0) break;
-                } else {
-                    ++i;
-                }
-            }
-            continue;
-        }
-        if (c.isSpace()) {
-            ++i;
+        qsizetype to = i + 1;
+        const Piece piece = pieceAt(sql, i, server, &to);
+        if (piece == Piece::Comment || c.isSpace()) {
+            i = to;
             continue;
         }
         if (c == QLatin1Char(';')) {
@@ -81,46 +132,43 @@ bool singleStatement(const QString& sql, bool server, QString* statement)
             break;
         }
         any = true;
-        if (c == QLatin1Char('\'') || c == QLatin1Char('"') || (!server && c == QLatin1Char('`'))) {
-            // E'...' on the server takes backslash escapes; doubled quotes everywhere.
-            const bool backslash = server && c == QLatin1Char('\'') && i > 0
-                && sql.at(i - 1).toLower() == QLatin1Char('e') && (i < 2 || !isIdentifierChar(sql.at(i - 2)));
-            qsizetype j = i + 1;
-            while (j < n) {
-                if (backslash && sql.at(j) == QLatin1Char('\\')) {
-                    j += 2;
-                } else if (sql.at(j) == c) {
-                    if (j + 1 < n && sql.at(j + 1) == c) {
-                        j += 2;
-                    } else {
-                        ++j;
-                        break;
-                    }
-                } else {
-                    ++j;
-                }
-            }
-            i = std::min(j, n);
-            continue;
-        }
-        if (!server && c == QLatin1Char('[')) {
-            i = skipTo(i + 1, QStringLiteral("]"));
-            continue;
-        }
-        if (server && c == QLatin1Char('$') && (i == 0 || !isIdentifierChar(sql.at(i - 1)))) {
-            // A dollar quote: $$...$$ or $tag$...$tag$ ($1 is a parameter).
-            qsizetype j = i + 1;
-            while (j < n && isIdentifierChar(sql.at(j)) && !(j == i + 1 && sql.at(j).isDigit())) ++j;
-            if (j < n && sql.at(j) == QLatin1Char('$')) {
-                const QString tag = sql.mid(i, j - i + 1);
-                i = skipTo(j + 1, tag);
-                continue;
-            }
-        }
-        ++i;
+        i = to;
     }
     if (more) return false;
     *statement = !any ? QString() : end < 0 ? sql : sql.left(end);
+    return true;
+}
+
+// The server numbers its placeholders: each "?" of the code becomes $1, $2, ...
+QString numberedPlaceholders(const QString& statement, int* count)
+{
+    QString out;
+    out.reserve(statement.size() + 16);
+    *count = 0;
+    for (qsizetype i = 0; i < statement.size();) {
+        qsizetype to = i + 1;
+        if (pieceAt(statement, i, true, &to) == Piece::Code && statement.at(i) == QLatin1Char('?'))
+            out += QLatin1Char('$') + QString::number(++*count);
+        else
+            out += QStringView(statement).mid(i, to - i);
+        i = to;
+    }
+    return out;
+}
+
+QString boundCountMessage(int expected, qsizetype given)
+{
+    return QStringLiteral("A lekérdezés %1 paramétert vár, de %2 érték érkezett hozzá.").arg(expected).arg(given);
+}
+
+// A bound date as both engines compare stored dates: the clock reading, as text.
+bool boundDateText(const QVariant& v, QByteArray* text)
+{
+    QDateTime d;
+    if (v.typeId() == QMetaType::QDate) d = v.toDate().startOfDay();
+    else if (v.typeId() == QMetaType::QDateTime) d = v.toDateTime();
+    else return false;
+    *text = d.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")).toLatin1();
     return true;
 }
 
@@ -234,10 +282,10 @@ struct ReadOnlySource::Backend {
     // Before and after each statement.
     virtual bool begin(int timeoutMs, QString* error) = 0;
     virtual void end() = 0;
-    // Runs the statement, streaming its rows. False with the message on failure; a row
-    // the sink refuses ends it without failure.
-    virtual bool stream(const QString& statement, QStringList* columns, const Sink& sink,
-                        const QDeadlineTimer& deadline, QString* error) = 0;
+    // Runs the statement with its bound values (none: run as written), streaming its rows.
+    // False with the message on failure; a row the sink refuses ends it without failure.
+    virtual bool stream(const QString& statement, const QVariantList& values, QStringList* columns,
+                        const Sink& sink, const QDeadlineTimer& deadline, QString* error) = 0;
     // From any thread while a statement runs; under `lock`.
     virtual void interrupt() = 0;
 
@@ -299,13 +347,17 @@ public:
     // The progress hook looks at the flag; nothing more to do here.
     void interrupt() override {}
 
-    bool stream(const QString& statement, QStringList* columns, const Sink& sink, const QDeadlineTimer& deadline,
-                QString* error) override
+    bool stream(const QString& statement, const QVariantList& values, QStringList* columns, const Sink& sink,
+                const QDeadlineTimer& deadline, QString* error) override
     {
         const QByteArray sql = statement.toUtf8();
         sqlite3_stmt* stmt = nullptr;
         if (sqlite3_prepare_v2(m_handle, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
             *error = failureMessage(engineWords(QString::fromUtf8(sqlite3_errmsg(m_handle))));
+            sqlite3_finalize(stmt);
+            return false;
+        }
+        if (!values.isEmpty() && !bind(stmt, values, error)) {
             sqlite3_finalize(stmt);
             return false;
         }
@@ -357,6 +409,41 @@ public:
     }
 
 private:
+    bool bind(sqlite3_stmt* stmt, const QVariantList& values, QString* error) const
+    {
+        const int expected = sqlite3_bind_parameter_count(stmt);
+        if (expected != values.size()) {
+            *error = boundCountMessage(expected, values.size());
+            return false;
+        }
+        for (int i = 0; i < expected; ++i) {
+            const QVariant& v = values[i];
+            QByteArray text;
+            int rc;
+            if (v.isNull())
+                rc = sqlite3_bind_null(stmt, i + 1);
+            else if (v.typeId() == QMetaType::Bool)
+                rc = sqlite3_bind_int64(stmt, i + 1, engine->storedBool(v.toBool()).toLongLong());
+            else if (v.typeId() == QMetaType::Double || v.typeId() == QMetaType::Float)
+                rc = sqlite3_bind_double(stmt, i + 1, v.toDouble());
+            else if (v.typeId() == QMetaType::Int || v.typeId() == QMetaType::LongLong || v.typeId() == QMetaType::UInt
+                     || v.typeId() == QMetaType::ULongLong)
+                rc = sqlite3_bind_int64(stmt, i + 1, v.toLongLong());
+            else if (v.typeId() == QMetaType::QByteArray) {
+                text = v.toByteArray();
+                rc = sqlite3_bind_blob(stmt, i + 1, text.constData(), int(text.size()), SQLITE_TRANSIENT);
+            } else {
+                if (!boundDateText(v, &text)) text = v.toString().toUtf8();
+                rc = sqlite3_bind_text(stmt, i + 1, text.constData(), int(text.size()), SQLITE_TRANSIENT);
+            }
+            if (rc != SQLITE_OK) {
+                *error = failureMessage(engineWords(QString::fromUtf8(sqlite3_errmsg(m_handle))));
+                return false;
+            }
+        }
+        return true;
+    }
+
     static int authorize(void*, int action, const char*, const char*, const char*, const char*)
     {
         switch (action) {
@@ -427,10 +514,47 @@ public:
         if (m_cancel) PQcancel(m_cancel, buffer, sizeof buffer);
     }
 
-    bool stream(const QString& statement, QStringList* columns, const Sink& sink, const QDeadlineTimer& deadline,
-                QString* error) override
+    bool stream(const QString& statement, const QVariantList& values, QStringList* columns, const Sink& sink,
+                const QDeadlineTimer& deadline, QString* error) override
     {
-        if (!m_conn || !PQsendQuery(m_conn, statement.toUtf8().constData()) || !PQsetSingleRowMode(m_conn)) {
+        bool sent = false;
+        if (m_conn && values.isEmpty()) {
+            sent = PQsendQuery(m_conn, statement.toUtf8().constData());
+        } else if (m_conn) {
+            int expected = 0;
+            const QByteArray sql = numberedPlaceholders(statement, &expected).toUtf8();
+            if (expected != values.size()) {
+                *error = boundCountMessage(expected, values.size());
+                return false;
+            }
+            // Typed where the value says what it is; text is left for the server to infer,
+            // as SQLite takes it for whatever it is compared with.
+            std::vector<QByteArray> texts(values.size());
+            std::vector<const char*> pointers(values.size(), nullptr);
+            std::vector<Oid> types(values.size(), 0);
+            for (qsizetype i = 0; i < values.size(); ++i) {
+                const QVariant& v = values[i];
+                QByteArray& text = texts[size_t(i)];
+                Oid& type = types[size_t(i)];
+                if (v.isNull()) continue;
+                switch (v.typeId()) {
+                case QMetaType::Bool: text = v.toBool() ? "t" : "f"; type = 16; break;
+                case QMetaType::Int:
+                case QMetaType::UInt:
+                case QMetaType::LongLong:
+                case QMetaType::ULongLong: text = QByteArray::number(v.toLongLong()); type = 20; break;
+                case QMetaType::Double:
+                case QMetaType::Float: text = QByteArray::number(v.toDouble(), 'g', 17); type = 701; break;
+                default:
+                    if (boundDateText(v, &text)) type = 1114;
+                    else text = v.toString().toUtf8();
+                }
+                pointers[size_t(i)] = text.constData();
+            }
+            sent = PQsendQueryParams(m_conn, sql.constData(), int(values.size()), types.data(), pointers.data(),
+                                     nullptr, nullptr, 0);
+        }
+        if (!sent || !PQsetSingleRowMode(m_conn)) {
             *error = failureMessage(engineWords(QString::fromUtf8(m_conn ? PQerrorMessage(m_conn) : "")));
             drain();
             noteLost();
@@ -639,6 +763,12 @@ void ReadOnlySource::cancel()
 bool ReadOnlySource::run(const QString& sql, QStringList* columns, const std::function<bool(const QVariantList&)>& sink,
                          QString* error, int timeoutMs)
 {
+    return run(sql, QVariantList(), columns, sink, error, timeoutMs);
+}
+
+bool ReadOnlySource::run(const QString& sql, const QVariantList& values, QStringList* columns,
+                         const std::function<bool(const QVariantList&)>& sink, QString* error, int timeoutMs)
+{
     Backend& b = *m_backend;
     QString err;
     auto fail = [&](const QString& message) {
@@ -662,7 +792,7 @@ bool ReadOnlySource::run(const QString& sql, QStringList* columns, const std::fu
     }
     bool ok = b.begin(timeoutMs, &err);
     if (ok) {
-        ok = b.stream(statement, columns, sink, deadline, &err);
+        ok = b.stream(statement, values, columns, sink, deadline, &err);
         b.end();
     }
     {

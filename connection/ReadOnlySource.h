@@ -45,6 +45,12 @@ public:
     // (the engine's own words inside it) on failure, timeout or cancel.
     bool run(const QString& sql, QStringList* columns, const std::function<bool(const QVariantList&)>& sink,
              QString* error, int timeoutMs = 60000);
+    // The same with bound values for the statement's "?" placeholders, in order (a "?"
+    // inside quotes or comments is text). The count must match. A null QVariant binds
+    // NULL; a bool binds as the engine stores it; a QDate binds as its midnight and a
+    // QDateTime as the clock reading, compared like the stored dates on both engines.
+    bool run(const QString& sql, const QVariantList& values, QStringList* columns,
+             const std::function<bool(const QVariantList&)>& sink, QString* error, int timeoutMs = 60000);
     // Thread-safe; makes a running run() stop and return false with "A lekérdezés megszakítva."
     void cancel();
 
