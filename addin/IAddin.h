@@ -2,6 +2,8 @@
 #include <QString>
 #include <QtPlugin>
 
+class QObject;
+
 namespace NexoFrame {
 
 class Connection;
@@ -12,6 +14,13 @@ public:
     virtual ~IAddinSite() = default;
     virtual Connection* connection() = 0;
     virtual int currentUserId() = 0;
+    // An object of a registered class (a report, say), as the host creates it by ProgID;
+    // nullptr with the reason when it cannot. The caller owns the object.
+    virtual QObject* createObject(const QString& progId, QString* error)
+    {
+        if (error) *error = QStringLiteral("A keretprogram nem hoz létre objektumot (%1).").arg(progId);
+        return nullptr;
+    }
 };
 
 // The host add-in contract every panel implements; members in the host's order.

@@ -1,32 +1,41 @@
-#include "ShellModules.h"
+#include "Modules.h"
 #include "IModule.h"
-#include "ShellNotices.h"
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QPluginLoader>
 
-namespace NexoFrame::Shell {
+namespace NexoFrame {
 
 namespace {
-const QString kFirstPanel = QStringLiteral("NexoFrame.AuthUnits");
 
 QString absolute(const QString& path) { return QFileInfo(path).absoluteFilePath(); }
 
 // Registration runs the module's own code; what it throws becomes the reason it failed.
 template <class F>
-bool guardedCall(QString* error, F&& call)
+bool guardedCall(const std::function<QString(std::exception_ptr)>& describe, QString* error, F&& call)
 {
     try {
         call();
         return true;
     } catch (...) {
-        *error = Notices::describe(std::current_exception());
+        *error = describe(std::current_exception());
         return false;
+    }
+}
+
+QString plainDescription(std::exception_ptr e)
+{
+    try {
+        std::rethrow_exception(e);
+    } catch (const std::exception& x) {
+        return QString::fromUtf8(x.what());
+    } catch (...) {
+        return QStringLiteral("Ismeretlen hiba történt.");
     }
 }
 } // namespace
 
-Modules::Modules(const QString& registryPath) : m_registry(registryPath) { reload(); }
+Modules::Modules(const QString& registryPath) : m_registry(registryPath), m_describe(plainDescription) { reload(); }
 
 Modules::~Modules() = default;
 
@@ -70,7 +79,7 @@ bool Modules::registerLibrary(const QString& library, QString* error, QStringLis
     IModule* m = module(library, error);
     if (!m) return false;
     bool ok = false;
-    if (!guardedCall(error, [&] { ok = m->registerServer(m_registry.path(), absolute(library)); })) ok = false;
+    if (!guardedCall(m_describe, error, [&] { ok = m->registerServer(m_registry.path(), absolute(library)); })) ok = false;
     else if (!ok) *error = QStringLiteral("A modul nem tudta beírni magát a regisztrációs fájlba: %1").arg(m_registry.path());
     reload();
     if (ok && progIds) *progIds = m->progIds();
@@ -82,21 +91,21 @@ bool Modules::unregisterLibrary(const QString& library, QString* error, QStringL
     IModule* m = module(library, error);
     if (!m) return false;
     bool ok = false;
-    if (!guardedCall(error, [&] { ok = m->unregisterServer(m_registry.path()); })) ok = false;
+    if (!guardedCall(m_describe, error, [&] { ok = m->unregisterServer(m_registry.path()); })) ok = false;
     else if (!ok) *error = QStringLiteral("A modul nem tudta törölni magát a regisztrációs fájlból: %1").arg(m_registry.path());
     reload();
     if (ok && progIds) *progIds = m->progIds();
     return ok;
 }
 
-bool Modules::ensureRegistered(const QString& library, QString* error)
+bool Modules::ensureRegistered(const QString& library, QString* error, const QString& probe)
 {
     const QFileInfo lib(library);
     if (!lib.exists()) return true;
-    if (knows(kFirstPanel)) {
+    if (knows(probe)) {
         // A module rebuilt or updated in place may hand out new panels: it registers again
         // once, when it is newer than the registry. A module registered from elsewhere is left.
-        if (absolute(m_registry.entry(kFirstPanel).library) != lib.absoluteFilePath()) return true;
+        if (absolute(m_registry.entry(probe).library) != lib.absoluteFilePath()) return true;
         if (lib.lastModified() <= QFileInfo(m_registry.path()).lastModified()) return true;
     }
     return registerLibrary(library, error);
@@ -116,4 +125,4 @@ QObject* Modules::create(const QString& progId, QString* error)
     return object;
 }
 
-} // namespace NexoFrame::Shell
+} // namespace NexoFrame

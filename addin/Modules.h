@@ -2,6 +2,8 @@
 #include "ClassRegistry.h"
 #include <QSet>
 #include <QString>
+#include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -9,17 +11,19 @@ class QObject;
 class QPluginLoader;
 
 namespace NexoFrame {
+
 class IModule;
-}
 
-namespace NexoFrame::Shell {
-
-// The module libraries behind the class registry: registration and creation by ProgID.
-// Libraries stay loaded until the shell exits, as panels they made may still be alive.
+// The libraries behind the class registry: registration and creation by ProgID, for the
+// shell (its panels) and for the panels themselves (report classes, say).
+// Libraries stay loaded until the process exits, as objects they made may still be alive.
 class Modules {
 public:
     explicit Modules(const QString& registryPath = ClassRegistry::defaultPath());
     ~Modules();
+
+    // How a failure thrown from a library's registration is put into words.
+    void setDescriber(std::function<QString(std::exception_ptr)> describe) { m_describe = std::move(describe); }
 
     // The module library shipped beside the shell.
     static QString defaultLibrary();
@@ -32,10 +36,11 @@ public:
     bool registerLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
     // Removes a library's ProgIDs.
     bool unregisterLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
-    // First run: registers `library` when the registry lacks the module's first panel, or
-    // again when that library has changed since. Returns false with a message only when the
-    // library is there and still fails.
-    bool ensureRegistered(const QString& library, QString* error);
+    // First run: registers `library` when the registry lacks `probe` (a ProgID the library
+    // hands out), or again when that library has changed since. Returns false with a message
+    // only when the library is there and still fails.
+    bool ensureRegistered(const QString& library, QString* error,
+                          const QString& probe = QStringLiteral("NexoFrame.AuthUnits"));
 
     // Creates the object of a registered ProgID. nullptr with a Hungarian message when the
     // ProgID is unknown, its library fails to load or the factory hands out nothing; whatever
@@ -51,6 +56,7 @@ private:
     ClassRegistry m_registry;
     QSet<QString> m_known;
     std::map<QString, std::unique_ptr<QPluginLoader>> m_loaders;
+    std::function<QString(std::exception_ptr)> m_describe;
 };
 
-} // namespace NexoFrame::Shell
+} // namespace NexoFrame

@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QFileInfo>
 #include <QSqlError>
 #include <QSqlRecord>
@@ -692,7 +693,33 @@ bool Connection::execute(const QString& sql, const QVariantList& binds, QString*
     }
 }
 
+bool Connection::writeUsageLog(int table, const QString& itemColumn, int userId, int itemId, QString* error)
+{
+    try {
+        Recordset& rs = editRecordset(table);
+        rs.addNew();
+        rs.setField(QStringLiteral("user_id"), userId);
+        rs.setField(itemColumn, itemId);
+        rs.setField(QStringLiteral("log_date"), QDateTime::currentDateTime());
+        if (rs.update()) return true;
+        if (error) *error = rs.lastError();
+    } catch (const DbError& e) {
+        if (error) *error = e.message();
+    }
+    return false;
+}
+
 QList<QVariantList> Connection::select(const QString& sql, const QVariantList& binds)
+{
+    QList<QVariantList> rows;
+    selectEach(sql, binds, [&rows](const QVariantList& r) {
+        rows << r;
+        return true;
+    });
+    return rows;
+}
+
+void Connection::selectEach(const QString& sql, const QVariantList& binds, const std::function<bool(const QVariantList&)>& sink)
 {
     for (int attempt = 0;; ++attempt) {
         QSqlQuery& q = prepared(sql);
@@ -706,16 +733,16 @@ QList<QVariantList> Connection::select(const QString& sql, const QVariantList& b
             if (r != Recovery::None) throw DbError(lost);
             throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(e));
         }
-        QList<QVariantList> rows;
         const int n = q.record().count();
+        QVariantList r;
         while (q.next()) {
-            QVariantList r;
+            r.clear();
             r.reserve(n);
             for (int i = 0; i < n; ++i) r << q.value(i);
-            rows << r;
+            if (!sink(r)) break;
         }
         q.finish();
-        return rows;
+        return;
     }
 }
 

@@ -5,6 +5,7 @@
 #include "Schema.h"
 #include <QHash>
 #include <QObject>
+#include <functional>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QString>
@@ -131,6 +132,11 @@ public:
     // Plain SQL: side effects on other modules' tables, and lists.
     bool execute(const QString& sql, const QVariantList& binds = {}, QString* error = nullptr);
     QList<QVariantList> select(const QString& sql, const QVariantList& binds = {});
+    // A row of a usage log (the menu log, the report log): who used which item, now.
+    // False with the reason; the caller decides whether that stops anything.
+    bool writeUsageLog(int table, const QString& itemColumn, int userId, int itemId, QString* error = nullptr);
+    // The rows one by one, for reads too long to hold (an export); the sink returns false to stop.
+    void selectEach(const QString& sql, const QVariantList& binds, const std::function<bool(const QVariantList&)>& sink);
     QString boolLiteral(bool v) const { return m_engine->boolLiteral(v); }
 
     // Ids of the live rows below `id` in a parent_id tree, parents before children;

@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include <QDateTime>
 #include <initializer_list>
+#include <tuple>
 #include <vector>
 
 namespace NexoFrame {
@@ -41,6 +42,16 @@ public:
         return l;
     }
 
+    void change(int table, int id, Values values)
+    {
+        Recordset& rs = m_c.editRecordset(table);
+        rs.setIndex(QString());
+        if (!rs.seek({id})) throw DbError(QStringLiteral("demo: missing row %1").arg(id));
+        rs.edit();
+        for (const auto& [k, v] : values) rs.setField(QString::fromLatin1(k), v);
+        if (!rs.update()) throw DbError(rs.lastError());
+    }
+
     void roles(int table, int id, const QVariantList& flags)
     {
         Recordset& rs = m_c.editRecordset(table);
@@ -77,7 +88,8 @@ void Connection::createDemoData()
         const G groups[] = {{1, "Rendszergazdák", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
                             {2, "Vezetők", {2, 8}},
                             {3, "Értékesítők", {4}},
-                            {4, "Könyvelők", {3}}};
+                            {4, "Könyvelők", {3}},
+                            {5, "Gépkocsivezetők", {6}}};
         for (const G& g : groups) {
             w.row(Tables::UserGroup, {{"id", g.id}, {"name", QString::fromUtf8(g.name)}});
             w.roles(Tables::UserGroup, g.id, Writer::roleSlots(g.grants));
@@ -88,7 +100,9 @@ void Connection::createDemoData()
                            {2, 2, "kovacs.anna", "Kovács Anna", "anna123", false, 0},
                            {3, 3, "nagy.peter", "Nagy Péter", "peter123", false, 0},
                            {4, 4, "szabo.eva", "Szabó Éva", "eva123", true, 0},
-                           {5, 3, "toth.gabor", "Tóth Gábor", "gabor123", false, 2}};
+                           {5, 3, "toth.gabor", "Tóth Gábor", "gabor123", false, 2},
+                           {6, 5, "kiss.bela", "Kiss Béla", "bela123", false, 0},
+                           {7, 5, "varga.zoltan", "Varga Zoltán", "zoltan123", false, 0}};
         for (const U& u : users)
             w.row(Tables::User, {{"id", u.id}, {"user_group_id", u.group}, {"user_name", QString::fromUtf8(u.login)},
                                  {"display_name", QString::fromUtf8(u.name)},
@@ -98,6 +112,28 @@ void Connection::createDemoData()
                                  {"language_abbreviation", QStringLiteral("HUN")},
                                  {"identity_card_expiration", QDateTime::currentDateTime()},
                                  {"drivers_license_expiration", QDateTime::currentDateTime()}});
+
+        // Two drivers whose documents run out soon, with the reminders their save writes.
+        struct D { int user; const char* card; int cardDays; const char* licence; int licenceDays; };
+        const D drivers[] = {{6, "123456AB", 12, "PA123456", 40}, {7, "654321CD", 200, "PB654321", 7}};
+        const QDate today = QDate::currentDate();
+        for (const D& d : drivers) {
+            const QDate card = today.addDays(d.cardDays), licence = today.addDays(d.licenceDays);
+            w.change(Tables::User, d.user, {{"is_driver", true}, {"identity_card_number", QString::fromLatin1(d.card)},
+                                            {"identity_card_expiration", card.startOfDay()},
+                                            {"drivers_license_number", QString::fromLatin1(d.licence)},
+                                            {"drivers_license_expiration", licence.startOfDay()},
+                                            {"city", QStringLiteral("Budapest")},
+                                            {"mobil", QStringLiteral("+36 30 555 01%1").arg(d.user, 2, 10, QLatin1Char('0'))}});
+            const std::tuple<int, const char*, QDate> documents[] = {{58, "Személyi igazolvány lejár", card},
+                                                                     {59, "Jogosítvány lejár", licence}};
+            for (const auto& [type, subject, day] : documents)
+                w.row(Tables::Event, {{"event_type_id", type}, {"dedicate_user_id", d.user}, {"partner_id", -1},
+                                      {"subject", QString::fromUtf8(subject)}, {"event_date", day.startOfDay()},
+                                      {"event_time", QDateTime(day, QTime(8, 0))}, {"reminder", true},
+                                      {"reminder_date", day.addDays(-3).startOfDay()},
+                                      {"reminder_time", QDateTime(day.addDays(-3), QTime(8, 0))}, {"system_made", true}});
+        }
 
         // One unit for every rights key the module asks about, grouped by prefix.
         struct A { int id; int parent; const char* name; const char* prefix; std::vector<int> grants; int del; };
@@ -225,12 +261,44 @@ void Connection::createDemoData()
                   false);
         }
 
+        // The printed reports' catalogue: each report is a file of the report engine's.
+        struct C { int id; int parent; int sort; const char* caption; const char* file; const char* par1; std::vector<int> grants; };
+        const C catalogue[] = {
+            {1, 0, 1, "Felhasználók és jogok", "", "", {1, 2, 3, 4, 6}},
+            {2, 1, 1, "Felhasználók csoportonként", "felhasznalok_csoportonkent.json", "", {1, 2, 4}},
+            {3, 1, 2, "-", "", "", {1, 2, 4}},
+            {4, 1, 3, "Szerepkör jogai", "szerepkor_jogai.json", "1", {1}},
+            {5, 0, 2, "Használat", "", "", {1, 2, 3}},
+            {6, 5, 1, "Menühasználat felhasználónként", "menuhasznalat.json", "", {1, 2, 3}},
+            {7, 0, 3, "Gépkocsivezetők", "", "", {1, 2, 6}},
+            {8, 7, 1, "Lejáró okmányok (30 nap)", "sofor_lejaratok.json", "30", {1, 2, 6}},
+            {9, 7, 2, "Lejáró okmányok (90 nap)", "sofor_lejaratok.json", "90", {1, 6}},
+        };
+        for (const C& c : catalogue) {
+            const bool report = *c.file != 0 || QLatin1String(c.caption) == QLatin1String("-");
+            w.row(Tables::Report, {{"id", c.id}, {"parent_id", c.parent}, {"sort_order", c.sort},
+                                   {"caption", QString::fromUtf8(c.caption)}, {"report_type", report ? 1 : 0},
+                                   {"file_name", QString::fromUtf8(c.file)},
+                                   {"prog_id", report ? QStringLiteral("QndReport.Report") : QString()},
+                                   {"string_par1", QString::fromUtf8(c.par1)}});
+            w.roles(Tables::Report, c.id, Writer::roleSlots(c.grants));
+        }
+        // The company's details for the report headers beside its partner row.
+        const std::pair<const char*, const char*> company[] = {
+            {"Tevekenyseg", "Irodaszer- és papírkereskedelem"}, {"Kapcsolattarto", "Kovács Anna"},
+            {"WWW", "www.quandra-demo.hu"}, {"Bankfiok", "OTP Bank, Budapest XI. kerület"},
+            {"Szamlaszam", "11773016-01234567-00000000"}, {"Adoszam", "12345678-2-43"}};
+        for (const auto& [key, value] : company)
+            w.row(Tables::Settings, {{"section", QStringLiteral("KMN")}, {"key_name", QString::fromLatin1(key)},
+                                     {"value", QString::fromUtf8(value)}});
+
         // The partner module's tables: the own company, postal codes with the capital's
         // districts, and road distances between cities.
         w.row(Tables::Partner, {{"pa_qndid", 1}, {"pa_nev", QStringLiteral("Quandra Demo Kft.")}, {"pa_kmn_partner_type", 6},
                                 {"P_Isz", QStringLiteral("1117")}, {"pa_varos", QStringLiteral("Budapest")},
                                 {"pa_utca", QStringLiteral("Október huszonharmadika u. 8.")}, {"pa_kmn_default_1", true},
-                                {"pa_orszag", QStringLiteral("Magyarország")}},
+                                {"pa_orszag", QStringLiteral("Magyarország")}, {"pa_telefon", QStringLiteral("+36 1 555 0100")},
+                                {"pa_fax", QStringLiteral("+36 1 555 0101")}, {"pa_email", QStringLiteral("info@quandra-demo.hu")}},
               false);
         w.row(Tables::Partner, {{"pa_qndid", 2}, {"pa_nev", QStringLiteral("Szegedi Papír Bt.")}, {"pa_kmn_partner_type", 1},
                                 {"P_Isz", QStringLiteral("6720")}, {"pa_varos", QStringLiteral("Szeged")}, {"pa_uticel", true},
@@ -254,7 +322,9 @@ void Connection::createDemoData()
 
         const QDateTime base = QDate::currentDate().addDays(-43).startOfDay();
         // Six weeks of use by four users: what each opens, and the reports they run.
-        const int menusOf[][4] = {{2, 4, 5, 11}, {11, 13, 15, 11}, {11, 13, 15, 13}, {13, 15, 13, 15}};
+        const int menusOf[][4] = {{2, 4, 13, 11}, {11, 13, 15, 11}, {11, 13, 15, 13}, {13, 15, 13, 15}};
+        // The printed reports each of them may run.
+        const std::vector<int> reportsOf[] = {{2, 4, 6, 8}, {2, 6, 8}, {2}, {6}};
         const int usersLogged[] = {1, 2, 3, 4};
         quint32 pick = 7;
         for (int day = 0; day < 42; ++day)
@@ -265,9 +335,12 @@ void Connection::createDemoData()
                     const int menu = menusOf[u][(day + k) % 4];
                     const QDateTime at = base.addDays(day).addSecs(3600 * (8 + 2 * u + k) + 60 * ((pick >> 12) % 60));
                     w.row(Tables::MenuLog, {{"user_id", usersLogged[u]}, {"menu_id", menu}, {"log_date", at}}, false);
-                    if (menu == 11)
-                        w.row(Tables::ReportLog, {{"user_id", usersLogged[u]}, {"report_id", 2 + (day + k) % 2}, {"log_date", at.addSecs(90)}},
+                    if (menu == 13) {
+                        const std::vector<int>& mine = reportsOf[u];
+                        w.row(Tables::ReportLog, {{"user_id", usersLogged[u]}, {"report_id", mine[size_t(day + k) % mine.size()]},
+                                                  {"log_date", at.addSecs(90)}},
                               false);
+                    }
                 }
             }
     } catch (const DbError& e) {

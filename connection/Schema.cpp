@@ -139,12 +139,23 @@ Schema::Schema()
                         txt("fact_formula", 255), lng("fact_count_level"), lng("field_sort_order")},
                       {idx("report_id", {"report_id"})});
 
+    // The printed reports' catalogue: folders (report_type 0) and reports, each naming its
+    // report file, the report class's ProgID and up to five parameters for it.
+    m_tables << makeTable("qnd_report", Tables::Report, "id",
+                      L{lng("id"), lng("parent_id"), lng("sort_order"), txt("caption", 100),
+                        lng("report_type"), txt("file_name", 255), txt("prog_id", 100),
+                        txt("string_par1", 255), txt("string_par2", 255), txt("string_par3", 255),
+                        txt("string_par4", 255), txt("string_par5", 255), memo("description")}
+                          + roles(1) + audit(),
+                      {idx("real_parent_id_2", {"parent_id", "sort_order"})});
+
+    // The logs are read newest first, for everyone or for one user: both orders have an index.
     m_tables << makeTable("qnd_menu_log", Tables::MenuLog, "id",
                       L{lng("id"), lng("user_id"), lng("menu_id"), dt("log_date")},
-                      {idx("user_id", {"user_id", "log_date"})});
+                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"})});
     m_tables << makeTable("qnd_report_log", Tables::ReportLog, "id",
                       L{lng("id"), lng("user_id"), lng("report_id"), dt("log_date")},
-                      {idx("user_id", {"user_id", "log_date"})});
+                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"})});
 
     // The logs as their viewer lists them. A menu item is named with the captions above it
     // (the menu is three levels deep).
@@ -159,7 +170,7 @@ Schema::Schema()
                                    L{lng("id"), lng("user_id"), dt("log_date"), txt("display_name", 255), txt("report_name", 100)});
     reportLog.viewSql = QStringLiteral(
         "SELECT l.id, l.user_id, l.log_date, u.display_name, r.caption AS report_name "
-        "FROM qnd_report_log l LEFT JOIN qnd_user u ON u.id = l.user_id LEFT JOIN qnd_olap_report r ON r.id = l.report_id");
+        "FROM qnd_report_log l LEFT JOIN qnd_user u ON u.id = l.user_id LEFT JOIN qnd_report r ON r.id = l.report_id");
 
     m_tables << makeTable("crm_event", Tables::Event, "id",
                       L{lng("id"), lng("event_type_id"), lng("dedicate_user_id", -1),

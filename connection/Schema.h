@@ -68,6 +68,7 @@ inline constexpr int MenuLog = 22;
 inline constexpr int ReportLog = 23;
 inline constexpr int MenuLogView = 24;   // the menu log with who and which item
 inline constexpr int ReportLogView = 25; // the report log with who and which report
+inline constexpr int Report = 26;        // the printed reports' catalogue
 inline constexpr int Event = 30;
 inline constexpr int Partner = 40;
 inline constexpr int PartnerSite = 41;

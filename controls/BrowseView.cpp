@@ -1,5 +1,8 @@
 #include "BrowseView.h"
 #include <QAbstractTableModel>
+#include <QApplication>
+#include <QDir>
+#include <QSaveFile>
 #include <QDateTime>
 #include <QHeaderView>
 #include <QLabel>
@@ -243,15 +246,26 @@ BrowseView::Where BrowseView::parse(const TableDef& table, const QString& filter
     if (filter.trimmed().isEmpty()) return w;
     static const QRegularExpression andWord(QStringLiteral("\\s+AND\\s+"), QRegularExpression::CaseInsensitiveOption);
     for (const QString& part : filter.trimmed().split(andWord)) {
-        const int eq = part.indexOf(QLatin1Char('='));
-        if (eq <= 0) throw DbError(QStringLiteral("Hibás szűrőfeltétel: „%1” (oszlop=érték kell).").arg(part));
-        const ColumnDef& c = requireColumn(table, part.left(eq));
-        const QString text = part.mid(eq + 1).trimmed();
+        static const QRegularExpression term(QStringLiteral("^\\s*([A-Za-z_][A-Za-z0-9_]*)\\s*(>=|<=|<>|=|<|>)(.*)$"));
+        const QRegularExpressionMatch m = term.match(part);
+        if (!m.hasMatch()) throw DbError(QStringLiteral("Hibás szűrőfeltétel: „%1” (oszlop=érték kell).").arg(part));
+        const ColumnDef& c = requireColumn(table, m.captured(1));
+        const QString op = m.captured(2);
+        const QString text = m.captured(3).trimmed();
         QVariant value = text;
         bool ok = true;
         switch (c.type) {
         case ColType::Long: value = text.toLongLong(&ok); break;
         case ColType::Double: value = text.toDouble(&ok); break;
+        case ColType::Date:
+        case ColType::DateTime: {
+            // A day, or a moment: "2026-11-23" or "2026-11-23T08:30:00".
+            QDateTime at = QDateTime::fromString(text, Qt::ISODate);
+            if (!at.isValid()) at = QDate::fromString(text, Qt::ISODate).startOfDay();
+            ok = at.isValid();
+            value = at;
+            break;
+        }
         case ColType::Bool: {
             const QString t = text.toLower();
             ok = QStringList{"0", "1", "true", "false", "igen", "nem"}.contains(t);
@@ -263,7 +277,7 @@ BrowseView::Where BrowseView::parse(const TableDef& table, const QString& filter
         value = m_connection->engine().toDb(c, value);
         if (!ok || (value.isNull() && !text.isEmpty()))
             throw DbError(QStringLiteral("A(z) %1 oszlop nem veheti fel ezt az értéket: „%2”.").arg(c.name, text));
-        w.terms << quoted(c.name) + QStringLiteral("=?");
+        w.terms << quoted(c.name) + op + QLatin1Char('?');
         w.binds << value;
     }
     return w;
@@ -288,6 +302,14 @@ void BrowseView::refresh()
         m_read.terms << (any.isEmpty() ? QStringLiteral("1=0") : QLatin1Char('(') + any.join(QStringLiteral(" OR ")) + QLatin1Char(')'));
     }
 
+    const int keep = selectedId();
+    m_model->read(selectSql() + QStringLiteral(" LIMIT ? OFFSET ?"), m_read.binds);
+    if (!(keep >= 0 && selectId(keep)) && m_model->rowCount() > 0) m_grid->setCurrentIndex(m_model->index(0, 0));
+    currentMoved();
+}
+
+QString BrowseView::selectSql() const
+{
     const QString key = quoted(m_def.keyColumn);
     QStringList columns{key}, order;
     for (const ColumnDef* c : std::as_const(m_columns)) columns << quoted(c->name);
@@ -296,12 +318,53 @@ void BrowseView::refresh()
     order << key + (m_descending ? QStringLiteral(" DESC") : QString());
     QString sql = QStringLiteral("SELECT %1 FROM %2").arg(columns.join(QStringLiteral(", ")), quoted(m_table->name));
     if (!m_read.terms.isEmpty()) sql += QStringLiteral(" WHERE ") + m_read.terms.join(QStringLiteral(" AND "));
-    sql += QStringLiteral(" ORDER BY %1 LIMIT ? OFFSET ?").arg(order.join(QStringLiteral(", ")));
+    return sql + QStringLiteral(" ORDER BY %1").arg(order.join(QStringLiteral(", ")));
+}
 
-    const int keep = selectedId();
-    m_model->read(sql, m_read.binds);
-    if (!(keep >= 0 && selectId(keep)) && m_model->rowCount() > 0) m_grid->setCurrentIndex(m_model->index(0, 0));
-    currentMoved();
+bool BrowseView::exportCsv(const QString& path, QString* error)
+{
+    const auto fail = [error](const QString& message) {
+        if (error) *error = message;
+        return false;
+    };
+    if (!m_connection || !m_table) return fail(QStringLiteral("A lista üres: nincs mit menteni."));
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(QStringLiteral("A fájl nem írható: %1 (%2)").arg(QDir::toNativeSeparators(path), file.errorString()));
+    // Semicolons and a byte-order mark: what a Hungarian spreadsheet opens without asking.
+    const auto field = [](QString v) {
+        if (v.contains(QLatin1Char(';')) || v.contains(QLatin1Char('"')) || v.contains(QLatin1Char('\n')) || v.contains(QLatin1Char('\r')))
+            v = QLatin1Char('"') + v.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
+        return v;
+    };
+    QList<int> order; // the columns as the user arranged them, hidden ones left out
+    const QHeaderView* header = m_grid->horizontalHeader();
+    for (int v = 0; v < header->count(); ++v) {
+        const int logical = header->logicalIndex(v);
+        if (!header->isSectionHidden(logical)) order << logical;
+    }
+    const auto line = [&file](const QStringList& cells) { file.write((cells.join(QLatin1Char(';')) + QStringLiteral("\r\n")).toUtf8()); };
+    file.write("\xEF\xBB\xBF");
+    QStringList cells;
+    for (int c : std::as_const(order)) cells << field(m_model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString());
+    line(cells);
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    try {
+        m_connection->selectEach(selectSql(), m_read.binds, [&](const QVariantList& row) {
+            cells.clear();
+            for (int c : std::as_const(order)) cells << field(shown(m_connection->engine(), *m_columns[c], row.value(c + 1)));
+            line(cells);
+            return true;
+        });
+    } catch (const DbError& e) {
+        QApplication::restoreOverrideCursor();
+        file.cancelWriting();
+        return fail(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+    }
+    QApplication::restoreOverrideCursor();
+    if (!file.commit())
+        return fail(QStringLiteral("A fájl nem írható: %1 (%2)").arg(QDir::toNativeSeparators(path), file.errorString()));
+    return true;
 }
 
 bool BrowseView::listed(int id)

@@ -62,6 +62,11 @@ public:
 
     void saveLayout();
 
+    // Every row the list holds under its filter and search (not only those read so far), in
+    // its order and with its columns as arranged, as shown, into a CSV file. False and a
+    // Hungarian message on failure; a failed export leaves no half file.
+    bool exportCsv(const QString& path, QString* error = nullptr);
+
 signals:
     void selectionChanged(int id);
     void activated(int id);
@@ -75,6 +80,7 @@ private:
     bool listed(int id);
     void reportStatus(const QString& message);
     void currentMoved();
+    QString selectSql() const; // the rows shown, in their order, without a page limit
     void restoreLayout();
     void keepLayout(); // saves the layout when it differs from the one saved or restored
     QString layoutText() const;

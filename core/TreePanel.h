@@ -41,7 +41,8 @@ public:
 
     static constexpr int kRootKind = -1;
 
-    bool roleMode() const { return mode() != 0; }
+    // Whether the panel sets roles (mode not 0) rather than editing the tree.
+    virtual bool roleMode() const { return mode() != 0; }
     int currentSlot() const { return m_slot; }
     // Chooses a role (1..9) as the combo box does, and reloads the tree.
     void selectRole(int slot);

@@ -3,7 +3,15 @@
 #include "Connection.h"
 #include "ControlUtils.h"
 #include "Module.h"
+#include "cMessage2.h"
+#include <QAction>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDateEdit>
+#include <QDir>
+#include <QFileDialog>
+#include <QSignalBlocker>
+#include <QStyle>
 #include <QLabel>
 #include <QToolBar>
 #include <QVBoxLayout>
@@ -42,6 +50,26 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     cbo_user->setObjectName(QStringLiteral("Felhasználó"));
     cbo_user->setMinimumContentsLength(24);
     cmd_bar->addWidget(cbo_user);
+    cmd_bar->addSeparator();
+    chk_period = new QCheckBox(QStringLiteral("Időszak:"), cmd_bar);
+    chk_period->setObjectName(QStringLiteral("chk_period"));
+    cmd_bar->addWidget(chk_period);
+    for (QDateEdit** edit : {&dtp_from, &dtp_to}) {
+        *edit = new QDateEdit(QDate::currentDate(), cmd_bar);
+        (*edit)->setCalendarPopup(true);
+        (*edit)->setDisplayFormat(QStringLiteral("yyyy.MM.dd."));
+        (*edit)->setEnabled(false);
+        if (edit == &dtp_to) cmd_bar->addWidget(new QLabel(QStringLiteral(" – "), cmd_bar));
+        cmd_bar->addWidget(*edit);
+    }
+    dtp_from->setObjectName(QStringLiteral("dtp_from"));
+    dtp_to->setObjectName(QStringLiteral("dtp_to"));
+    dtp_from->setDate(QDate::currentDate().addDays(-30));
+    cmd_bar->addSeparator();
+    QAction* exportAction = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), QStringLiteral("Mentés CSV-be…"));
+    exportAction->setObjectName(QStringLiteral("cmd_export"));
+    exportAction->setToolTip(QStringLiteral("A listában látható sorok mentése CSV-fájlba"));
+    cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     brw_item = new Controls::BrowseView(this);
     brw_item->setObjectName(QStringLiteral("brw_item"));
     body()->addWidget(cmd_bar);
@@ -49,6 +77,21 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     connect(cbo_user, &QComboBox::currentIndexChanged, this, [this](int i) {
         StepRunner r = runner("cbo_user_Change");
         r.step([&] { selectUser(cbo_user->itemData(i).toInt()); });
+    });
+    const auto periodChanged = [this] {
+        StepRunner r = runner("dtp_period_Change");
+        r.step([&] {
+            dtp_from->setEnabled(chk_period->isChecked());
+            dtp_to->setEnabled(chk_period->isChecked());
+            applyFilter();
+        });
+    };
+    connect(chk_period, &QCheckBox::toggled, this, periodChanged);
+    connect(dtp_from, &QDateEdit::dateChanged, this, periodChanged);
+    connect(dtp_to, &QDateEdit::dateChanged, this, periodChanged);
+    connect(exportAction, &QAction::triggered, this, [this] {
+        StepRunner r = runner("cmd_export_Click");
+        r.step([&] { exportCsv(); });
     });
 }
 
@@ -80,8 +123,51 @@ void LogsViewer::selectUser(int userId)
         cbo_user->setCurrentIndex(i); // comes back here through the signal
         return;
     }
+    m_userId = userId;
+    applyFilter();
+}
+
+void LogsViewer::selectPeriod(const QDate& from, const QDate& to)
+{
+    const QSignalBlocker a(chk_period), b(dtp_from), c(dtp_to);
+    chk_period->setChecked(from.isValid());
+    dtp_from->setEnabled(from.isValid());
+    dtp_to->setEnabled(from.isValid());
+    if (from.isValid()) {
+        dtp_from->setDate(from);
+        dtp_to->setDate(to);
+    }
+    applyFilter();
+}
+
+void LogsViewer::applyFilter()
+{
     if (brw_item->view().table == 0) return;
-    brw_item->setFilter(userId == -1 ? QString() : QStringLiteral("user_id=%1").arg(userId));
+    QStringList terms;
+    if (m_userId != -1) terms << QStringLiteral("user_id=%1").arg(m_userId);
+    if (chk_period->isChecked()) {
+        // Whole days: up to the start of the day after the last one.
+        const QDate from = std::min(dtp_from->date(), dtp_to->date()), to = std::max(dtp_from->date(), dtp_to->date());
+        terms << QStringLiteral("log_date>=") + from.toString(Qt::ISODate)
+              << QStringLiteral("log_date<") + to.addDays(1).toString(Qt::ISODate);
+    }
+    brw_item->setFilter(terms.join(QStringLiteral(" AND ")));
+}
+
+bool LogsViewer::exportCsv(QString path)
+{
+    if (brw_item->view().table == 0) return false;
+    if (path.isEmpty()) {
+        const QString name = (mode() == 0 ? QStringLiteral("menu_log_") : QStringLiteral("kimutatas_log_"))
+                             + QDate::currentDate().toString(QStringLiteral("yyyyMMdd")) + QStringLiteral(".csv");
+        path = QFileDialog::getSaveFileName(this, QStringLiteral("Mentés CSV-be"), QDir::home().filePath(name),
+                                            QStringLiteral("CSV-fájl (*.csv)"));
+        if (path.isEmpty()) return false;
+    }
+    QString error;
+    if (brw_item->exportCsv(path, &error)) return true;
+    module().message().MsgInfo(error);
+    return false;
 }
 
 } // namespace NexoFrame

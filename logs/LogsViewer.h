@@ -1,7 +1,9 @@
 #pragma once
 #include "AdminPanel.h"
 
+class QCheckBox;
 class QComboBox;
+class QDateEdit;
 class QToolBar;
 
 namespace NexoFrame {
@@ -24,11 +26,23 @@ public:
     QToolBar* cmd_bar = nullptr;
     QComboBox* cbo_user = nullptr;
 
+    QCheckBox* chk_period = nullptr;
+    QDateEdit* dtp_from = nullptr;
+    QDateEdit* dtp_to = nullptr;
+
     // Narrows the log to one user (-1: everyone), as choosing in the combo does.
     void selectUser(int userId);
+    // Narrows it to the days from..to, both included; a null `from` lifts the limit.
+    void selectPeriod(const QDate& from, const QDate& to);
+    // What the list shows, every row of it, into a CSV file (asks where when `path` is empty).
+    bool exportCsv(QString path = QString());
 
 protected:
     void InitializeSite() override;
+
+private:
+    void applyFilter();
+    int m_userId = -1;
 };
 
 } // namespace NexoFrame

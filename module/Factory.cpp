@@ -3,6 +3,8 @@
 #include "LogsViewer.h"
 #include "Menus.h"
 #include "OLAPReports.h"
+#include "ReportAuthorizations.h"
+#include "Reports.h"
 #include "cDDXOlapReport.h"
 #include "Nexo.h"
 #include "UserMenu.h"
@@ -37,6 +39,9 @@ const QList<Entry>& entries()
         {"NexoFrame.OLAPReports", "OLAPReports", [](QObject* p) -> QObject* { return new OLAPReports(asParent(p)); }},
         {"NexoFrame.cDDXOlapReport", "cDDXOlapReport", [](QObject* p) -> QObject* { return new cDDXOlapReport(p); }},
         {"NexoFrame.LogsViewer", "LogsViewer", [](QObject* p) -> QObject* { return new LogsViewer(asParent(p)); }},
+        {"NexoFrame.Reports", "Reports", [](QObject* p) -> QObject* { return new Reports(asParent(p)); }},
+        {"NexoFrame.ReportAuthorizations", "ReportAuthorizations",
+         [](QObject* p) -> QObject* { return new ReportAuthorizations(asParent(p)); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},

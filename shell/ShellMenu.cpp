@@ -132,23 +132,4 @@ QString menuText(const QString& caption, const QString& accessKey)
     return text;
 }
 
-bool writeMenuLog(Connection& c, int userId, int menuId, QString* error)
-{
-    try {
-        Recordset& rs = c.editRecordset(Tables::MenuLog);
-        rs.addNew();
-        rs.setField(QStringLiteral("user_id"), userId);
-        rs.setField(QStringLiteral("menu_id"), menuId);
-        rs.setField(QStringLiteral("log_date"), QDateTime::currentDateTime());
-        if (!rs.update()) {
-            if (error) *error = rs.lastError();
-            return false;
-        }
-        return true;
-    } catch (const DbError& e) {
-        if (error) *error = e.message();
-        return false;
-    }
-}
-
 } // namespace NexoFrame::Shell

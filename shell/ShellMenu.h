@@ -53,7 +53,4 @@ QStringList splitCommand(const QString& command);
 // caption; literal '&'s are kept.
 QString menuText(const QString& caption, const QString& accessKey);
 
-// Records that `userId` opened menu item `menuId` now. Returns false with the reason.
-bool writeMenuLog(Connection& connection, int userId, int menuId, QString* error);
-
 } // namespace NexoFrame::Shell

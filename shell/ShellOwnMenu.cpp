@@ -1,6 +1,6 @@
 #include "ShellOwnMenu.h"
 #include "IUserMenu.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellWindow.h"
 #include <QHBoxLayout>

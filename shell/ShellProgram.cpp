@@ -1,7 +1,7 @@
 #include "ShellProgram.h"
 #include "Connection.h"
 #include "ShellLogin.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellOptions.h"
 #include "ShellWindow.h"
@@ -26,6 +26,7 @@ int Program::registration(bool add, const QString& library)
     Notices::setConsole(true);
     const QString lib = QFileInfo(library.isEmpty() ? m_library : library).absoluteFilePath();
     Modules modules;
+    modules.setDescriber(Notices::describe);
     QString error;
     QStringList ids;
     const bool ok = add ? modules.registerLibrary(lib, &error, &ids) : modules.unregisterLibrary(lib, &error, &ids);
@@ -72,8 +73,13 @@ int Program::runGuarded(const QStringList& arguments)
     Notices::setConsole(o.unattended());
 
     Modules modules;
+    modules.setDescriber(Notices::describe);
     if (!modules.ensureRegistered(m_library, &error))
         Notices::warning(nullptr, QStringLiteral("A NexoFrame modul nem regisztrálható, a panelei nem nyithatók meg.\n\n%1").arg(error));
+    // The report engine ships beside the module; its report classes are created by ProgID.
+    const QString reportEngine = QFileInfo(m_library).dir().filePath(QStringLiteral("libQndReport.so"));
+    if (!modules.ensureRegistered(reportEngine, &error, QStringLiteral("QndReport.Report")))
+        Notices::warning(nullptr, QStringLiteral("A riportmotor nem regisztrálható, a riportok nem futtathatók.\n\n%1").arg(error));
 
     QString target = o.database.isEmpty() ? qEnvironmentVariable("NEXO_DB").trimmed() : o.database;
     const bool demoPath = target.isEmpty();

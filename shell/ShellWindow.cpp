@@ -1,6 +1,6 @@
 #include "ShellWindow.h"
 #include "Connection.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellOwnMenu.h"
 #include <QCoreApplication>
@@ -44,10 +44,18 @@ const MenuEntry* findEntry(const QList<MenuEntry>& entries, const std::function<
 
 } // namespace
 
+QObject* Site::createObject(const QString& progId, QString* error)
+{
+    QString reason;
+    QObject* object = m_modules.create(progId, &reason);
+    if (error) *error = reason;
+    return object;
+}
+
 MainWindow::MainWindow(Connection& connection, Modules& modules, const LoginResult& user,
                        const QString& databasePath, QWidget* parent)
     : QMainWindow(parent), m_connection(connection), m_modules(modules), m_user(user),
-      m_site(connection, user.userId)
+      m_site(connection, user.userId, modules)
 {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QStringLiteral("Quandra Express Keretrendszer – NexoFrame"));
@@ -223,7 +231,7 @@ QWidget* MainWindow::openMenuItem(const MenuEntry& item)
         panel->setProperty(kMenuId, id);
     }
     QString error;
-    if (!writeMenuLog(m_connection, m_user.userId, id, &error))
+    if (!m_connection.writeUsageLog(Tables::MenuLog, QStringLiteral("menu_id"), m_user.userId, id, &error))
         Notices::warning(this, QStringLiteral("A megnyitás nem került be a menünaplóba.\n\n%1").arg(error));
     return panel;
 }

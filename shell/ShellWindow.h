@@ -12,20 +12,26 @@ class QStackedWidget;
 class QTabWidget;
 class QToolBar;
 
+namespace NexoFrame {
+class Modules;
+}
+
 namespace NexoFrame::Shell {
 
-class Modules;
-
-// What the panels see of the shell: the shared connection and who is logged in.
+// What the panels see of the shell: the shared connection, who is logged in, and the
+// classes of the registry.
 class Site : public IAddinSite {
 public:
-    Site(Connection& connection, int userId) : m_connection(connection), m_userId(userId) {}
+    Site(Connection& connection, int userId, Modules& modules)
+        : m_connection(connection), m_userId(userId), m_modules(modules) {}
     Connection* connection() override { return &m_connection; }
     int currentUserId() override { return m_userId; }
+    QObject* createObject(const QString& progId, QString* error) override;
 
 private:
     Connection& m_connection;
     int m_userId;
+    Modules& m_modules;
 };
 
 // The main window: the menu of the logged-in user's roles and one tab per open panel.

@@ -3,7 +3,11 @@
 #include "LogsViewer.h"
 #include "ModalDriver.h"
 #include "TestSite.h"
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDateEdit>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QTableView>
 #include <QTest>
@@ -47,7 +51,7 @@ private slots:
         QCOMPARE(p.cbo_user->itemData(0).toInt(), -1);
         QStringList offered;
         for (int i = 1; i < p.cbo_user->count(); ++i) offered << p.cbo_user->itemText(i);
-        QCOMPARE(offered, (QStringList{"Kovács Anna", "Nagy Péter", "Rendszergazda"}));
+        QCOMPARE(offered, (QStringList{"Kiss Béla", "Kovács Anna", "Nagy Péter", "Rendszergazda", "Varga Zoltán"}));
 
         const int all = count(c, QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log"));
         QVERIFY(all > 100);
@@ -76,7 +80,7 @@ private slots:
         p.IAddin_AttachToSite(&site, 1, QString());
         QCOMPARE(p.titleLabel()->text(), QStringLiteral("Kimutatás log"));
         QCOMPARE(column(p.brw_item, 0).size(), count(c, QStringLiteral("SELECT COUNT(*) FROM qnd_report_log")));
-        QVERIFY(column(p.brw_item, 2).contains(QStringLiteral("Forgalom régiónként")));
+        QVERIFY(column(p.brw_item, 2).contains(QStringLiteral("Menühasználat felhasználónként")));
 
         LogsViewer other;
         const QString before = other.titleLabel()->text();
@@ -84,6 +88,55 @@ private slots:
         QCOMPARE(other.titleLabel()->text(), before);
         QCOMPARE(other.brw_item->view().table, 0);
         other.selectUser(1); // nothing to narrow, nothing fails
+    }
+
+    // Whole days of a period, with or without a user; the CSV holds every row the list
+    // holds (not only the page read), as shown, quoted where a spreadsheet needs it.
+    void periodAndExport()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_menu SET caption=? WHERE id=2"), {QStringLiteral("Jogok; \"régi\"")}));
+        const QDate day(2026, 1, 10);
+        for (const auto& [user, at] : {std::pair{2, QDateTime(day, QTime(0, 0))}, {3, QDateTime(day.addDays(1), QTime(23, 59))},
+                                       {2, QDateTime(day.addDays(2), QTime(0, 0))}, {2, QDateTime(day.addDays(-1), QTime(23, 59))}})
+            QVERIFY(c.writeUsageLog(Tables::MenuLog, QStringLiteral("menu_id"), user, 2) && c.execute(
+                QStringLiteral("UPDATE qnd_menu_log SET log_date=? WHERE id=(SELECT MAX(id) FROM qnd_menu_log)"), {at}));
+        for (int i = 0; i < 200; ++i) QVERIFY(c.writeUsageLog(Tables::MenuLog, QStringLiteral("menu_id"), 1, 4)); // past one page
+        LogsViewer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.selectPeriod(day, day.addDays(1));
+        QVERIFY(p.chk_period->isChecked());
+        QCOMPARE(column(p.brw_item, 1), (QStringList{"Nagy Péter", "Kovács Anna"}));
+        p.selectUser(2);
+        QCOMPARE(column(p.brw_item, 1), QStringList{"Kovács Anna"});
+        p.dtp_to->setDate(day.addDays(2)); // as the user changes it
+        QCOMPARE(column(p.brw_item, 0).size(), 2);
+        p.chk_period->setChecked(false);
+        QCOMPARE(p.brw_item->filter(), QStringLiteral("user_id=2"));
+        p.selectUser(-1);
+        p.selectPeriod({}, {});
+
+        const int all = count(c, QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log"));
+        LogsViewer fresh; // it has read only its first page
+        fresh.IAddin_AttachToSite(&site, 0, QString());
+        QVERIFY(fresh.brw_item->loadedRows() < all);
+        const QString path = QDir(QDir::tempPath()).filePath(QStringLiteral("nexo_log_%1.csv").arg(QCoreApplication::applicationPid()));
+        QVERIFY(fresh.exportCsv(path));
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray bytes = f.readAll();
+        f.remove();
+        QVERIFY(bytes.startsWith("\xEF\xBB\xBF"));
+        const QStringList lines = QString::fromUtf8(bytes.mid(3)).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), all + 1);
+        QCOMPARE(lines[0], QStringLiteral("Időpont;Felhasználó;Menüpont"));
+        QVERIFY(lines.contains(QStringLiteral("2026.01.10;Kovács Anna;\"Rendszer / Jogok; \"\"régi\"\"\"")));
+        QVERIFY(lines.contains(QStringLiteral("2026.01.11 23:59;Nagy Péter;\"Rendszer / Jogok; \"\"régi\"\"\"")));
+        // A folder that cannot be written is a message, and no file.
+        answerNextModal(QStringLiteral("OK"));
+        QVERIFY(!p.exportCsv(QStringLiteral("/nincs/ilyen/mappa/log.csv")));
+        QCOMPARE(expiredModalActions(), 0);
     }
 };
 

@@ -4,7 +4,7 @@
 #include "ClassRegistry.h"
 #include "Connection.h"
 #include "ShellLogin.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellWindow.h"
 #include "TestDatabase.h"
 #include <QTemporaryDir>
@@ -56,7 +56,7 @@ struct ShellFixture {
 // A logged-in user's window over the fixture's database and registry; with the module
 // library built beside the tests registered when asked.
 struct Session {
-    NexoFrame::Shell::Modules modules;
+    NexoFrame::Modules modules;
     NexoFrame::Shell::LoginResult user;
     std::unique_ptr<NexoFrame::Shell::MainWindow> window;
 

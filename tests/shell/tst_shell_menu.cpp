@@ -4,7 +4,7 @@
 #include "ModalDriver.h"
 #include "ShellApplication.h"
 #include "ShellFixture.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellOwnMenu.h"
 #include "ShellWindow.h"

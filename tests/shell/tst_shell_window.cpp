@@ -1,7 +1,7 @@
 #include "ModalDriver.h"
 #include "ShellApplication.h"
 #include "ShellFixture.h"
-#include "ShellModules.h"
+#include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellWindow.h"
 #include <QAction>
