@@ -23,6 +23,7 @@
 #include <QSpinBox>
 #include <QStandardPaths>
 #include <QToolBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <atomic>
 
@@ -342,6 +343,9 @@ void QndReport::DoReport()
         QAction* save = bar->addAction(QIcon::fromTheme(QStringLiteral("document-save-as")), QStringLiteral("PDF mentése…"));
         save->setObjectName(QStringLiteral("savePdf"));
         save->setToolTip(QStringLiteral("A riport mentése PDF-fájlba"));
+        // The words stay beside an icon the theme may give it: the other buttons are Qt's own.
+        if (auto* button = qobject_cast<QToolButton*>(bar->widgetForAction(save)))
+            button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         connect(save, &QAction::triggered, this, [this, &dlg] { saveAsPdf(&dlg); });
     }
     dlg.exec();

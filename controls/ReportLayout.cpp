@@ -647,8 +647,8 @@ struct ReportLayout::Impl {
             case Band::Footer:
             case Band::Total: {
                 const double at = y + (b.kind == Band::Total ? 1.0 * mm : 0.2 * mm);
-                hline(p, at, b.kind == Band::Total ? 0.4 : 0.2, Qt::black);
-                if (b.kind == Band::Total) hline(p, at + 0.6 * mm, 0.4, Qt::black);
+                hline(p, at, b.kind == Band::Total ? 0.3 : 0.2, Qt::black);
+                if (b.kind == Band::Total) hline(p, at + 0.7 * mm, 0.3, Qt::black);
                 break;
             }
             case Band::Row:
