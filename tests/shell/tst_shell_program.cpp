@@ -103,7 +103,7 @@ void TstShellProgram::firstRunMakesDemoDatabaseAndRegisters()
     QString error;
     auto c = Connection::openDatabase(demo, Connection::DemoData::None, &error);
     QVERIFY2(c, qPrintable(error));
-    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 5);
+    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 7);
 }
 
 void TstShellProgram::changedModuleIsRegisteredAgain()
@@ -220,8 +220,8 @@ void TstShellProgram::twoShellsMakingOneDatabaseAtOnce()
         QString error;
         auto c = Connection::openDatabase(db.target(), Connection::DemoData::None, &error);
         QVERIFY2(c, qPrintable(error));
-        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 5);
-        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user_group")).first().value(0).toInt(), 4);
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).first().value(0).toInt(), 7);
+        QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user_group")).first().value(0).toInt(), 5);
         QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_settings WHERE key_name='CUE_NAME_1'"))
                      .first().value(0).toInt(), 1);
     }
