@@ -149,6 +149,11 @@ private slots:
     void initTestCase()
     {
         QVERIFY(m_out.isValid());
+        // To look at the PDFs and their pictures afterwards.
+        if (qEnvironmentVariableIsSet("NEXO_KEEP_OUTPUT")) {
+            m_out.setAutoRemove(false);
+            qInfo("PDFs in %s", qPrintable(m_out.path()));
+        }
         m_c = m_db.open();
     }
     void init() { resetModalDriver(); }
