@@ -60,6 +60,8 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
         *edit = new QDateEdit(QDate::currentDate(), cmd_bar);
         (*edit)->setCalendarPopup(true);
         (*edit)->setDisplayFormat(QStringLiteral("yyyy.MM.dd."));
+        // The hint is measured for the format it was made with; room for the date and the button.
+        (*edit)->setMinimumWidth((*edit)->fontMetrics().horizontalAdvance(QStringLiteral("2088.88.88.")) + 44);
         (*edit)->setEnabled(false);
         if (edit == &dtp_to) cmd_bar->addWidget(new QLabel(QStringLiteral(" – "), cmd_bar));
         cmd_bar->addWidget(*edit);

@@ -419,6 +419,11 @@ private slots:
         onNextModal([&](QWidget* dlg) {
             QVERIFY(qobject_cast<QPrintPreviewDialog*>(dlg));
             for (QAction* a : dlg->findChildren<QAction*>()) hadAction |= a->text() == QStringLiteral("PDF mentése…");
+            if (qEnvironmentVariableIsSet("NEXO_KEEP_OUTPUT")) {
+                dlg->resize(1100, 800);
+                QTest::qWait(100);
+                dlg->grab().save(m_out.filePath(QStringLiteral("preview.png")));
+            }
             dlg->close();
         });
         r->DoReport();
