@@ -562,17 +562,29 @@ bool Connection::writeSetting(const QString& section, const QString& key, const 
     return rs.update();
 }
 
+QList<int> Connection::roleSlotsOf(int userId)
+{
+    QStringList authCols;
+    for (int i = 0; i < 10; ++i) authCols << QStringLiteral("g.auth_%1").arg(i);
+    const auto group = select(QStringLiteral("SELECT %1 FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                             "WHERE u.id=? AND u.del_status=0 AND g.del_status=0 AND NOT COALESCE(u.access_denied, FALSE)")
+                                  .arg(authCols.join(QLatin1Char(','))),
+                              {userId});
+    QList<int> held;
+    if (group.isEmpty()) return held;
+    for (int i = 0; i < 10; ++i)
+        if (group[0][i].toLongLong() != 0) held << i;
+    return held;
+}
+
 bool Connection::rightsTest(int userId, const QString& key)
 {
     const QString k = key.trimmed();
     if (k.isEmpty()) return false;
-    auto user = select(QStringLiteral("SELECT user_group_id, del_status, access_denied FROM qnd_user WHERE id=?"), {userId});
-    if (user.isEmpty() || user[0][1].toInt() != 0 || user[0][2].toLongLong() != 0) return false;
+    const QList<int> held = roleSlotsOf(userId);
+    if (held.isEmpty()) return false;
     QStringList authCols;
     for (int i = 0; i < 10; ++i) authCols << QStringLiteral("auth_%1").arg(i);
-    auto group = select(QStringLiteral("SELECT del_status, %1 FROM qnd_user_group WHERE id=?").arg(authCols.join(QLatin1Char(','))),
-                        {user[0][0]});
-    if (group.isEmpty() || group[0][0].toInt() != 0) return false;
 
     // The live unit with the longest prefix of the key decides.
     auto units = select(QStringLiteral("SELECT id, parent_id, prefix, %1 FROM qnd_auth_unit "
@@ -597,7 +609,7 @@ bool Connection::rightsTest(int userId, const QString& key)
         if (!live) continue;
         bestLength = len;
         for (int i = 0; i < 10; ++i)
-            if (u[3 + i].toLongLong() != 0 && group[0][1 + i].toLongLong() != 0) granted = true;
+            if (u[3 + i].toLongLong() != 0 && held.contains(i)) granted = true;
     }
     return granted;
 }

@@ -283,6 +283,59 @@ void Connection::createDemoData()
                                    {"string_par1", QString::fromUtf8(c.par1)}});
             w.roles(Tables::Report, c.id, Writer::roleSlots(c.grants));
         }
+        // What lists may be built from, and three ready lists with the roles that may use them.
+        struct S { const char* table; const char* caption; const char* columns; };
+        const S sources[] = {
+            {"qnd_user_list_view", "Felhasználók",
+             "display_name=Név\nuser_name=Bejelentkezési név\ngroup_name=Csoport\nassignment=Beosztás\nemail=E-mail\n"
+             "phone=Telefon\nis_driver=Gépkocsivezető\naccess_denied=Tiltott\ncreate_date=Felvéve"},
+            {"qnd_menu_log_view", "Menü log", "log_date=Időpont\ndisplay_name=Felhasználó\nmenu_item=Menüpont\nuser_id=Felhasználó azonosító"},
+            {"qnd_report_log_view", "Kimutatás log", "log_date=Időpont\ndisplay_name=Felhasználó\nreport_name=Kimutatás"},
+            {"qnd_driver_document_view", "Gépkocsivezetők okmányai",
+             "driver=Gépkocsivezető\ndocument=Okmány\ndocument_number=Okmányszám\nexpires=Lejárat"},
+            {"qnd_user_group", "Felhasználói csoportok", "name=Megnevezés\nremark=Megjegyzés\ncreate_date=Felvéve"},
+            {"qnd_menu", "Menüpontok", "caption=Felirat\nclass_name=Osztály\nparameter_s=Paraméter\nsort_order=Sorrend"},
+            {"qnd_auth_unit", "Jogosultságok", "name=Megnevezés\nprefix=Előtag"},
+            {"olap_sample_sales", "Értékesítések (minta)",
+             "sale_date=Dátum\nregion=Régió\nproduct=Termék\nquantity=Mennyiség\namount=Összeg\npaid=Fizetve"},
+        };
+        int sourceId = 0;
+        for (const S& src : sources)
+            w.row(Tables::ListSource, {{"id", ++sourceId}, {"sort_order", sourceId}, {"table_name", QString::fromLatin1(src.table)},
+                                       {"caption", QString::fromUtf8(src.caption)}, {"columns", QString::fromUtf8(src.columns)}});
+        struct L { int id; int owner; const char* caption; const char* definition; std::vector<int> grants; };
+        const L lists[] = {
+            {1, 1, "Felhasználók csoportjukkal",
+             R"({"format": "nexo-lista", "version": 1, "source": "qnd_user_list_view",
+ "columns": [{"field": "group_name", "caption": "Csoport"}, {"field": "display_name", "caption": "Név"},
+             {"field": "user_name", "caption": "Bejelentkezési név"}, {"field": "assignment", "caption": "Beosztás"},
+             {"field": "is_driver", "caption": "Gépkocsivezető"}],
+ "match": "all", "conditions": [],
+ "sort": [{"field": "group_name"}, {"field": "display_name"}],
+ "group": {"field": "group_name"}})",
+             {1, 2}},
+            {2, 2, "Az elmúlt hónap menühasználata",
+             R"({"format": "nexo-lista", "version": 1, "source": "qnd_menu_log_view",
+ "columns": [{"field": "log_date", "caption": "Időpont"}, {"field": "display_name", "caption": "Felhasználó"},
+             {"field": "menu_item", "caption": "Menüpont"}],
+ "match": "all", "conditions": [{"field": "log_date", "op": "from", "value": "today-30", "ask": "Kezdő dátum?"}],
+ "sort": [{"field": "display_name"}, {"field": "log_date", "descending": true}],
+ "group": {"field": "display_name"}})",
+             {1, 2, 3}},
+            {3, 1, "Lejáró okmányok (60 nap)",
+             R"({"format": "nexo-lista", "version": 1, "source": "qnd_driver_document_view",
+ "columns": [{"field": "driver", "caption": "Gépkocsivezető"}, {"field": "document", "caption": "Okmány"},
+             {"field": "document_number", "caption": "Okmányszám"}, {"field": "expires", "caption": "Lejárat"}],
+ "match": "all", "conditions": [{"field": "expires", "op": "between", "value": "today", "value2": "today+60"}],
+ "sort": [{"field": "expires"}], "group": {"field": "document"}})",
+             {1, 2, 6}},
+        };
+        for (const L& l : lists) {
+            w.row(Tables::List, {{"id", l.id}, {"parent_id", 0}, {"sort_order", l.id}, {"caption", QString::fromUtf8(l.caption)},
+                                 {"owner_user_id", l.owner}, {"definition", QString::fromUtf8(l.definition)}});
+            w.roles(Tables::List, l.id, Writer::roleSlots(l.grants));
+        }
+
         // The company's details for the report headers beside its partner row.
         const std::pair<const char*, const char*> company[] = {
             {"Tevekenyseg", "Irodaszer- és papírkereskedelem"}, {"Kapcsolattarto", "Kovács Anna"},

@@ -149,6 +149,20 @@ Schema::Schema()
                           + roles(1) + audit(),
                       {idx("real_parent_id_2", {"parent_id", "sort_order"})});
 
+    // The list wizard's lists: each a definition in JSON, owned by its author, with the role
+    // slots that may use it (flat under the root: parent_id 0).
+    m_tables << makeTable("qnd_list", Tables::List, "id",
+                      L{lng("id"), lng("parent_id"), lng("sort_order"), txt("caption", 100),
+                        lng("owner_user_id", -1), memo("definition"), memo("description")}
+                          + roles(1) + audit(),
+                      {idx("real_parent_id_2", {"parent_id", "sort_order"}), idx("owner_user_id", {"owner_user_id"})});
+    // What lists may be built from: a table or view of the schema by its Hungarian name, and
+    // the columns offered, one "column=Heading" per line in the order offered.
+    m_tables << makeTable("qnd_list_source", Tables::ListSource, "id",
+                      L{lng("id"), lng("sort_order"), txt("table_name", 64), txt("caption", 100), memo("columns"),
+                        lng("del_status")},
+                      {idx("sort_order", {"sort_order"})});
+
     // The logs are read newest first, for everyone or for one user: both orders have an index.
     m_tables << makeTable("qnd_menu_log", Tables::MenuLog, "id",
                       L{lng("id"), lng("user_id"), lng("menu_id"), dt("log_date")},
@@ -206,8 +220,26 @@ Schema::Schema()
                       L{lng("id"), txt("region", 50), txt("product", 50), lng("sale_year"),
                         lng("sale_month"), lng("quantity"), dbl("amount"), dt("sale_date"), boo("paid")},
                       {idx("region", {"region"})});
+    // Sources of lists: the live users with their group's name, and the drivers' documents
+    // that expire (the reminder events of the driver's identity card and licence).
+    TableDef userList = makeTable("qnd_user_list_view", Tables::UserListView, "id",
+                                  L{lng("id"), txt("user_name", 100), txt("display_name", 255), txt("group_name", 255),
+                                    txt("assignment", 50), txt("email", 255), txt("phone", 50), boo("is_driver"),
+                                    boo("access_denied"), dt("create_date")});
+    userList.viewSql = QStringLiteral(
+        "SELECT u.id, u.user_name, u.display_name, g.name AS group_name, u.assignment, u.email, u.phone, u.is_driver, "
+        "u.access_denied, u.create_date FROM qnd_user u LEFT JOIN qnd_user_group g ON g.id = u.user_group_id WHERE u.del_status = 0");
+    TableDef documents = makeTable("qnd_driver_document_view", Tables::DriverDocumentView, "id",
+                                   L{lng("id"), lng("user_id"), txt("driver", 255), txt("document", 30), txt("document_number", 20),
+                                     dt("expires")});
+    documents.viewSql = QStringLiteral(
+        "SELECT e.id, u.id AS user_id, u.display_name AS driver, "
+        "CASE e.event_type_id WHEN 58 THEN 'Személyi igazolvány' ELSE 'Jogosítvány' END AS document, "
+        "CASE e.event_type_id WHEN 58 THEN u.identity_card_number ELSE u.drivers_license_number END AS document_number, "
+        "e.event_date AS expires FROM crm_event e JOIN qnd_user u ON u.id = e.dedicate_user_id "
+        "WHERE e.del_status = 0 AND u.del_status = 0 AND e.event_type_id IN (58, 59)");
     // Views last: they read the tables above.
-    m_tables << menuLog << reportLog;
+    m_tables << menuLog << reportLog << userList << documents;
 }
 
 const Schema& Schema::instance()

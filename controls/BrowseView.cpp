@@ -1,8 +1,9 @@
 #include "BrowseView.h"
+#include "CsvFile.h"
+#include "WaitCursor.h"
 #include <QAbstractTableModel>
 #include <QApplication>
 #include <QDir>
-#include <QSaveFile>
 #include <QDateTime>
 #include <QHeaderView>
 #include <QLabel>
@@ -328,42 +329,30 @@ bool BrowseView::exportCsv(const QString& path, QString* error)
         return false;
     };
     if (!m_connection || !m_table) return fail(QStringLiteral("A lista üres: nincs mit menteni."));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return fail(QStringLiteral("A fájl nem írható: %1 (%2)").arg(QDir::toNativeSeparators(path), file.errorString()));
-    // Semicolons and a byte-order mark: what a Hungarian spreadsheet opens without asking.
-    const auto field = [](QString v) {
-        if (v.contains(QLatin1Char(';')) || v.contains(QLatin1Char('"')) || v.contains(QLatin1Char('\n')) || v.contains(QLatin1Char('\r')))
-            v = QLatin1Char('"') + v.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
-        return v;
-    };
+    CsvFile file(path);
+    if (!file.open(error)) return false;
     QList<int> order; // the columns as the user arranged them, hidden ones left out
     const QHeaderView* header = m_grid->horizontalHeader();
     for (int v = 0; v < header->count(); ++v) {
         const int logical = header->logicalIndex(v);
         if (!header->isSectionHidden(logical)) order << logical;
     }
-    const auto line = [&file](const QStringList& cells) { file.write((cells.join(QLatin1Char(';')) + QStringLiteral("\r\n")).toUtf8()); };
-    file.write("\xEF\xBB\xBF");
     QStringList cells;
-    for (int c : std::as_const(order)) cells << field(m_model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString());
-    line(cells);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    for (int c : std::as_const(order)) cells << m_model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString();
+    file.row(cells);
+    WaitCursor wait;
     try {
         m_connection->selectEach(selectSql(), m_read.binds, [&](const QVariantList& row) {
             cells.clear();
-            for (int c : std::as_const(order)) cells << field(shown(m_connection->engine(), *m_columns[c], row.value(c + 1)));
-            line(cells);
+            for (int c : std::as_const(order)) cells << shown(m_connection->engine(), *m_columns[c], row.value(c + 1));
+            file.row(cells);
             return true;
         });
     } catch (const DbError& e) {
-        QApplication::restoreOverrideCursor();
-        file.cancelWriting();
+        file.cancel();
         return fail(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
     }
-    QApplication::restoreOverrideCursor();
-    if (!file.commit())
-        return fail(QStringLiteral("A fájl nem írható: %1 (%2)").arg(QDir::toNativeSeparators(path), file.errorString()));
+    if (!file.commit(error)) return false;
     return true;
 }
 

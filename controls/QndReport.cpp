@@ -33,24 +33,6 @@ namespace {
 
 std::atomic<int> g_live{0};
 
-// The wait cursor while the database works, put back however the work ends.
-class WaitCursor {
-public:
-    WaitCursor() : m_on(qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr)
-    {
-        if (m_on) QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    }
-    ~WaitCursor()
-    {
-        if (m_on) QGuiApplication::restoreOverrideCursor();
-    }
-    WaitCursor(const WaitCursor&) = delete;
-    WaitCursor& operator=(const WaitCursor&) = delete;
-
-private:
-    bool m_on;
-};
-
 QWidget* dialogParent() { return QApplication::activeWindow(); }
 
 QString caption(const ReportParameter& p) { return p.caption.isEmpty() ? p.name : p.caption; }
@@ -261,67 +243,31 @@ QndReport::Outcome QndReport::prepare()
     }
 
     shown.insert(QStringLiteral("today"), today.toString(QStringLiteral("yyyy.MM.dd.")));
-    m_header = ReportHeader();
-    m_header.company = m_nev.trimmed();
-    // Labelled pairs on one line each; an empty value drops its label, an empty pair its line.
-    auto line = [](std::initializer_list<std::pair<const char*, QString>> items) {
-        QStringList parts;
-        for (const auto& [label, value] : items)
-            if (!value.trimmed().isEmpty()) parts << QString::fromUtf8(label) + value.trimmed();
-        return parts.join(QStringLiteral("   ·   "));
-    };
-    QString bank = m_szamlaszam.trimmed();
-    if (!m_bankfiok.trimmed().isEmpty()) bank = bank.isEmpty() ? m_bankfiok.trimmed() : bank + QStringLiteral(" (%1)").arg(m_bankfiok.trimmed());
-    for (const QString& l : {line({{"", m_tevekenyseg}}), line({{"", m_cim}}),
-                             line({{"Telefon: ", m_tel}, {"Fax: ", m_fax}}),
-                             line({{"E-mail: ", m_email}, {"Web: ", m_www}}),
-                             line({{"Adószám: ", m_adoszam}, {"Bankszámla: ", bank}}),
-                             line({{"Kapcsolattartó: ", m_kapcsolattarto}})})
-        if (!l.isEmpty()) m_header.details << l;
+    m_header = companyHeader({{QStringLiteral("Nev"), m_nev}, {QStringLiteral("Tevekenyseg"), m_tevekenyseg},
+                              {QStringLiteral("Kapcsolattarto"), m_kapcsolattarto}, {QStringLiteral("Cim"), m_cim},
+                              {QStringLiteral("Tel"), m_tel}, {QStringLiteral("Fax"), m_fax}, {QStringLiteral("EMAIL"), m_email},
+                              {QStringLiteral("WWW"), m_www}, {QStringLiteral("Bankfiok"), m_bankfiok},
+                              {QStringLiteral("Szamlaszam"), m_szamlaszam}, {QStringLiteral("Adoszam"), m_adoszam}});
     m_header.title = title();
     m_header.subtitle = fillPlaceholders(m_file.subtitle, [&](const QString& n) -> QString {
         for (auto it = shown.cbegin(); it != shown.cend(); ++it)
             if (it.key().compare(n, Qt::CaseInsensitive) == 0) return it->toString();
         return QString();
     });
-    m_header.printed = QDateTime::currentDateTime();
     return Outcome::Ready;
 }
 
-bool QndReport::paint(QPagedPaintDevice* device)
+ReportDocument QndReport::document() const
 {
-    ReportLayout layout(m_file, m_rows, m_header);
-    QString err;
-    if (!layout.print(device, &err)) return fail(err);
-    return true;
+    ReportDocument doc{m_file, m_rows, m_header};
+    if (doc.file.title.isEmpty()) doc.file.title = title();
+    return doc;
 }
 
 bool QndReport::writePdf(const QString& path)
 {
-    {
-        // QPdfWriter only says that it failed; the file says why.
-        QFile probe(path);
-        if (!probe.open(QIODevice::WriteOnly))
-            return fail(QStringLiteral("A(z) „%1” fájl nem írható: %2").arg(QDir::toNativeSeparators(path), probe.errorString()));
-    }
-    QPdfWriter writer(path);
-    ReportLayout::setUpPage(&writer, m_file.orientation);
-    writer.setResolution(600);
-    writer.setTitle(title());
-    writer.setCreator(QStringLiteral("NexoFrame"));
-    return paint(&writer);
-}
-
-void QndReport::saveAsPdf(QWidget* parent)
-{
-    QString name = title();
-    name.replace(QLatin1Char('/'), QLatin1Char('-'));
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    QString path = QFileDialog::getSaveFileName(parent, QStringLiteral("PDF mentése"), QDir(folder).filePath(name + QStringLiteral(".pdf")),
-                                                QStringLiteral("PDF-fájl (*.pdf)"));
-    if (path.isEmpty()) return;
-    if (QFileInfo(path).suffix().isEmpty()) path += QStringLiteral(".pdf");
-    if (!writePdf(path)) warn(parent);
+    QString err;
+    return writeReportPdf(document(), path, &err) || fail(err);
 }
 
 void QndReport::DoReport()
@@ -329,27 +275,11 @@ void QndReport::DoReport()
     const Outcome o = prepare();
     if (o == Outcome::Failed) warn(nullptr);
     if (o != Outcome::Ready) return;
-
-    QPrinter printer(QPrinter::HighResolution);
-    ReportLayout::setUpPage(&printer, m_file.orientation);
-    printer.setDocName(title());
-    QPrintPreviewDialog dlg(&printer, dialogParent());
-    dlg.setWindowTitle(title());
-    dlg.resize(1000, 800);
-    bool painted = true;
-    connect(&dlg, &QPrintPreviewDialog::paintRequested, this, [&](QPrinter* p) { painted = paint(p) && painted; });
-    if (auto* bar = dlg.findChild<QToolBar*>()) {
-        bar->addSeparator();
-        QAction* save = bar->addAction(QIcon::fromTheme(QStringLiteral("document-save-as")), QStringLiteral("PDF mentése…"));
-        save->setObjectName(QStringLiteral("savePdf"));
-        save->setToolTip(QStringLiteral("A riport mentése PDF-fájlba"));
-        // The words stay beside an icon the theme may give it: the other buttons are Qt's own.
-        if (auto* button = qobject_cast<QToolButton*>(bar->widgetForAction(save)))
-            button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        connect(save, &QAction::triggered, this, [this, &dlg] { saveAsPdf(&dlg); });
+    QString err;
+    if (!previewReport(document(), dialogParent(), &err)) {
+        fail(err);
+        warn(nullptr);
     }
-    dlg.exec();
-    if (!painted) warn(nullptr);
 }
 
 void QndReport::DoPrint()
@@ -357,25 +287,11 @@ void QndReport::DoPrint()
     const Outcome o = prepare();
     if (o == Outcome::Failed) warn(nullptr);
     if (o != Outcome::Ready) return;
-
-    const QList<QPrinterInfo> printers = QPrinterInfo::availablePrinters();
-    if (printers.isEmpty()) {
-        fail(QStringLiteral("Ezen a gépen nincs beállított nyomtató, ezért a riport nem nyomtatható ki."));
-        QMessageBox box(QMessageBox::Question, title(), m_lastError + QStringLiteral("\nElmenti helyette PDF-fájlba?"),
-                        QMessageBox::NoButton, dialogParent());
-        QPushButton* save = box.addButton(QStringLiteral("PDF mentése…"), QMessageBox::AcceptRole);
-        box.addButton(QStringLiteral("Mégse"), QMessageBox::RejectRole);
-        box.setDefaultButton(save);
-        box.exec();
-        if (box.clickedButton() == save) saveAsPdf(dialogParent());
-        return;
+    QString err;
+    if (!printReport(document(), dialogParent(), &err)) {
+        fail(err);
+        warn(nullptr);
     }
-    QPrinterInfo info = QPrinterInfo::defaultPrinter();
-    if (info.isNull()) info = printers.first();
-    QPrinter printer(info, QPrinter::HighResolution);
-    ReportLayout::setUpPage(&printer, m_file.orientation);
-    printer.setDocName(title());
-    if (!paint(&printer)) warn(nullptr);
 }
 
 bool QndReport::ExportPdf(const QString& path)

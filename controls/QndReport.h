@@ -1,6 +1,7 @@
 #pragma once
 #include "ReportFile.h"
 #include "ReportLayout.h"
+#include "ReportOutput.h"
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -67,8 +68,7 @@ private:
     bool resolveParameters(const QVariantMap& chosen, QVariantMap* values, QVariantMap* shown);
     bool askParameters(QVariantMap* chosen);
     bool writePdf(const QString& path);
-    bool paint(QPagedPaintDevice* device);
-    void saveAsPdf(QWidget* parent);
+    ReportDocument document() const;
     void warn(QWidget* parent) const;
     bool fail(const QString& message);
     QString stringPar(int n) const;

@@ -5,6 +5,7 @@
 #include "OLAPReports.h"
 #include "ReportAuthorizations.h"
 #include "Reports.h"
+#include "ListWizrads.h"
 #include "cDDXOlapReport.h"
 #include "Nexo.h"
 #include "UserMenu.h"
@@ -42,6 +43,8 @@ const QList<Entry>& entries()
         {"NexoFrame.Reports", "Reports", [](QObject* p) -> QObject* { return new Reports(asParent(p)); }},
         {"NexoFrame.ReportAuthorizations", "ReportAuthorizations",
          [](QObject* p) -> QObject* { return new ReportAuthorizations(asParent(p)); }},
+        {"NexoFrame.ListWizrads", "ListWizrads", [](QObject* p) -> QObject* { return new ListWizrads(asParent(p)); }},
+        {"NexoFrame.ListWizradAuths", "ListWizradAuths", [](QObject* p) -> QObject* { return new ListWizradAuths(asParent(p)); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},

@@ -20,14 +20,10 @@ QString roleColumns(const QString& alias)
 
 QList<ReportEntry> reportsOfUser(Connection& c, int userId)
 {
-    const QList<QVariantList> group = c.select(
-        QStringLiteral("SELECT %1 FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
-                       "WHERE u.id=? AND u.del_status=0 AND g.del_status=0 AND NOT u.access_denied")
-            .arg(roleColumns(QStringLiteral("g"))),
-        {userId});
-    if (group.isEmpty()) return {};
+    const QList<int> heldSlots = c.roleSlotsOf(userId);
+    if (heldSlots.isEmpty()) return {};
     std::array<bool, 10> held{};
-    for (int i = 0; i < 10; ++i) held[i] = group[0].value(i).toBool();
+    for (int i : heldSlots) held[i] = true;
 
     const QList<QVariantList> rows = c.select(
         QStringLiteral("SELECT r.id, r.parent_id, r.report_type, r.caption, r.file_name, r.prog_id, r.string_par1, "

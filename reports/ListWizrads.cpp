@@ -1,0 +1,91 @@
+#include "ListWizrads.h"
+#include "Connection.h"
+#include "ListWizard.h"
+#include "Module.h"
+#include "RuntimeError.h"
+#include "ReportCatalogue.h"
+#include "Recordset.h"
+#include <QDir>
+#include <QLabel>
+#include <QVBoxLayout>
+#include <QStyle>
+#include <QTreeWidgetItem>
+
+namespace NexoFrame {
+
+ListWizrads::ListWizrads(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.ListWizrads"), QStringLiteral("ListWizrads"), parent)
+{
+    ctl_wizard = new Controls::ListWizard(this);
+    ctl_wizard->setObjectName(QStringLiteral("ctl_wizard"));
+    body()->addWidget(ctl_wizard, 1);
+}
+
+const QList<std::pair<QString, QByteArray>>& ListWizrads::rights()
+{
+    static const QList<std::pair<QString, QByteArray>> list{
+        {QStringLiteral("vtk_controlling_list_wizard_edit"), "CanEdit"},
+        {QStringLiteral("vtk_controlling_list_wizard_edit_all"), "CanEditAll"},
+        {QStringLiteral("vtk_controlling_list_wizard_print"), "CanPrint"},
+        {QStringLiteral("vtk_controlling_list_wizard_export"), "CanExport"},
+        {QStringLiteral("vtk_controlling_list_wizard_param"), "CanSetParameters"}};
+    return list;
+}
+
+QString ListWizrads::workFolder() const
+{
+    return QDir(module().connection()->databaseFolder()).filePath(QStringLiteral("ListWizard"));
+}
+
+void ListWizrads::InitializeSite()
+{
+    titleLabel()->setText(QStringLiteral("Listavarázsló"));
+    Connection* c = module().connection();
+    for (const auto& [key, property] : rights())
+        ctl_wizard->setProperty(property.constData(), c->rightsTest(module().currentUserId(), key));
+    const QString folder = workFolder();
+    if (!QDir(folder).exists() && !QDir().mkpath(folder))
+        throw RuntimeError(QStringLiteral("A listavarázsló munkakönyvtára nem hozható létre: %1").arg(QDir::toNativeSeparators(folder)), 75);
+    ctl_wizard->setProperty("Database", QVariant::fromValue<QObject*>(c));
+    ctl_wizard->setProperty("WorkFolder", folder);
+    ctl_wizard->setProperty("UserID", module().currentUserId());
+    QVariantMap company;
+    for (const auto& [name, value] : companyHeader(*c)) company.insert(name, value);
+    ctl_wizard->setProperty("CompanyHeader", company);
+    if (!ctl_wizard->Init()) throw RuntimeError(ctl_wizard->lastError(), 5);
+}
+
+int cDDXList::tableNumber() const { return Tables::List; }
+
+ListWizradAuths::ListWizradAuths(QWidget* parent)
+    : TreePanel(QStringLiteral("Velmont.ListWizradAuths"), QStringLiteral("ListWizradAuths"), parent)
+{
+}
+
+int ListWizradAuths::tableNumber() const { return Tables::List; }
+
+namespace {
+
+// The list's name, and whose it is.
+QString listText(const QString& caption, int owner, Connection* c)
+{
+    const QString who = c ? c->select(QStringLiteral("SELECT display_name FROM qnd_user WHERE id=?"), {owner}).value(0).value(0).toString()
+                           : QString();
+    return who.isEmpty() ? caption : QStringLiteral("%1 (%2)").arg(caption, who);
+}
+
+} // namespace
+
+QString ListWizradAuths::nodeText(const Recordset& row) const
+{
+    return listText(row.field(QStringLiteral("caption")).toString(), row.field(QStringLiteral("owner_user_id")).toInt(), module().connection());
+}
+
+QString ListWizradAuths::nodeText(const cDDXRecord& record) const
+{
+    return listText(record.value(QStringLiteral("caption")).toString(), record.value(QStringLiteral("owner_user_id")).toInt(),
+                    module().connection());
+}
+
+void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, style()->standardIcon(QStyle::SP_FileDialogDetailedView)); }
+
+} // namespace NexoFrame
