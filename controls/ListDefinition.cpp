@@ -212,7 +212,8 @@ int operatorValues(ListOp op) { return info(op).values; }
 QDate dayOf(const QString& text, const QDate& today)
 {
     const QString t = text.trimmed();
-    static const QRegularExpression relative(QStringLiteral("^today\\s*(?:([+-])\\s*(\\d{1,5}))?$"),
+    // "ma" is how a Hungarian user writes it; "today" is how the stored lists write it.
+    static const QRegularExpression relative(QStringLiteral("^(?:today|ma)\\s*(?:([+-])\\s*(\\d{1,5}))?$"),
                                              QRegularExpression::CaseInsensitiveOption);
     const QRegularExpressionMatch m = relative.match(t);
     if (m.hasMatch()) {

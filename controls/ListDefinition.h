@@ -94,7 +94,8 @@ QString operatorName(ListOp op);
 QString operatorKey(ListOp op);
 int operatorValues(ListOp op); // how many values it takes: 0, 1 or 2
 
-// A day from "today", "today-30", "today+60", "2026-05-31" or "2026.05.31."; invalid if none.
+// A day from "today", "today-30", "today+60" (or "ma", "ma-30"), "2026-05-31" or "2026.05.31.";
+// invalid if none.
 QDate dayOf(const QString& text, const QDate& today);
 
 // The statement of a list: columns, conditions, order. Every value is bound; every name

@@ -169,8 +169,9 @@ ReportDocument listDocument(const QString& title, const ListDefinition& def, con
         case ColType::Bool:
             c.format = ColumnFormat::Mark;
             c.align = Qt::AlignCenter;
-            c.width = 0.6;
             break;
+        case ColType::Text:
+        case ColType::Memo: c.width = 1.6; break; // names and texts need the room
         default: break;
         }
         c.sum = def.sums.contains(c.field, Qt::CaseInsensitive);

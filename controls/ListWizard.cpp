@@ -486,6 +486,13 @@ bool ListWizard::runList(int id, const QStringList& answers, bool ask)
     m_status->clear();
     m_model->start(m_source.get(), q);
     if (!m_status->text().isEmpty()) return refuse(m_status->text());
+    // Widths by kind, not by measuring: the first screen comes at once.
+    for (int i = 0; i < q.types.size(); ++i) {
+        const ColType t = q.types[i];
+        const int chars = t == ColType::Bool ? 6 : t == ColType::Long || t == ColType::Double ? 12 : t == ColType::DateTime ? 17 : 26;
+        m_grid->setColumnWidth(i, std::max(fontMetrics().horizontalAdvance(q.headings[i]) + 24,
+                                           fontMetrics().averageCharWidth() * chars + 12));
+    }
 
     // The groups with their counts and sums beneath the rows.
     m_groups->clear();

@@ -124,7 +124,7 @@ ListWizardDialog::ListWizardDialog(const QList<ListSource>& sources, bool mayAsk
     b3->addWidget(opt_all);
     b3->addWidget(opt_any);
     l3->addLayout(b3);
-    l3->addWidget(new QLabel(QStringLiteral("Dátum: 2026.05.31., vagy a mai naphoz képest: today, today-30, today+60."), p3));
+    l3->addWidget(new QLabel(QStringLiteral("Dátum: 2026.05.31., vagy a mai naphoz képest: ma, ma-30, ma+60."), p3));
     setPage(ConditionsPage, p3);
 
     // 4. The order.
@@ -216,6 +216,8 @@ void ListWizardDialog::choose(bool add)
     QListWidgetItem* item = from->currentItem();
     if (!item) return;
     if (add) {
+        for (int i = 0; i < lst_chosen->count(); ++i)
+            if (lst_chosen->item(i)->data(kFieldRole) == item->data(kFieldRole)) return; // each column once
         auto* chosen = new QListWidgetItem(item->text(), lst_chosen);
         chosen->setData(kFieldRole, item->data(kFieldRole));
         chosen->setFlags(chosen->flags() | Qt::ItemIsEditable);

@@ -5,6 +5,8 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDateEdit>
+#include <QDir>
 #include <QLineEdit>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -36,6 +38,16 @@ QStringList gridRows(ListWizard& w)
         rows << cells.join(QLatin1Char('\t'));
     }
     return rows;
+}
+
+// With NEXO_KEEP_OUTPUT set, pictures of the dialogs and the printed list are kept there.
+void keepPicture(QWidget* w, const QString& name)
+{
+    const QString folder = qEnvironmentVariable("NEXO_KEEP_OUTPUT");
+    if (folder.isEmpty()) return;
+    QDir().mkpath(folder);
+    QTest::qWait(50);
+    w->grab().save(QDir(folder).filePath(name + QStringLiteral(".png")));
 }
 
 QString run(const QString& program, const QStringList& args)
@@ -169,6 +181,7 @@ private slots:
             auto* dlg = qobject_cast<ListWizardDialog*>(d);
             QVERIFY(dlg);
             dlg->lst_source->setCurrentRow(0); // Felhasználók
+            keepPicture(dlg, QStringLiteral("wizard1"));
             dlg->next();
             QCOMPARE(dlg->currentId(), int(ListWizardDialog::ColumnsPage));
             for (const QString& f : {QStringLiteral("Név"), QStringLiteral("Csoport"), QStringLiteral("Gépkocsivezető")}) {
@@ -176,27 +189,50 @@ private slots:
                 clickButton(dlg, QStringLiteral("cmd_add"));
             }
             dlg->lst_chosen->item(0)->setText(QStringLiteral("Sofőr neve"));
+            keepPicture(dlg, QStringLiteral("wizard2"));
             dlg->next();
             clickButton(dlg, QStringLiteral("cmd_add_condition"));
             auto* field = qobject_cast<QComboBox*>(dlg->tbl_conditions->cellWidget(0, 0));
             field->setCurrentIndex(field->findText(QStringLiteral("Gépkocsivezető")));
             auto* op = qobject_cast<QComboBox*>(dlg->tbl_conditions->cellWidget(0, 1));
             QCOMPARE(op->itemText(0), QStringLiteral("igen"));
+            clickButton(dlg, QStringLiteral("cmd_add_condition"));
+            qobject_cast<QComboBox*>(dlg->tbl_conditions->cellWidget(1, 0))->setCurrentIndex(8); // Felvéve
+            auto* since = qobject_cast<QComboBox*>(dlg->tbl_conditions->cellWidget(1, 1));
+            since->setCurrentIndex(since->findText(QStringLiteral("legalább (-tól)")));
+            dlg->tbl_conditions->item(1, 2)->setText(QStringLiteral("2000-01-01"));
+            dlg->tbl_conditions->item(1, 4)->setText(QStringLiteral("Kezdő dátum?"));
+            keepPicture(dlg, QStringLiteral("wizard3"));
             dlg->next();
             dlg->cbo_sort[0]->setCurrentIndex(dlg->cbo_sort[0]->findText(QStringLiteral("Név")));
             dlg->chk_descending[0]->setChecked(true);
+            keepPicture(dlg, QStringLiteral("wizard4"));
             dlg->next();
+            dlg->cbo_group->setCurrentIndex(dlg->cbo_group->findText(QStringLiteral("Csoport")));
+            keepPicture(dlg, QStringLiteral("wizard5"));
+            dlg->cbo_group->setCurrentIndex(0);
             dlg->next();
             dlg->txt_caption->setText(QStringLiteral("Sofőrök"));
+            keepPicture(dlg, QStringLiteral("wizard6"));
             dlg->accept();
         });
         const int id = w->newList();
         QVERIFY2(id > 0, qPrintable(w->lastError()));
         QCOMPARE(w->lists().size(), lists + 1);
+        // The question comes when it runs, with its default.
+        onNextModal([](QWidget* d) {
+            auto* since = d->findChild<QDateEdit*>(QStringLiteral("ask_0"));
+            QVERIFY(since);
+            QCOMPARE(since->date(), QDate(2000, 1, 1));
+            keepPicture(d, QStringLiteral("question"));
+            clickButton(d, QStringLiteral("Rendben"));
+        });
         QVERIFY(w->runList(id));
+        w->show();
+        keepPicture(w.get(), QStringLiteral("grid"));
         QStringList bare;
         for (const QVariantList& r : m_c->select(QStringLiteral("SELECT display_name, group_name FROM qnd_user_list_view WHERE is_driver = ? "
-                                                                "ORDER BY display_name DESC, id DESC"),
+                                                                "AND create_date >= '2000-01-01' ORDER BY display_name DESC, id DESC"),
                                                  {m_c->engine().storedBool(true)}))
             bare << r[0].toString() + QLatin1Char('\t') + r[1].toString() + QStringLiteral("\t✓");
         QVERIFY(bare.size() >= 2);
@@ -211,7 +247,7 @@ private slots:
             QCOMPARE(dlg->txt_caption->text(), QStringLiteral("Sofőrök"));
             QCOMPARE(dlg->lst_chosen->count(), 3);
             QCOMPARE(dlg->lst_chosen->item(0)->text(), QStringLiteral("Sofőr neve"));
-            QCOMPARE(dlg->tbl_conditions->rowCount(), 1);
+            QCOMPARE(dlg->tbl_conditions->rowCount(), 2);
             QVERIFY(dlg->chk_descending[0]->isChecked());
             QVERIFY(dlg->tbl_conditions->isColumnHidden(4)); // no parameter right: no questions
             dlg->reject();
@@ -292,6 +328,9 @@ private slots:
         const QString pdf = m_work.filePath(QStringLiteral("users.pdf"));
         QVERIFY2(w->exportList(QStringLiteral("pdf"), pdf), qPrintable(w->lastError()));
         const QString text = run(QStringLiteral("pdftotext"), {QStringLiteral("-layout"), pdf, QStringLiteral("-")}).simplified();
+        if (qEnvironmentVariableIsSet("NEXO_KEEP_OUTPUT"))
+            run(QStringLiteral("pdftoppm"), {QStringLiteral("-png"), QStringLiteral("-r"), QStringLiteral("70"), pdf,
+                                             QDir(qEnvironmentVariable("NEXO_KEEP_OUTPUT")).filePath(QStringLiteral("printed"))});
         for (const QString& s : {QStringLiteral("Próba Kft."), QStringLiteral("Felhasználók csoportjukkal"), QStringLiteral("Bejelentkezési név"),
                                  QStringLiteral("Kiss Béla"), QStringLiteral("Vezetők: 1 sor"), QStringLiteral("Gépkocsivezetők: 2 sor"),
                                  QStringLiteral("Összesen: %1 sor").arg(grid.size()), QStringLiteral("1. oldal / 1")})
