@@ -341,6 +341,32 @@ private slots:
         QVERIFY(!w->lastError().isEmpty());
     }
 
+    // Groups carry their counts and sums, as GROUP BY gives them, and the rows of a group
+    // come together.
+    void groupsCountAndSum()
+    {
+        auto e = wizard(Edit, 1);
+        const int id = e->saveList(0, QStringLiteral("Régiók"),
+                                   QByteArrayLiteral(R"({"format": "nexo-lista", "version": 1, "source": "olap_sample_sales",
+                                       "columns": [{"field": "product"}, {"field": "quantity"}, {"field": "amount"}], "match": "any",
+                                       "conditions": [{"field": "paid", "op": "yes"}, {"field": "quantity", "op": "between", "value": "1", "value2": "5"}],
+                                       "sort": [{"field": "product"}], "group": {"field": "region", "sums": ["quantity", "amount"]}})"));
+        QVERIFY2(id > 0, qPrintable(e->lastError()));
+        QVERIFY(e->runList(id));
+        QStringList shown;
+        for (int i = 0; i < e->groupTable()->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* g = e->groupTable()->topLevelItem(i);
+            shown << QStringList{g->text(0), g->text(1), g->text(2), g->text(3)}.join(QLatin1Char('|'));
+        }
+        QStringList bare;
+        for (const QVariantList& r : m_c->select(QStringLiteral("SELECT region, COUNT(*), SUM(quantity), SUM(amount) FROM olap_sample_sales "
+                                                                "WHERE paid = ? OR (quantity >= 1 AND quantity <= 5) GROUP BY region ORDER BY region"),
+                                                 {m_c->engine().storedBool(true)}))
+            bare << QStringList{r[0].toString(), r[1].toString(), r[2].toString(), shownValue(r[3], ColType::Double)}.join(QLatin1Char('|'));
+        QCOMPARE(shown, bare);
+        QCOMPARE(e->groupTable()->headerItem()->text(3), QStringLiteral("Összeg"));
+    }
+
     void pagesOnDemand()
     {
         // More rows than a page: the grid holds the first page, scrolling brings the rest.
