@@ -496,7 +496,7 @@ public:
             m_lost = false;
         }
         QString err;
-        if (execSql(db, QStringLiteral("BEGIN READ ONLY; SET LOCAL statement_timeout = %1").arg(std::max(1, timeoutMs)), &err))
+        if (execSql(db, QStringLiteral("BEGIN READ ONLY; SET LOCAL statement_timeout = %1").arg(std::max(0, timeoutMs)), &err))
             return true;
         noteLost();
         *error = failureMessage(engineWords(err));
@@ -782,7 +782,9 @@ bool ReadOnlySource::run(const QString& sql, const QVariantList& values, QString
                                    "utasítás."));
     if (statement.isEmpty()) return fail(QStringLiteral("Üres a lekérdezés."));
 
-    const QDeadlineTimer deadline(std::max(1, timeoutMs), Qt::PreciseTimer);
+    // No limit at all for 0 or less: an export reads every row, however long that takes.
+    const QDeadlineTimer deadline = timeoutMs > 0 ? QDeadlineTimer(timeoutMs, Qt::PreciseTimer)
+                                                  : QDeadlineTimer(QDeadlineTimer::Forever, Qt::PreciseTimer);
     {
         QMutexLocker locker(&b.lock);
         b.cancelled = false;

@@ -42,7 +42,8 @@ public:
 
     // Runs one statement. Column names into `columns`; each row is handed to `sink` (return
     // false to stop early: that is no failure; a row kept is a cheap shared copy). False with a Hungarian message in `error`
-    // (the engine's own words inside it) on failure, timeout or cancel.
+    // (the engine's own words inside it) on failure, timeout or cancel. A timeout of 0 or
+    // less means none.
     bool run(const QString& sql, QStringList* columns, const std::function<bool(const QVariantList&)>& sink,
              QString* error, int timeoutMs = 60000);
     // The same with bound values for the statement's "?" placeholders, in order (a "?"
