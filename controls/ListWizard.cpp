@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QLocale>
 #include <QMenu>
 #include <QMessageBox>
 #include <QRegularExpression>
@@ -192,7 +193,7 @@ ListWizard::ListWizard(QWidget* parent)
     connect(print, &QAction::triggered, this, [this, tell] {
         m_lastError.clear();
         if (m_runId != currentListId() && currentListId() > 0 && !runList(currentListId())) return tell(false);
-        tell(printList(true));
+        if (manyPages()) tell(printList(true));
     });
     updateCommands();
 }
@@ -594,11 +595,28 @@ void ListWizard::exportInteractive(const QString& format)
     const QString filter = format == QLatin1String("csv")    ? QStringLiteral("CSV-fájl (*.csv)")
                          : format == QLatin1String("xlsx") ? QStringLiteral("Excel-munkafüzet (*.xlsx)")
                                                            : QStringLiteral("PDF-fájl (*.pdf)");
+    if (format == QLatin1String("pdf") && !manyPages()) return;
     QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Exportálás"), exportPath(format), filter);
     if (path.isEmpty()) return;
     if (QFileInfo(path).suffix().isEmpty()) path += QLatin1Char('.') + format;
     if (!exportList(format, path)) QMessageBox::warning(this, kTitle, m_lastError);
     else m_status->setText(QStringLiteral("A lista elmentve: %1").arg(QDir::toNativeSeparators(path)));
+}
+
+// Paper for a long list is asked for first: every row goes on it.
+bool ListWizard::manyPages()
+{
+    constexpr qlonglong kMany = 20000;
+    qlonglong rows = 0;
+    QString why;
+    if (!m_source || !m_source->run(QStringLiteral("SELECT COUNT(*) FROM (%1) t").arg(m_query.select), m_query.binds, nullptr,
+                                    [&](const QVariantList& r) { rows = r.value(0).toLongLong(); return true; }, &why))
+        return true;
+    return rows <= kMany
+        || QMessageBox::question(this, kTitle,
+                                 QStringLiteral("A lista %1 sorból áll, kinyomtatva nagyon sok oldal lesz.\nBiztosan folytatja?")
+                                     .arg(QLocale(QLocale::Hungarian).toString(rows)))
+        == QMessageBox::Yes;
 }
 
 int ListWizard::runWizard(int id)

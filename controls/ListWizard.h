@@ -104,6 +104,7 @@ private:
     bool feedAll(const std::function<bool(const QVariantList&)>& sink, QString* error);
     QString exportPath(const QString& suffix) const;
     void exportInteractive(const QString& format);
+    bool manyPages(); // false when the user would rather not print a very long list
     int runWizard(int id);
 
     QPointer<Connection> m_connection;
