@@ -1,7 +1,11 @@
 #pragma once
-// What the benchmarks share: failing loudly, and a throwaway database on the server.
+// What the benchmarks share: failing loudly, a host site, plain statements, a throwaway
+// database on the server, and a usage log of a million rows.
 #include "Connection.h"
+#include "IAddin.h"
 #include <QCoreApplication>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QUrl>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +17,26 @@ namespace NexoFrame::Bench {
     std::fprintf(stderr, "%s: %s\n", qPrintable(QCoreApplication::applicationName()), qPrintable(what));
     std::exit(1);
 }
+
+// The host's side for a panel under measure: logged in as user 1.
+class BenchSite : public IAddinSite {
+public:
+    explicit BenchSite(Connection* c) : m_c(c) {}
+    Connection* connection() override { return m_c; }
+    int currentUserId() override { return 1; }
+
+private:
+    Connection* m_c;
+};
+
+inline void exec(QSqlQuery& q, const QString& sql)
+{
+    if (!q.exec(sql)) fail(sql.left(200) + QStringLiteral(": ") + q.lastError().text());
+}
+
+// `users` live users, a three-level menu of 60 items, and `rows` menu-log rows spread over
+// the users and two years, ids following time as a log written as it happens does.
+void generateMenuLog(Connection& c, int users, int rows);
 
 // A fresh database on the server for one part of the run, dropped at the end.
 class ServerDatabase {

@@ -20,22 +20,7 @@ constexpr int kRows = 100000;
 constexpr int kSubtree = 10000; // descendants of row 1
 constexpr int kBatch = 500;
 
-class Site : public IAddinSite {
-public:
-    explicit Site(Connection* c) : m_c(c) {}
-    Connection* connection() override { return m_c; }
-    int currentUserId() override { return 1; }
-
-private:
-    Connection* m_c;
-};
-
 double msSince(const QElapsedTimer& t) { return double(t.nsecsElapsed()) / 1e6; }
-
-void exec(QSqlQuery& q, const QString& sql)
-{
-    if (!q.exec(sql)) fail(sql.left(200) + QStringLiteral(": ") + q.lastError().text());
-}
 
 // A random tree of depth up to 8. Row 1 holds exactly kSubtree descendants, spread over the
 // whole key range as rows created over the years are; the rest hang below a handful of other
@@ -118,7 +103,7 @@ void run(const QString& engine, const QString& target, const TreeBenchSpec& spec
         while (q.next()) n += q.value(0).toInt() > 0;
         return msSince(timer);
     };
-    Site site(conn.get());
+    BenchSite site(conn.get());
     double attachMs = 1e18, selectMs = 1e18;
     for (int round = 0; round < 3; ++round) {
         selectMs = std::min(selectMs, bareSelect());

@@ -27,57 +27,10 @@ constexpr int kUsers = 1000;
 constexpr int kSwitches = 40;
 const int kRounds = qEnvironmentVariableIntValue("BENCH_ROUNDS") > 0 ? qEnvironmentVariableIntValue("BENCH_ROUNDS") : 5;
 
-class Site : public IAddinSite {
-public:
-    explicit Site(Connection* c) : m_c(c) {}
-    Connection* connection() override { return m_c; }
-    int currentUserId() override { return 1; }
-
-private:
-    Connection* m_c;
-};
-
-void exec(QSqlQuery& q, const QString& sql)
-{
-    if (!q.exec(sql)) fail(sql.left(200) + QStringLiteral(": ") + q.lastError().text());
-}
-
 // Heap in use, in KiB: what a live panel holds, unlike resident pages that freed memory keeps.
 long heapKiB()
 {
     return long(mallinfo2().uordblks / 1024);
-}
-
-// Users, a three-level menu, and `rows` log rows spread over the users and two years.
-void generate(Connection& c, int rows)
-{
-    QSqlQuery q(c.db());
-    exec(q, QStringLiteral("BEGIN"));
-    for (int from = 1; from <= kUsers; from += 500) {
-        QStringList v;
-        for (int u = from; u < from + 500 && u <= kUsers; ++u)
-            v << QStringLiteral("(%1,1,'felhasznalo%2','Felhasználó %2',0)").arg(u).arg(u, 4, 10, QLatin1Char('0'));
-        exec(q, QStringLiteral("INSERT INTO qnd_user (id,user_group_id,user_name,display_name,del_status) VALUES ") + v.join(QLatin1Char(',')));
-    }
-    QStringList menus;
-    for (int m = 1; m <= 60; ++m)
-        menus << QStringLiteral("(%1,%2,'Menüpont %1',0)").arg(m).arg(m <= 5 ? 0 : m <= 20 ? 1 + m % 5 : 6 + m % 15);
-    exec(q, QStringLiteral("INSERT INTO qnd_menu (id,parent_id,caption,del_status) VALUES ") + menus.join(QLatin1Char(',')));
-    const QDateTime start(QDate(2025, 1, 1), QTime(8, 0));
-    quint32 seed = 99;
-    for (int from = 1; from <= rows; from += 1000) {
-        QStringList v;
-        for (int id = from; id < from + 1000 && id <= rows; ++id) {
-            seed = seed * 1103515245u + 12345u;
-            // Ids follow time, as a log written as it happens does.
-            const QDateTime at = start.addSecs(qint64(id) * 63 + (seed >> 20) % 60);
-            v << QStringLiteral("(%1,%2,%3,'%4')").arg(id).arg(1 + (seed >> 8) % kUsers).arg(21 + (seed >> 4) % 40)
-                     .arg(at.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-        }
-        exec(q, QStringLiteral("INSERT INTO qnd_menu_log (id,user_id,menu_id,log_date) VALUES ") + v.join(QLatin1Char(',')));
-    }
-    exec(q, QStringLiteral("COMMIT"));
-    exec(q, QStringLiteral("ANALYZE"));
 }
 
 std::unique_ptr<Connection> database(const QString& target, int rows)
@@ -85,7 +38,7 @@ std::unique_ptr<Connection> database(const QString& target, int rows)
     QString err;
     auto conn = Connection::openDatabase(target, Connection::DemoData::None, &err);
     if (!conn) fail(err);
-    generate(*conn, rows);
+    generateMenuLog(*conn, kUsers, rows);
     conn->setCurrentUserId(1);
     return conn;
 }
@@ -93,7 +46,7 @@ std::unique_ptr<Connection> database(const QString& target, int rows)
 // The panel opened and painted; how much heap it holds.
 long openedKiB(Connection& c)
 {
-    Site site(&c);
+    BenchSite site(&c);
     const long before = heapKiB();
     LogsViewer panel;
     panel.resize(1000, 700);
@@ -129,7 +82,7 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
     openedKiB(*conn);
     bigKiB = openedKiB(*conn);
 
-    Site site(conn.get());
+    BenchSite site(conn.get());
     QSqlQuery sel(conn->db());
     sel.setForwardOnly(true);
     const QString columns = QStringLiteral("SELECT id, log_date, display_name, menu_item FROM qnd_menu_log_view");

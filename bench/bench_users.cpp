@@ -27,22 +27,7 @@ constexpr int kUsers = 100000;
 constexpr int kSwitches = 50;
 constexpr int kSaves = 100;
 
-class Site : public IAddinSite {
-public:
-    explicit Site(Connection* c) : m_c(c) {}
-    Connection* connection() override { return m_c; }
-    int currentUserId() override { return 1; }
-
-private:
-    Connection* m_c;
-};
-
 double msSince(const QElapsedTimer& t) { return double(t.nsecsElapsed()) / 1e6; }
-
-void exec(QSqlQuery& q, const QString& sql)
-{
-    if (!q.exec(sql)) fail(sql.left(200) + QStringLiteral(": ") + q.lastError().text());
-}
 
 void generate(Connection& c)
 {
@@ -84,7 +69,7 @@ void run(const QString& engine, const QString& target)
     if (!conn) fail(err);
     generate(*conn);
     conn->setCurrentUserId(1);
-    Site site(conn.get());
+    BenchSite site(conn.get());
     QSqlDatabase& bare = conn->db();
 
     // Attach until shown.
