@@ -327,25 +327,53 @@ QSqlQuery& Connection::prepared(const QString& sql)
     }
 }
 
-int Connection::newKey(int table, const QString& column, const QString&)
+int Connection::newKey(int table, const QString& column, const QString&) { return newKeys(table, 1, column); }
+
+int Connection::newKeys(int table, int count, const QString& column)
 {
     const TableDef& t = requireTable(table);
     // The key table hands out each key once, also to two machines asking at once (the
     // row's lock makes the second wait), and moves past every key already stored, such
     // as one the module raised itself. A key handed out earlier in this session is never
-    // handed out again, even when its row was rolled back.
+    // handed out again, even when its row was rolled back. A block of `count` keys ends
+    // at the key stored.
+    const int n = std::max(1, count);
     const QString sql = QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES (?, %1) "
                                        "ON CONFLICT (table_name) DO UPDATE SET last_key = %2 RETURNING last_key")
-                            .arg(m_engine->greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + 1 FROM %2)")
-                                                        .arg(quoted(column), quoted(t.name)),
+                            .arg(m_engine->greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + %3 FROM %2)")
+                                                        .arg(quoted(column), quoted(t.name))
+                                                        .arg(n),
                                                     QStringLiteral("?")),
-                                 m_engine->greatest(QStringLiteral("qnd_key.last_key + 1"),
-                                                    QStringLiteral("excluded.last_key")));
-    auto rows = select(sql, {t.name, m_lastKey.value(table, 0) + 1});
+                                 m_engine->greatest(QStringLiteral("qnd_key.last_key + %1").arg(n), QStringLiteral("excluded.last_key")));
+    auto rows = select(sql, {t.name, m_lastKey.value(table, 0) + n});
     if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
-    const int key = rows.first().value(0).toInt();
-    m_lastKey[table] = key;
-    return key;
+    const int last = rows.first().value(0).toInt();
+    m_lastKey[table] = last;
+    return last - n + 1;
+}
+
+QString Connection::historyText(const ColumnDef& c, const QVariant& value) const
+{
+    const QVariant v = m_engine->fromDb(c, value);
+    if (v.isNull()) return QString();
+    if (c.type == ColType::Bool) return v.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+    return v.toString();
+}
+
+void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, const QVariant& oldValue,
+                               const QVariant& newValue)
+{
+    if (!m_history) return;
+    const QString before = historyText(c, oldValue), after = historyText(c, newValue);
+    if (before == after) return;
+    QString error;
+    if (!execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
+                                "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
+                 {newKey(Tables::RightsHistory), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
+                  m_currentUserId, t.name, rowId, c.name, oldValue.isNull() ? QVariant() : QVariant(before),
+                  QVariant(after)},
+                 &error))
+        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
 }
 
 bool Connection::lockMaster(int, int waitMs)
@@ -787,8 +815,28 @@ void Connection::setBelow(int table, int id, const QString& column, const QVaria
     const ColumnDef* c = t.column(column);
     if (!c) throw DbError(QStringLiteral("Ismeretlen oszlop: %1").arg(column));
     QString error;
-    if (!execute(descendantsCte(quoted(t.name))
-                     + QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT id FROM d)").arg(quoted(t.name), quoted(c->name)),
+    const QString d = descendantsCte(quoted(t.name));
+    if (m_history && t.historyColumns.contains(c->name) && c->type == ColType::Bool) {
+        // The rows that change are kept in the history first, with one statement, under keys
+        // taken as one block.
+        const QString differs = QStringLiteral("t.id IN (SELECT id FROM d) AND (CASE WHEN t.%1 THEN 1 ELSE 0 END) <> ?").arg(quoted(c->name));
+        const int on = value.toBool() ? 1 : 0;
+        const int changing = select(d + QStringLiteral("SELECT COUNT(*) FROM %1 t WHERE ").arg(quoted(t.name)) + differs, {id, on})
+                                 .value(0).value(0).toInt();
+        if (changing > 0) {
+            const int first = newKeys(Tables::RightsHistory, changing);
+            if (!execute(d + QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, "
+                                            "old_value, new_value) SELECT ? + ROW_NUMBER() OVER (ORDER BY t.id) - 1, ?, ?, ?, t.id, ?, "
+                                            "CASE WHEN t.%1 THEN '1' ELSE '0' END, ? FROM %2 t WHERE ")
+                                 .arg(quoted(c->name), quoted(t.name))
+                             + differs,
+                         {id, first, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), m_currentUserId,
+                          t.name, c->name, QString::number(on), on},
+                         &error))
+                throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
+        }
+    }
+    if (!execute(d + QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT id FROM d)").arg(quoted(t.name), quoted(c->name)),
                  {id, m_engine->toDb(*c, value)}, &error))
         throw DbError(error);
 }

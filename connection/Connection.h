@@ -67,6 +67,19 @@ public:
     // past any key already stored.
     int newKey(int table, const QString& column = QStringLiteral("id"),
                const QString& index = QStringLiteral("PrimaryKey"));
+    // `count` new keys in a row; the first of them.
+    int newKeys(int table, int count, const QString& column = QStringLiteral("id"));
+
+    // The rights history (qnd_rights_history): one row for a changed cell of a history
+    // column, by the current user, now. Nothing when the value did not change; throws
+    // DbError when it cannot be written (the caller's transaction then goes back whole).
+    void recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, const QVariant& oldValue,
+                       const QVariant& newValue);
+    // Off while the starting state is written (a new database's demo data is no change).
+    bool historyEnabled() const { return m_history; }
+    void setHistoryEnabled(bool on) { m_history = on; }
+    // A value as the history keeps it: yes/no as "1"/"0", the rest as text.
+    QString historyText(const ColumnDef& c, const QVariant& value) const;
 
     // Master lock, transactions (mode 3 is the only mode in use). The lock waits at most
     // `waitMs` for another holder to finish; refused otherwise.
@@ -190,6 +203,7 @@ private:
     bool m_virtualSavepoint = false;
     bool m_systemEdit = false;
     int m_currentUserId = -1;
+    bool m_history = true;
     quint64 m_generation = 1;
     quint64 m_epoch = 1;
     bool m_lost = false;

@@ -71,6 +71,12 @@ private:
 // Runs inside the transaction that creates the database; a failure throws and keeps nothing.
 void Connection::createDemoData()
 {
+    // The starting state, not a change: the rights history begins after it.
+    setHistoryEnabled(false);
+    struct Restore {
+        Connection* c;
+        ~Restore() { c->setHistoryEnabled(true); }
+    } restore{this};
     try {
         Writer w(*this);
         const char* roleNames[] = {"Adminisztrátor:", "Vezető:", "Könyvelő:", "Értékesítő:", "Raktáros:",

@@ -521,6 +521,21 @@ bool Recordset::update()
         }
         break;
     }
+    // The rights history keeps what changed, in the same transaction as the change.
+    if (!m_table->historyColumns.isEmpty()) {
+        try {
+            for (int i : std::as_const(m_cols)) {
+                const ColumnDef& c = m_table->columns[i];
+                if (!m_table->historyColumns.contains(c.name) || (m_mode == Mode::Edit && !m_dirty[i])) continue;
+                m_c->recordHistory(*m_table, keyValue, c, m_mode == Mode::Edit ? current()[i] : QVariant(),
+                                   m_c->engine().toDb(c, m_editRow[i]));
+            }
+        } catch (const DbError& e) {
+            m_lastError = e.message();
+            m_mode = Mode::None;
+            return false;
+        }
+    }
     if (m_mode == Mode::Edit) {
         for (int i : std::as_const(m_cols)) m_buf[m_pos][i] = m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
         m_written = m_buf[m_pos];

@@ -238,6 +238,21 @@ Schema::Schema()
         "CASE e.event_type_id WHEN 58 THEN u.identity_card_number ELSE u.drivers_license_number END AS document_number, "
         "e.event_date AS expires FROM crm_event e JOIN qnd_user u ON u.id = e.dedicate_user_id "
         "WHERE e.del_status = 0 AND u.del_status = 0 AND e.event_type_id IN (58, 59)");
+    // Every change of a role slot, a group's visibility rule or a user's group: when, by
+    // whom, which row and column, from what to what. Read by row (a cell's story) and by time.
+    m_tables << makeTable("qnd_rights_history", Tables::RightsHistory, "id",
+                      L{lng("id"), dt("changed_at"), lng("user_id", -1), txt("table_name", 64), lng("row_id"),
+                        txt("column_name", 64), txt("old_value", 255), txt("new_value", 255)},
+                      {idx("table_row", {"table_name", "row_id", "column_name", "changed_at", "id"}),
+                       idx("changed_at", {"changed_at", "id"})});
+    for (TableDef& t : m_tables)
+        for (const ColumnDef& c : t.columns)
+            if (c.name.startsWith(QLatin1String("auth_"))) t.historyColumns << c.name;
+    for (TableDef& t : m_tables) {
+        if (t.number == Tables::UserGroup) t.historyColumns << QStringLiteral("right_event") << QStringLiteral("right_project") << QStringLiteral("right_partner");
+        if (t.number == Tables::User) t.historyColumns << QStringLiteral("user_group_id");
+    }
+
     // Views last: they read the tables above.
     m_tables << menuLog << reportLog << userList << documents;
 }

@@ -31,6 +31,9 @@ struct TableDef {
     // A view is read like a table; its SELECT joins tables of the schema (no indexes of its own).
     QString viewSql;
     bool isView() const { return !viewSql.isEmpty(); }
+    // Columns whose every change the rights history keeps (role slots, visibility rules,
+    // a user's group), written with the change in its transaction.
+    QStringList historyColumns;
 
     int columnIndex(const QString& column) const;       // case-insensitive, -1 if none
     const ColumnDef* column(const QString& column) const;
@@ -79,6 +82,7 @@ inline constexpr int PartnerSite = 41;
 inline constexpr int Zipcode = 42;
 inline constexpr int Distance = 43;
 inline constexpr int OlapSample = 50;
+inline constexpr int RightsHistory = 60; // every change of who may do what
 } // namespace Tables
 
 } // namespace NexoFrame
