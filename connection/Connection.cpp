@@ -1,4 +1,5 @@
 #include "Connection.h"
+#include "RightsPath.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -607,39 +608,8 @@ QList<int> Connection::roleSlotsOf(int userId)
 
 bool Connection::rightsTest(int userId, const QString& key)
 {
-    const QString k = key.trimmed();
-    if (k.isEmpty()) return false;
-    const QList<int> held = roleSlotsOf(userId);
-    if (held.isEmpty()) return false;
-    QStringList authCols;
-    for (int i = 0; i < 10; ++i) authCols << QStringLiteral("auth_%1").arg(i);
-
-    // The live unit with the longest prefix of the key decides.
-    auto units = select(QStringLiteral("SELECT id, parent_id, prefix, %1 FROM qnd_auth_unit "
-                                       "WHERE del_status=0 AND prefix<>'' AND substr(?,1,length(prefix))=prefix "
-                                       "ORDER BY length(prefix) DESC, id")
-                            .arg(authCols.join(QLatin1Char(','))),
-                        {k});
-    int bestLength = -1;
-    bool granted = false;
-    for (const QVariantList& u : units) {
-        const int len = int(u[2].toString().size());
-        if (bestLength >= 0 && len < bestLength) break;
-        // A unit below a deleted unit is gone from the tree and grants nothing.
-        bool live = true;
-        QVariant parent = u[1];
-        for (int depth = 0; live && parent.toInt() > 0 && depth < 64; ++depth) {
-            auto p = select(QStringLiteral("SELECT parent_id, del_status FROM qnd_auth_unit WHERE id=?"), {parent});
-            if (p.isEmpty()) break;
-            live = p[0][1].toInt() == 0;
-            parent = p[0][0];
-        }
-        if (!live) continue;
-        bestLength = len;
-        for (int i = 0; i < 10; ++i)
-            if (u[3 + i].toLongLong() != 0 && held.contains(i)) granted = true;
-    }
-    return granted;
+    // The explorer's why-path and the test are one computation: they cannot disagree.
+    return explainRight(*this, userId, key).granted;
 }
 
 bool Connection::isUnique(int table, const QString& keyField, const QString& comparedField,

@@ -9,12 +9,13 @@ class QTreeWidgetItem;
 
 namespace NexoFrame {
 class IUserMenu;
+struct MenuEntry;
 }
 
 namespace NexoFrame::Shell {
 
 class MainWindow;
-struct MenuEntry;
+using NexoFrame::MenuEntry;
 
 // "Saját menüpontok": the user's menu as he sees it, where he adds entries of his own and
 // changes or deletes them through the module's user menu form. Other items are only places

@@ -1,0 +1,44 @@
+#pragma once
+#include <QList>
+#include <QString>
+
+namespace NexoFrame {
+
+class Connection;
+
+// A unit whose prefix begins the key asked about.
+struct RightUnit {
+    int id = 0;
+    QString name;
+    QString prefix;
+    bool counts = true;    // false: a unit above it is deleted, so it is gone from the tree
+    int deletedAbove = 0;  // that unit
+    QList<int> roles;      // the role slots ticked on it
+    bool deciding = false; // among the live units with the longest prefix
+};
+
+// Why a user holds a right or not, step by step: the user, his group and its role slots,
+// the units whose prefix begins the key (the longest live ones decide), the slots the group
+// and a deciding unit share. The rights test is this answer's `granted`.
+struct RightPath {
+    QString key;
+    int userId = -1;
+    QString userName, login;
+    bool userFound = false, userLive = false, userBarred = false;
+    int groupId = -1;
+    QString groupName;
+    bool groupFound = false, groupLive = false;
+    QList<int> groupSlots;   // held through a live group by a live user who is not barred
+    QList<RightUnit> units;  // longest prefix first
+    QList<int> sharedSlots;  // held by the group and by a deciding unit
+    bool granted = false;
+    QString reason;          // the decision in a sentence
+};
+
+RightPath explainRight(Connection& c, int userId, const QString& key);
+
+// Every rights key (each live unit's prefix), in order, decided as explainRight decides it,
+// for a user (userId >= 0) or for a group's slots alone (userId -1). One read of the units.
+QList<RightPath> effectiveRights(Connection& c, int userId, int groupId = -1);
+
+} // namespace NexoFrame
