@@ -191,6 +191,7 @@ void Connection::createDemoData()
             {6, 1, 5, "Menü jogosultságok", "5", "NexoFrame.Menus", 1, {1}},
             {7, 1, 6, "Menü log", "6", "NexoFrame.LogsViewer", 0, {1}},
             {8, 1, 7, "Kimutatás log", "7", "NexoFrame.LogsViewer", 1, {1}},
+            {9, 1, 8, "Jogosultság-elemző", "9", "NexoFrame.RightsExplorer", 0, {1}},
             {10, 0, 2, "Kimutatások", "K", "", 0, {1, 2, 3, 4}},
             {11, 10, 1, "OLAP kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}, "olap_16.ico"},
             {12, 10, 2, "OLAP jogosultságok", "2", "NexoFrame.OLAPReports", 1, {1}},
@@ -201,7 +202,7 @@ void Connection::createDemoData()
             {1000000, 0, 3, "Egyedi", "E", "", 0, {1, 2, 3, 4}},
             {1000001, 1000000, 1, "Értékesítési kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}},
             {1000002, 1000000, 2, "Adatbázis mappája", "2", "SHELL", 0, {1, 2}, "", "xdg-open \"%MDB_FOLDER_PATH%\""},
-            {1000003, 1, 8, "Program mappája", "8", "SHELL", 0, {}, "user_menu_16.ico", "xdg-open \"%APP_PATH%\"", 1},
+            {1000003, 1, 9, "Program mappája", "8", "SHELL", 0, {}, "user_menu_16.ico", "xdg-open \"%APP_PATH%\"", 1},
         };
         for (const M& m : menus) {
             const bool own = m.id >= 1000000;

@@ -6,6 +6,7 @@
 #include "ReportAuthorizations.h"
 #include "Reports.h"
 #include "ListWizrads.h"
+#include "RightsExplorer.h"
 #include "cDDXOlapReport.h"
 #include "Nexo.h"
 #include "UserMenu.h"
@@ -45,6 +46,7 @@ const QList<Entry>& entries()
          [](QObject* p) -> QObject* { return new ReportAuthorizations(asParent(p)); }},
         {"NexoFrame.ListWizrads", "ListWizrads", [](QObject* p) -> QObject* { return new ListWizrads(asParent(p)); }},
         {"NexoFrame.ListWizradAuths", "ListWizradAuths", [](QObject* p) -> QObject* { return new ListWizradAuths(asParent(p)); }},
+        {"NexoFrame.RightsExplorer", "RightsExplorer", [](QObject* p) -> QObject* { return new RightsExplorer(asParent(p)); }},
         {"NexoFrame.Menus", "Menus", [](QObject* p) -> QObject* { return new Menus(asParent(p)); }},
         {"NexoFrame.cDDXMenu", "cDDXMenu", [](QObject* p) -> QObject* { return new cDDXMenu(p); }},
         {"NexoFrame.UserMenu", "UserMenu", [](QObject* p) -> QObject* { return new UserMenu(p); }},

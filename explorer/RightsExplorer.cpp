@@ -1,0 +1,389 @@
+#include "RightsExplorer.h"
+#include "Connection.h"
+#include "CsvFile.h"
+#include "MenuAccess.h"
+#include "Module.h"
+#include "WaitCursor.h"
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCompleter>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSet>
+#include <QTabWidget>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace NexoFrame {
+
+namespace {
+
+const QColor kGranted(0x1b, 0x7a, 0x2b);
+const QColor kRefused(0xb0, 0x20, 0x20);
+
+QString yesNo(bool on) { return on ? QStringLiteral("engedélyezve") : QStringLiteral("tiltva"); }
+
+QTreeWidgetItem* step(QTreeWidgetItem* parent, QTreeWidget* tree, const QString& text, bool ok)
+{
+    auto* item = parent ? new QTreeWidgetItem(parent, {text}) : new QTreeWidgetItem(tree, {text});
+    item->setForeground(0, ok ? QColor(Qt::black) : kRefused);
+    return item;
+}
+
+// Every live menu item with the captions above it.
+QList<std::pair<int, QString>> menuItems(Connection& c)
+{
+    QHash<int, std::pair<int, QString>> rows;
+    QList<int> order;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT id, parent_id, caption FROM qnd_menu WHERE del_status=0 ORDER BY parent_id, sort_order, id"))) {
+        rows.insert(r[0].toInt(), {r[1].toInt(), r[2].toString().trimmed()});
+        order << r[0].toInt();
+    }
+    QList<std::pair<int, QString>> out;
+    for (int id : std::as_const(order)) {
+        QStringList path;
+        for (int at = id, depth = 0; rows.contains(at) && depth < 64; at = rows[at].first, ++depth) path.prepend(rows[at].second);
+        out.append({id, path.join(QStringLiteral(" / "))});
+    }
+    std::sort(out.begin(), out.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+    return out;
+}
+
+QSet<int> visibleIds(const QList<MenuEntry>& entries)
+{
+    QSet<int> ids;
+    for (const MenuEntry& e : entries) ids += visibleIds(e.children) + QSet<int>{e.id};
+    return ids;
+}
+
+} // namespace
+
+RightsExplorer::RightsExplorer(QWidget* parent)
+    : AdminPanel(QStringLiteral("NexoFrame.RightsExplorer"), QStringLiteral("RightsExplorer"), parent)
+{
+    tabs = new QTabWidget(this);
+    tabs->setObjectName(QStringLiteral("tabs"));
+
+    // Why may a user, or why not.
+    auto* why = new QWidget(tabs);
+    cbo_user = new QComboBox(why);
+    cbo_user->setObjectName(QStringLiteral("cbo_user"));
+    cbo_user->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cbo_user->setMinimumContentsLength(28);
+    txt_key = new QLineEdit(why);
+    txt_key->setObjectName(QStringLiteral("txt_key"));
+    txt_key->setPlaceholderText(QStringLiteral("pl. mainframe_base_user_new"));
+    auto* ask = new QPushButton(QStringLiteral("Miért?"), why);
+    ask->setObjectName(QStringLiteral("cmd_why"));
+    ask->setDefault(true);
+    tree_path = new QTreeWidget(why);
+    tree_path->setObjectName(QStringLiteral("tree_path"));
+    tree_path->setHeaderHidden(true);
+    lbl_decision = new QLabel(why);
+    lbl_decision->setObjectName(QStringLiteral("lbl_decision"));
+    QFont big = lbl_decision->font();
+    big.setBold(true);
+    big.setPointSizeF(big.pointSizeF() * 1.2);
+    lbl_decision->setFont(big);
+    lbl_decision->setWordWrap(true);
+    auto* whyForm = new QHBoxLayout;
+    whyForm->addWidget(new QLabel(QStringLiteral("Felhasználó:"), why));
+    whyForm->addWidget(cbo_user);
+    whyForm->addWidget(new QLabel(QStringLiteral("Jogosultsági kulcs:"), why));
+    whyForm->addWidget(txt_key, 1);
+    whyForm->addWidget(ask);
+    auto* whyBox = new QVBoxLayout(why);
+    whyBox->addLayout(whyForm);
+    whyBox->addWidget(lbl_decision);
+    whyBox->addWidget(tree_path, 1);
+    tabs->addTab(why, QStringLiteral("Miért?"));
+    const auto explain = [this] {
+        StepRunner r = runner("cmd_why_Click");
+        r.step([&] { showWhy(cbo_user->currentData().toInt(), txt_key->text()); });
+    };
+    connect(ask, &QPushButton::clicked, this, explain);
+    connect(txt_key, &QLineEdit::returnPressed, this, explain);
+
+    // What a user or a group may, beside another.
+    auto* rights = new QWidget(tabs);
+    opt_users = new QRadioButton(QStringLiteral("Felhasználók"), rights);
+    opt_users->setObjectName(QStringLiteral("opt_users"));
+    opt_users->setChecked(true);
+    opt_groups = new QRadioButton(QStringLiteral("Csoportok"), rights);
+    opt_groups->setObjectName(QStringLiteral("opt_groups"));
+    cbo_subject = new QComboBox(rights);
+    cbo_subject->setObjectName(QStringLiteral("cbo_subject"));
+    cbo_subject->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cbo_subject->setMinimumContentsLength(24);
+    cbo_compare = new QComboBox(rights);
+    cbo_compare->setObjectName(QStringLiteral("cbo_compare"));
+    cbo_compare->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cbo_compare->setMinimumContentsLength(24);
+    txt_filter = new QLineEdit(rights);
+    txt_filter->setObjectName(QStringLiteral("txt_filter"));
+    txt_filter->setPlaceholderText(QStringLiteral("Keresés…"));
+    txt_filter->setClearButtonEnabled(true);
+    chk_differences = new QCheckBox(QStringLiteral("Csak az eltérések"), rights);
+    chk_differences->setObjectName(QStringLiteral("chk_differences"));
+    auto* save = new QPushButton(QStringLiteral("Mentés CSV-be…"), rights);
+    save->setObjectName(QStringLiteral("cmd_export"));
+    tree_rights = new QTreeWidget(rights);
+    tree_rights->setObjectName(QStringLiteral("tree_rights"));
+    tree_rights->setRootIsDecorated(true);
+    tree_rights->setUniformRowHeights(true);
+    auto* top = new QHBoxLayout;
+    top->addWidget(opt_users);
+    top->addWidget(opt_groups);
+    top->addWidget(cbo_subject);
+    top->addWidget(new QLabel(QStringLiteral("Összevetve:"), rights));
+    top->addWidget(cbo_compare);
+    top->addStretch();
+    auto* second = new QHBoxLayout;
+    second->addWidget(txt_filter, 1);
+    second->addWidget(chk_differences);
+    second->addWidget(save);
+    auto* rightsBox = new QVBoxLayout(rights);
+    rightsBox->addLayout(top);
+    rightsBox->addLayout(second);
+    rightsBox->addWidget(tree_rights, 1);
+    tabs->addTab(rights, QStringLiteral("Hatályos jogok"));
+    const auto refresh = [this] {
+        StepRunner r = runner("tree_rights_Refresh");
+        r.step([&] { showRights(); });
+    };
+    connect(opt_users, &QRadioButton::toggled, this, [this, refresh] {
+        fillSubjects();
+        refresh();
+    });
+    connect(cbo_subject, &QComboBox::activated, this, refresh);
+    connect(cbo_compare, &QComboBox::activated, this, refresh);
+    connect(txt_filter, &QLineEdit::textChanged, this, [this] { applyFilter(); });
+    connect(chk_differences, &QCheckBox::toggled, this, [this] { applyFilter(); });
+    connect(save, &QPushButton::clicked, this, [this] {
+        QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Mentés CSV-be"), QStringLiteral("jogok.csv"),
+                                                    QStringLiteral("CSV-fájl (*.csv)"));
+        if (path.isEmpty()) return;
+        QString why;
+        if (!exportRights(path, &why)) QMessageBox::warning(this, QStringLiteral("Hatályos jogok"), why);
+    });
+
+    body()->addWidget(tabs, 1);
+}
+
+QString RightsExplorer::roleName(int slot) const
+{
+    const QString name = m_roleNames.value(slot);
+    return name.isEmpty() ? QStringLiteral("%1. szerepkör").arg(slot) : QStringLiteral("%1 (%2)").arg(name).arg(slot);
+}
+
+void RightsExplorer::InitializeSite()
+{
+    titleLabel()->setText(QStringLiteral("Jogosultság-elemző"));
+    Connection* c = module().connection();
+    m_roleNames.clear();
+    for (int i = 0; i < 10; ++i) {
+        QString n = c->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(i), QString()).trimmed();
+        if (n.endsWith(QLatin1Char(':'))) n.chop(1);
+        m_roleNames << n;
+    }
+    // Every user, the deleted and barred ones marked: they are asked about too.
+    cbo_user->clear();
+    for (const QVariantList& u : c->select(QStringLiteral("SELECT id, display_name, user_name, del_status, access_denied FROM qnd_user "
+                                                          "ORDER BY %1, id")
+                                               .arg(c->engine().orderTerm(QStringLiteral("display_name"), false)))) {
+        QString text = QStringLiteral("%1 (%2)").arg(u[1].toString(), u[2].toString());
+        if (u[3].toInt() != 0) text += QStringLiteral(" – törölt");
+        else if (u[4].toLongLong() != 0 || u[4].toBool()) text += QStringLiteral(" – letiltott");
+        cbo_user->addItem(text, u[0].toInt());
+    }
+    cbo_user->setCurrentIndex(std::max(0, cbo_user->findData(module().currentUserId())));
+    // The keys offered as they are typed: every live unit's prefix.
+    QStringList prefixes;
+    for (const QVariantList& r : c->select(QStringLiteral("SELECT DISTINCT prefix FROM qnd_auth_unit WHERE del_status=0 AND prefix<>''")))
+        prefixes << r[0].toString();
+    prefixes.sort();
+    auto* completer = new QCompleter(prefixes, txt_key);
+    completer->setCaseSensitivity(Qt::CaseSensitive);
+    completer->setFilterMode(Qt::MatchContains);
+    txt_key->setCompleter(completer);
+    fillSubjects();
+    showRights();
+}
+
+RightPath RightsExplorer::showWhy(int userId, const QString& key)
+{
+    Connection* c = module().connection();
+    const RightPath p = explainRight(*c, userId, key);
+    tree_path->clear();
+    QTreeWidgetItem* user = step(nullptr, tree_path,
+                                 !p.userFound ? QStringLiteral("Felhasználó: nincs ilyen (%1)").arg(userId)
+                                              : QStringLiteral("Felhasználó: %1 (%2) – %3").arg(p.userName, p.login,
+                                                                                                 !p.userLive    ? QStringLiteral("törölve")
+                                                                                                 : p.userBarred ? QStringLiteral("letiltva")
+                                                                                                                : QStringLiteral("élő")),
+                                 p.userFound && p.userLive && !p.userBarred);
+    QTreeWidgetItem* group = step(user, tree_path,
+                                  !p.groupFound ? QStringLiteral("Csoport: nincs ilyen (%1)").arg(p.groupId)
+                                                : QStringLiteral("Csoport: %1 – %2").arg(p.groupName, p.groupLive ? QStringLiteral("élő")
+                                                                                                                  : QStringLiteral("törölve")),
+                                  p.groupFound && p.groupLive);
+    QStringList held;
+    for (int s : p.groupSlots) held << roleName(s);
+    QTreeWidgetItem* roles = step(group, tree_path,
+                                  QStringLiteral("Szerepkörei: %1").arg(held.isEmpty() ? QStringLiteral("nincs") : held.join(QStringLiteral(", "))),
+                                  !held.isEmpty());
+    QTreeWidgetItem* units = step(roles, tree_path,
+                                  p.units.isEmpty() ? QStringLiteral("A(z) „%1” kulcsra egyetlen élő jogosultság előtagja sem illeszkedik.").arg(p.key)
+                                                    : QStringLiteral("Jogosultságok, amelyek előtagja illeszkedik a(z) „%1” kulcsra (a leghosszabb dönt):").arg(p.key),
+                                  !p.units.isEmpty());
+    for (const RightUnit& u : p.units) {
+        QStringList on;
+        for (int s : u.roles) on << roleName(s);
+        QString text = QStringLiteral("%1 [%2] – szerepkörök: %3").arg(u.name, u.prefix, on.isEmpty() ? QStringLiteral("nincs") : on.join(QStringLiteral(", ")));
+        if (!u.counts) text += QStringLiteral(" – nem számít: a fölötte lévő jogosultság (%1) törölve van").arg(u.deletedAbove);
+        else if (u.deciding) text += QStringLiteral(" – DÖNT");
+        else text += QStringLiteral(" – rövidebb előtag, nem dönt");
+        QTreeWidgetItem* item = step(units, tree_path, text, u.counts);
+        if (u.deciding) {
+            QFont f = item->font(0);
+            f.setBold(true);
+            item->setFont(0, f);
+        }
+    }
+    QStringList shared;
+    for (int s : p.sharedSlots) shared << roleName(s);
+    QTreeWidgetItem* end = step(units, tree_path,
+                                p.granted ? QStringLiteral("Közös szerepkör: %1").arg(shared.join(QStringLiteral(", "))) : QStringLiteral("Nincs közös szerepkör."),
+                                p.granted);
+    end->setForeground(0, p.granted ? kGranted : kRefused);
+    tree_path->expandAll();
+    lbl_decision->setText(p.reason);
+    QPalette pal = lbl_decision->palette();
+    pal.setColor(QPalette::WindowText, p.granted ? kGranted : kRefused);
+    lbl_decision->setPalette(pal);
+    return p;
+}
+
+void RightsExplorer::fillSubjects()
+{
+    Connection* c = module().connection();
+    const bool users = opt_users->isChecked();
+    const QString sql = users ? QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
+                              : QStringLiteral("SELECT id, name FROM qnd_user_group WHERE del_status=0 ORDER BY %1, id");
+    const QList<QVariantList> rows =
+        c->select(sql.arg(c->engine().orderTerm(users ? QStringLiteral("display_name") : QStringLiteral("name"), false)));
+    for (QComboBox* box : {cbo_subject, cbo_compare}) {
+        box->clear();
+        if (box == cbo_compare) box->addItem(QStringLiteral("<nincs összevetés>"), -1);
+        for (const QVariantList& r : rows) box->addItem(r[1].toString(), r[0].toInt());
+    }
+    if (users) cbo_subject->setCurrentIndex(std::max(0, cbo_subject->findData(module().currentUserId())));
+}
+
+void RightsExplorer::showRights()
+{
+    Connection* c = module().connection();
+    Controls::WaitCursor wait;
+    const bool users = opt_users->isChecked();
+    const int subject = cbo_subject->currentData().toInt();
+    const int other = cbo_compare->currentData().toInt();
+    const bool comparing = cbo_compare->currentIndex() > 0;
+    const auto rightsOf = [&](int id) { return users ? effectiveRights(*c, id) : effectiveRights(*c, -1, id); };
+    const auto menuOf = [&](int id) {
+        // The menu as the shell builds it for that user (or for a holder of the group's slots).
+        unsigned roles = 0;
+        if (users) {
+            for (int s : c->roleSlotsOf(id)) roles |= 1u << s;
+        } else {
+            const QList<QVariantList> g = c->select(QStringLiteral("SELECT del_status FROM qnd_user_group WHERE id=?"), {id});
+            if (!g.isEmpty() && g[0][0].toInt() == 0) roles = groupRoles(*c, id);
+        }
+        return visibleIds(visibleMenu(*c, roles, users ? id : -1));
+    };
+    const QList<RightPath> mine = rightsOf(subject);
+    QList<RightPath> theirs;
+    if (comparing) theirs = rightsOf(other);
+
+    tree_rights->clear();
+    QStringList heads{QStringLiteral("Kulcs / menüpont"), QStringLiteral("Megnevezés"), cbo_subject->currentText()};
+    if (comparing) heads << cbo_compare->currentText();
+    tree_rights->setHeaderLabels(heads);
+    const auto row = [&](QTreeWidgetItem* section, const QString& key, const QString& name, bool a, bool b) {
+        QStringList cells{key, name, yesNo(a)};
+        if (comparing) cells << yesNo(b);
+        auto* item = new QTreeWidgetItem(section, cells);
+        item->setForeground(2, a ? kGranted : kRefused);
+        if (comparing) {
+            item->setForeground(3, b ? kGranted : kRefused);
+            if (a != b) {
+                for (int col = 0; col < cells.size(); ++col) item->setBackground(col, QColor(0xff, 0xf0, 0xb0));
+                item->setData(0, Qt::UserRole, true);
+            }
+        }
+    };
+    auto* keys = new QTreeWidgetItem(tree_rights, {QStringLiteral("Jogosultsági kulcsok")});
+    QHash<QString, bool> other_;
+    for (const RightPath& p : std::as_const(theirs)) other_.insert(p.key, p.granted);
+    for (const RightPath& p : mine) {
+        QString name;
+        for (const RightUnit& u : p.units)
+            if (u.prefix == p.key) name = u.name;
+        row(keys, p.key, name, p.granted, other_.value(p.key));
+    }
+    auto* menu = new QTreeWidgetItem(tree_rights, {QStringLiteral("Menüpontok")});
+    const QSet<int> seen = menuOf(subject), seen2 = comparing ? menuOf(other) : QSet<int>();
+    for (const auto& [id, path] : menuItems(*c)) row(menu, QString::number(id), path, seen.contains(id), seen2.contains(id));
+    for (QTreeWidgetItem* section : {keys, menu}) {
+        QFont f = section->font(0);
+        f.setBold(true);
+        section->setFont(0, f);
+        section->setExpanded(true);
+        section->setFirstColumnSpanned(true);
+    }
+    tree_rights->header()->resizeSection(0, 300);
+    tree_rights->header()->resizeSection(1, 320);
+    applyFilter();
+}
+
+void RightsExplorer::applyFilter()
+{
+    const QString text = txt_filter->text().trimmed();
+    for (int s = 0; s < tree_rights->topLevelItemCount(); ++s) {
+        QTreeWidgetItem* section = tree_rights->topLevelItem(s);
+        for (int i = 0; i < section->childCount(); ++i) {
+            QTreeWidgetItem* item = section->child(i);
+            const bool matches = text.isEmpty() || item->text(0).contains(text, Qt::CaseInsensitive)
+                || item->text(1).contains(text, Qt::CaseInsensitive);
+            item->setHidden(!matches || (chk_differences->isChecked() && !item->data(0, Qt::UserRole).toBool()));
+        }
+    }
+}
+
+bool RightsExplorer::exportRights(const QString& path, QString* error)
+{
+    Controls::CsvFile file(path);
+    if (!file.open(error)) return false;
+    QStringList heads{QStringLiteral("Fajta")};
+    for (int col = 0; col < tree_rights->columnCount(); ++col) heads << tree_rights->headerItem()->text(col);
+    file.row(heads);
+    for (int s = 0; s < tree_rights->topLevelItemCount(); ++s) {
+        QTreeWidgetItem* section = tree_rights->topLevelItem(s);
+        for (int i = 0; i < section->childCount(); ++i) {
+            QTreeWidgetItem* item = section->child(i);
+            if (item->isHidden()) continue;
+            QStringList cells{section->text(0)};
+            for (int col = 0; col < tree_rights->columnCount(); ++col) cells << item->text(col);
+            file.row(cells);
+        }
+    }
+    return file.commit(error);
+}
+
+} // namespace NexoFrame

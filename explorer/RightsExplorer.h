@@ -1,0 +1,56 @@
+#pragma once
+#include "AdminPanel.h"
+#include "RightsPath.h"
+
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QRadioButton;
+class QTabWidget;
+class QTreeWidget;
+
+namespace NexoFrame {
+
+// Answers the administrator's questions about rights in one place: why a user may or may
+// not (the path from the user through his group and its role slots to the deciding unit),
+// and what a user or a group may, side by side with another. Every answer comes from the
+// same computation as the rights test and the shell's menu.
+class RightsExplorer : public AdminPanel {
+    Q_OBJECT
+public:
+    explicit RightsExplorer(QWidget* parent = nullptr);
+
+    QTabWidget* tabs = nullptr;
+    // "Miért?"
+    QComboBox* cbo_user = nullptr;
+    QLineEdit* txt_key = nullptr;
+    QTreeWidget* tree_path = nullptr;
+    QLabel* lbl_decision = nullptr;
+    // "Hatályos jogok"
+    QRadioButton* opt_users = nullptr;
+    QRadioButton* opt_groups = nullptr;
+    QComboBox* cbo_subject = nullptr;
+    QComboBox* cbo_compare = nullptr;
+    QLineEdit* txt_filter = nullptr;
+    QCheckBox* chk_differences = nullptr;
+    QTreeWidget* tree_rights = nullptr;
+
+    // The why-path of a user and a key, shown.
+    RightPath showWhy(int userId, const QString& key);
+    // The effective rights of the chosen subject (and the compared one), shown.
+    void showRights();
+    // What the rights list shows, as CSV.
+    bool exportRights(const QString& path, QString* error = nullptr);
+
+protected:
+    void InitializeSite() override;
+
+private:
+    void fillSubjects();
+    void applyFilter();
+    QString roleName(int slot) const;
+    QStringList m_roleNames;
+};
+
+} // namespace NexoFrame

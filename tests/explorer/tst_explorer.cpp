@@ -1,0 +1,157 @@
+#include "Connection.h"
+#include "MenuAccess.h"
+#include "ModalDriver.h"
+#include "RightsExplorer.h"
+#include "TestSite.h"
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QRadioButton>
+#include <QTabWidget>
+#include <QTest>
+#include <QTreeWidget>
+
+using namespace NexoFrame;
+
+namespace {
+
+void keepPicture(QWidget* w, const QString& name)
+{
+    const QString folder = qEnvironmentVariable("NEXO_KEEP_OUTPUT");
+    if (folder.isEmpty()) return;
+    QDir().mkpath(folder);
+    w->resize(1100, 700);
+    w->show();
+    QTest::qWait(50);
+    w->grab().save(QDir(folder).filePath(name + QStringLiteral(".png")));
+}
+
+QTreeWidgetItem* section(QTreeWidget* t, int i) { return t->topLevelItem(i); }
+
+} // namespace
+
+class tst_explorer : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init() { resetModalDriver(); }
+
+    // The panel's why-path says what the rights test says, for every user and key of the demo
+    // data; its menu rows are the shell's menu of each user.
+    void agreesWithTheRightsTestAndTheMenu()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QStringList keys;
+        for (const QVariantList& r : c.select(QStringLiteral("SELECT prefix FROM qnd_auth_unit WHERE prefix<>''")))
+            keys << r[0].toString() << r[0].toString() + QStringLiteral("_x");
+        keys << QStringLiteral("ismeretlen_kulcs");
+        int users = 0;
+        for (const QVariantList& u : c.select(QStringLiteral("SELECT id, user_group_id, del_status, access_denied FROM qnd_user"))) {
+            const int id = u[0].toInt();
+            for (const QString& key : std::as_const(keys)) {
+                const RightPath path = p.showWhy(id, key);
+                QVERIFY2(path.granted == c.rightsTest(id, key), qPrintable(QStringLiteral("%1 %2").arg(id).arg(key)));
+                QCOMPARE(p.lbl_decision->text(), path.reason);
+            }
+            // The menu rows, against the shell's menu for a user who logs in.
+            if (u[2].toInt() != 0 || u[3].toLongLong() != 0 || u[3].toBool()) continue;
+            ++users;
+            p.opt_users->setChecked(true);
+            p.cbo_subject->setCurrentIndex(p.cbo_subject->findData(id));
+            p.showRights();
+            QSet<int> shell;
+            std::function<void(const QList<MenuEntry>&)> walk = [&](const QList<MenuEntry>& l) {
+                for (const MenuEntry& e : l) {
+                    shell << e.id;
+                    walk(e.children);
+                }
+            };
+            walk(visibleMenu(c, groupRoles(c, u[1].toInt()), id));
+            QTreeWidgetItem* menu = section(p.tree_rights, 1);
+            QVERIFY(menu->childCount() > 10);
+            for (int i = 0; i < menu->childCount(); ++i)
+                QCOMPARE(menu->child(i)->text(2) == QStringLiteral("engedélyezve"), shell.contains(menu->child(i)->text(0).toInt()));
+            // The key rows, against the rights test.
+            QTreeWidgetItem* rights = section(p.tree_rights, 0);
+            for (int i = 0; i < rights->childCount(); ++i)
+                QCOMPARE(rights->child(i)->text(2) == QStringLiteral("engedélyezve"), c.rightsTest(id, rights->child(i)->text(0)));
+        }
+        QVERIFY(users >= 4);
+    }
+
+    // A unit under a deleted one is on the path and said not to count.
+    void deletedAncestor()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix, auth_2) VALUES "
+                                         "(900, 0, 'Régi ág', 'regi', ?), (901, 900, 'Régi kulcs', 'regi_kulcs', ?)"),
+                          {c.engine().storedBool(true), c.engine().storedBool(true)}));
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_auth_unit SET del_status=2 WHERE id=900")));
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        const RightPath path = p.showWhy(2, QStringLiteral("regi_kulcs_uj"));
+        QVERIFY(!path.granted);
+        QCOMPARE(path.units.size(), 1);
+        QVERIFY(!path.units[0].counts && path.units[0].deletedAbove == 900);
+        bool said = false;
+        for (QTreeWidgetItemIterator it(p.tree_path); *it; ++it) said |= (*it)->text(0).contains(QStringLiteral("nem számít"));
+        QVERIFY(said);
+        QVERIFY(!c.rightsTest(2, QStringLiteral("regi_kulcs_uj")));
+        p.cbo_user->setCurrentIndex(p.cbo_user->findData(2));
+        p.txt_key->setText(QStringLiteral("vtk_controlling_olap_report_mod"));
+        QVERIFY(p.showWhy(2, p.txt_key->text()).granted == c.rightsTest(2, p.txt_key->text()));
+        keepPicture(&p, QStringLiteral("explorer_why"));
+    }
+
+    // Two users side by side: the rows that differ are marked, and only they stay when asked;
+    // the CSV holds what is shown.
+    void twoUsersSideBySide()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.cbo_subject->setCurrentIndex(p.cbo_subject->findData(1));
+        p.cbo_compare->setCurrentIndex(p.cbo_compare->findData(3)); // Nagy Péter
+        p.showRights();
+        QCOMPARE(p.tree_rights->columnCount(), 4);
+        int differing = 0;
+        QTreeWidgetItem* rights = section(p.tree_rights, 0);
+        for (int i = 0; i < rights->childCount(); ++i) {
+            const QString key = rights->child(i)->text(0);
+            const bool differs = c.rightsTest(1, key) != c.rightsTest(3, key);
+            QCOMPARE(rights->child(i)->data(0, Qt::UserRole).toBool(), differs);
+            differing += differs;
+        }
+        QVERIFY(differing > 0);
+        p.chk_differences->setChecked(true);
+        int shown = 0;
+        for (int i = 0; i < rights->childCount(); ++i) shown += !rights->child(i)->isHidden();
+        QCOMPARE(shown, differing);
+        p.txt_filter->setText(QStringLiteral("olap"));
+        const QString csv = QDir::temp().filePath(QStringLiteral("nexo_explorer_%1.csv").arg(QCoreApplication::applicationPid()));
+        QString why;
+        QVERIFY2(p.exportRights(csv, &why), qPrintable(why));
+        QFile f(csv);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QStringList lines = QString::fromUtf8(f.readAll()).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts);
+        f.remove();
+        int visible = 0;
+        for (int s = 0; s < p.tree_rights->topLevelItemCount(); ++s)
+            for (int i = 0; i < section(p.tree_rights, s)->childCount(); ++i) visible += !section(p.tree_rights, s)->child(i)->isHidden();
+        QCOMPARE(lines.size(), visible + 1);
+        p.txt_filter->clear();
+        p.tabs->setCurrentIndex(1);
+        keepPicture(&p, QStringLiteral("explorer_diff"));
+    }
+};
+
+QTEST_MAIN(tst_explorer)
+#include "tst_explorer.moc"
