@@ -244,6 +244,7 @@ Schema::Schema()
                       L{lng("id"), dt("changed_at"), lng("user_id", -1), txt("table_name", 64), lng("row_id"),
                         txt("column_name", 64), txt("old_value", 255), txt("new_value", 255)},
                       {idx("table_row", {"table_name", "row_id", "column_name", "changed_at", "id"}),
+                       idx("column_time", {"table_name", "column_name", "changed_at", "id"}),
                        idx("changed_at", {"changed_at", "id"})});
     for (TableDef& t : m_tables)
         for (const ColumnDef& c : t.columns)

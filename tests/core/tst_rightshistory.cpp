@@ -3,6 +3,8 @@
 #include "ModalDriver.h"
 #include "Module.h"
 #include "RoleTicks.h"
+#include "Recordset.h"
+#include "RightsHistory.h"
 #include "TestSite.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
@@ -66,6 +68,38 @@ QStringList changes(const QString& table, const QSet<QString>& before, const QSe
     }
     l.sort();
     return l;
+}
+
+// Every cell the history keeps, "table row column" -> value as the history writes it.
+QMap<QString, QString> dump(Connection& c)
+{
+    QMap<QString, QString> d;
+    for (const TableDef& t : Schema::instance().tables())
+        for (const QString& column : t.historyColumns)
+            for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
+                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
+    return d;
+}
+
+QMap<QString, QString> stateAt(Connection& c, const QDateTime& moment)
+{
+    QMap<QString, QString> d;
+    for (const TableDef& t : Schema::instance().tables())
+        for (const QString& column : t.historyColumns) {
+            const QHash<int, QString> at = columnAt(c, t.name, column, moment);
+            for (auto it = at.cbegin(); it != at.cend(); ++it) d.insert(QStringLiteral("%1 %2 %3").arg(t.name).arg(it.key()).arg(column), *it);
+        }
+    return d;
+}
+
+void edit(Connection& c, int table, int id, const QString& column, const QVariant& value)
+{
+    Recordset& rs = c.editRecordset(table);
+    rs.setIndex(QString());
+    QVERIFY(rs.seek({id}));
+    rs.edit();
+    rs.setField(column, value);
+    QVERIFY2(rs.update(), qPrintable(rs.lastError()));
 }
 
 } // namespace
@@ -153,6 +187,53 @@ private slots:
         QVERIFY(u.SetFinal());
         QVERIFY(u.CoreUpdate());
         QCOMPARE(history(c, from, 1), QStringList{QStringLiteral("qnd_user 3 user_group_id 3>4")});
+    }
+
+    // The rights at a past moment are a dump taken then; a revert puts that dump back, as
+    // changes of its own, and a revert of one role touches that role only.
+    void timeTravelAndRevert()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        const QMap<QString, QString> before = dump(c);
+        const QDateTime moment = QDateTime::currentDateTime();
+        QTest::qWait(1100); // the history keeps seconds
+        QVERIFY(c.beginTrans());
+        c.setBelow(Tables::AuthUnit, 20, QStringLiteral("auth_3"), true);
+        c.setBelow(Tables::Menu, 10, QStringLiteral("auth_5"), true);
+        edit(c, Tables::UserGroup, 2, QStringLiteral("auth_3"), true);
+        edit(c, Tables::UserGroup, 2, QStringLiteral("right_partner"), 4);
+        edit(c, Tables::User, 3, QStringLiteral("user_group_id"), 2);
+        edit(c, Tables::Report, 8, QStringLiteral("auth_5"), true);
+        QVERIFY(c.commitTrans());
+        cDDXUserGroup fresh; // made since: not part of the past
+        module().takeSite(&site);
+        fresh.setValue(QStringLiteral("name"), QStringLiteral("Új csoport"));
+        fresh.setValue(QStringLiteral("auth_3"), true);
+        fresh.SetModified();
+        QVERIFY(fresh.SetFinal() && fresh.CoreUpdate());
+        QVERIFY(dump(c) != before);
+        QCOMPARE(stateAt(c, moment), before);
+
+        // One role back: only auth_3 moves.
+        const QList<RevertStep> role3 = revertPlan(c, moment, 3);
+        QVERIFY(!role3.isEmpty());
+        for (const RevertStep& s : role3) QCOMPARE(s.column, QStringLiteral("auth_3"));
+        QTest::qWait(1100);
+        const QDateTime reverting = QDateTime::currentDateTime();
+        QString why;
+        QVERIFY2(revertTo(c, role3, &why), qPrintable(why));
+        QVERIFY(revertPlan(c, moment, 3).isEmpty());
+        QVERIFY(!revertPlan(c, moment, 5).isEmpty());
+        QCOMPARE(rightsChanges(c, reverting, QDateTime::currentDateTime().addSecs(5)).size(), role3.size());
+
+        // Everything back: the dump of that moment, the new group aside.
+        QVERIFY2(revertTo(c, revertPlan(c, moment), &why), qPrintable(why));
+        QMap<QString, QString> now = dump(c);
+        for (auto it = now.begin(); it != now.end();)
+            it = before.contains(it.key()) ? std::next(it) : now.erase(it);
+        QCOMPARE(now, before);
+        QVERIFY(!c.hasMasterLock());
     }
 };
 

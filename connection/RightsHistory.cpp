@@ -1,0 +1,136 @@
+#include "RightsHistory.h"
+#include "Connection.h"
+#include "Recordset.h"
+
+namespace NexoFrame {
+
+namespace {
+
+const QString kMoment = QStringLiteral("yyyy-MM-dd HH:mm:ss");
+
+QVariant valueOf(const ColumnDef& c, const QString& text)
+{
+    switch (c.type) {
+    case ColType::Bool: return text == QLatin1String("1");
+    case ColType::Long: return text.toInt();
+    case ColType::Double: return text.toDouble();
+    default: return text;
+    }
+}
+
+} // namespace
+
+QList<RightsChange> rightsChanges(Connection& c, const QDateTime& from, const QDateTime& to)
+{
+    QList<RightsChange> out;
+    const QList<QVariantList> rows = c.select(
+        QStringLiteral("SELECT h.id, h.changed_at, h.user_id, u.display_name, h.table_name, h.row_id, h.column_name, h.old_value, "
+                       "h.new_value FROM qnd_rights_history h LEFT JOIN qnd_user u ON u.id = h.user_id "
+                       "WHERE h.changed_at >= ? AND h.changed_at <= ? ORDER BY h.changed_at, h.id"),
+        {from.toString(kMoment), to.toString(kMoment)});
+    const ColumnDef when{QStringLiteral("changed_at"), ColType::DateTime, 0, {}};
+    for (const QVariantList& r : rows) {
+        RightsChange ch;
+        ch.id = r[0].toLongLong();
+        ch.at = c.engine().fromDb(when, r[1]).toDateTime();
+        ch.userId = r[2].toInt();
+        ch.userName = r[3].toString();
+        ch.table = r[4].toString();
+        ch.rowId = r[5].toInt();
+        ch.column = r[6].toString();
+        ch.rowWasNew = r[7].isNull();
+        ch.oldValue = r[7].toString();
+        ch.newValue = r[8].toString();
+        out << ch;
+    }
+    return out;
+}
+
+QHash<int, QString> columnAt(Connection& c, const QString& table, const QString& column, const QDateTime& moment)
+{
+    const TableDef* t = c.tableDef(table);
+    const ColumnDef* col = t ? t->column(column) : nullptr;
+    if (!col || !t->historyColumns.contains(col->name))
+        throw DbError(QStringLiteral("A(z) %1.%2 oszlop változásait nem őrzi az előzmény.").arg(table, column));
+    QHash<int, QString> values;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t->primaryKey, col->name, t->name)))
+        values.insert(r[0].toInt(), c.historyText(*col, r[1]));
+    // Back through the changes since, newest first: what is left is the earliest one's "before".
+    QSet<int> madeSince;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT row_id, old_value FROM qnd_rights_history "
+                                                         "WHERE table_name = ? AND column_name = ? AND changed_at > ? "
+                                                         "ORDER BY changed_at DESC, id DESC"),
+                                          {t->name, col->name, moment.toString(kMoment)})) {
+        const int row = r[0].toInt();
+        if (r[1].isNull()) {
+            madeSince.insert(row);
+        } else {
+            madeSince.remove(row);
+            values.insert(row, r[1].toString());
+        }
+    }
+    for (int row : std::as_const(madeSince)) values.remove(row);
+    return values;
+}
+
+QList<RevertStep> revertPlan(Connection& c, const QDateTime& moment, int slot)
+{
+    QList<RevertStep> plan;
+    for (const TableDef& t : Schema::instance().tables()) {
+        QStringList columns = t.historyColumns;
+        if (slot >= 0) columns = columns.contains(QStringLiteral("auth_%1").arg(slot)) ? QStringList{QStringLiteral("auth_%1").arg(slot)} : QStringList();
+        for (const QString& column : std::as_const(columns)) {
+            const ColumnDef& col = *t.column(column);
+            QHash<int, QString> now;
+            for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t.primaryKey, col.name, t.name)))
+                now.insert(r[0].toInt(), c.historyText(col, r[1]));
+            const QHash<int, QString> then = columnAt(c, t.name, column, moment);
+            QList<int> rows = then.keys();
+            std::sort(rows.begin(), rows.end());
+            for (int row : std::as_const(rows))
+                if (now.contains(row) && now.value(row) != then.value(row)) plan.append({t.name, row, column, now.value(row), then.value(row)});
+        }
+    }
+    return plan;
+}
+
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error)
+{
+    const auto fail = [error](const QString& why) {
+        if (error) *error = why;
+        return false;
+    };
+    if (plan.isEmpty()) return true;
+    if (!c.lockMaster(3, 2000)) return fail(QStringLiteral("Az adatbázist most más felhasználó írja; a visszaállítás nem kezdhető el."));
+    bool ok = c.beginTrans();
+    QString why = ok ? QString() : c.lastError();
+    try {
+        for (const RevertStep& s : plan) {
+            if (!ok) break;
+            const TableDef* t = c.tableDef(s.table);
+            Recordset& rs = c.editRecordset(t->number);
+            rs.setIndex(QString());
+            if (!rs.seek({s.rowId})) {
+                ok = false;
+                why = QStringLiteral("A(z) %1 tábla %2. sora már nem létezik.").arg(s.table).arg(s.rowId);
+                break;
+            }
+            rs.edit();
+            rs.setField(s.column, valueOf(*t->column(s.column), s.then));
+            ok = rs.update();
+            if (!ok) why = rs.lastError();
+        }
+    } catch (const DbError& e) {
+        ok = false;
+        why = e.message();
+    }
+    ok = ok && c.commitTrans();
+    if (!ok) {
+        if (why.isEmpty()) why = c.lastError();
+        c.rollbackTrans();
+    }
+    c.unlockMaster();
+    return ok || fail(QStringLiteral("A visszaállítás nem sikerült, semmi sem változott. %1").arg(why));
+}
+
+} // namespace NexoFrame

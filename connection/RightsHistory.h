@@ -1,0 +1,46 @@
+#pragma once
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QString>
+
+namespace NexoFrame {
+
+class Connection;
+
+// One kept change of qnd_rights_history.
+struct RightsChange {
+    qint64 id = 0;
+    QDateTime at;
+    int userId = -1;
+    QString userName;
+    QString table;
+    int rowId = 0;
+    QString column;
+    QString oldValue, newValue; // as the history keeps them; a null old value: the row was new
+    bool rowWasNew = false;
+};
+
+// The changes kept between two moments (both included), oldest first.
+QList<RightsChange> rightsChanges(Connection& c, const QDateTime& from, const QDateTime& to);
+
+// A column's values as they stood at a moment: the current ones, put back by the changes
+// kept since. Rows made after the moment are left out. Keys are row ids; values as the
+// history writes them ("1"/"0" for yes/no).
+QHash<int, QString> columnAt(Connection& c, const QString& table, const QString& column, const QDateTime& moment);
+
+// One cell to write back to its value at a moment.
+struct RevertStep {
+    QString table;
+    int rowId = 0;
+    QString column;
+    QString now, then;
+};
+// Every kept cell (of the role slot `slot`, or every history column with -1) that differs
+// now from the moment, in table and row order.
+QList<RevertStep> revertPlan(Connection& c, const QDateTime& moment, int slot = -1);
+// Writes the plan back in one transaction under the master lock; each write is kept in the
+// history itself. False with a Hungarian message, nothing written.
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error);
+
+} // namespace NexoFrame
