@@ -2,11 +2,16 @@
 #include "Connection.h"
 #include "CsvFile.h"
 #include "MenuAccess.h"
+#include "RightsHistory.h"
 #include "Module.h"
 #include "WaitCursor.h"
+#include "cMessage2.h"
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCompleter>
+#include <QDateTimeEdit>
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -174,7 +179,169 @@ RightsExplorer::RightsExplorer(QWidget* parent)
         if (!exportRights(path, &why)) QMessageBox::warning(this, QStringLiteral("Hatályos jogok"), why);
     });
 
+    // Who changed which right, when; and the way back to a past moment.
+    auto* past = new QWidget(tabs);
+    const auto moment = [past](const char* name, const QDateTime& at) {
+        auto* e = new QDateTimeEdit(at, past);
+        e->setObjectName(QString::fromLatin1(name));
+        e->setDisplayFormat(QStringLiteral("yyyy.MM.dd. HH:mm:ss"));
+        e->setCalendarPopup(true);
+        return e;
+    };
+    const QDateTime now = QDateTime::currentDateTime();
+    dtp_from = moment("dtp_from", QDateTime(now.date().addDays(-7), QTime(0, 0)));
+    dtp_to = moment("dtp_to", QDateTime(now.date(), QTime(23, 59, 59)));
+    auto* list = new QPushButton(QStringLiteral("Változások"), past);
+    list->setObjectName(QStringLiteral("cmd_changes"));
+    tree_changes = new QTreeWidget(past);
+    tree_changes->setObjectName(QStringLiteral("tree_changes"));
+    tree_changes->setRootIsDecorated(false);
+    tree_changes->setHeaderLabels({QStringLiteral("Időpont"), QStringLiteral("Ki"), QStringLiteral("Hol"), QStringLiteral("Mi"),
+                                   QStringLiteral("Mit"), QStringLiteral("Előtte"), QStringLiteral("Utána")});
+    cbo_revert_role = new QComboBox(past);
+    cbo_revert_role->setObjectName(QStringLiteral("cbo_revert_role"));
+    dtp_moment = moment("dtp_moment", QDateTime(now.date(), QTime(0, 0)));
+    auto* back = new QPushButton(QStringLiteral("Visszaállítás…"), past);
+    back->setObjectName(QStringLiteral("cmd_revert"));
+    auto* range = new QHBoxLayout;
+    range->addWidget(new QLabel(QStringLiteral("Időszak:"), past));
+    range->addWidget(dtp_from);
+    range->addWidget(new QLabel(QStringLiteral("–"), past));
+    range->addWidget(dtp_to);
+    range->addWidget(list);
+    range->addStretch();
+    auto* revertRow = new QHBoxLayout;
+    revertRow->addWidget(new QLabel(QStringLiteral("Visszaállítás:"), past));
+    revertRow->addWidget(cbo_revert_role);
+    revertRow->addWidget(new QLabel(QStringLiteral("olyanra, amilyen volt"), past));
+    revertRow->addWidget(dtp_moment);
+    revertRow->addWidget(back);
+    revertRow->addStretch();
+    auto* pastBox = new QVBoxLayout(past);
+    pastBox->addLayout(range);
+    pastBox->addWidget(tree_changes, 1);
+    pastBox->addLayout(revertRow);
+    tabs->addTab(past, QStringLiteral("Előzmények"));
+    connect(list, &QPushButton::clicked, this, [this] {
+        StepRunner r = runner("cmd_changes_Click");
+        r.step([&] { showChanges(); });
+    });
+    connect(back, &QPushButton::clicked, this, [this] {
+        StepRunner r = runner("cmd_revert_Click");
+        r.step([&] { revert(); });
+    });
+
     body()->addWidget(tabs, 1);
+}
+
+QString RightsExplorer::tableText(const QString& table) const
+{
+    static const QHash<QString, QString> names{{QStringLiteral("qnd_auth_unit"), QStringLiteral("Jogosultságok")},
+                                               {QStringLiteral("qnd_menu"), QStringLiteral("Menük")},
+                                               {QStringLiteral("qnd_olap_report"), QStringLiteral("OLAP kimutatások")},
+                                               {QStringLiteral("qnd_report"), QStringLiteral("Riportok")},
+                                               {QStringLiteral("qnd_list"), QStringLiteral("Listák")},
+                                               {QStringLiteral("qnd_user_group"), QStringLiteral("Csoportok")},
+                                               {QStringLiteral("qnd_user"), QStringLiteral("Felhasználók")}};
+    return names.value(table, table);
+}
+
+QString RightsExplorer::rowText(const QString& table, int row) const
+{
+    Connection* c = module().connection();
+    const TableDef* t = c->tableDef(table);
+    if (!t) return QString::number(row);
+    const QString name = t->hasColumn(QStringLiteral("caption")) ? QStringLiteral("caption")
+                       : t->hasColumn(QStringLiteral("display_name")) ? QStringLiteral("display_name")
+                                                                        : QStringLiteral("name");
+    const QString text = c->select(QStringLiteral("SELECT \"%1\" FROM \"%2\" WHERE id=?").arg(name, t->name), {row}).value(0).value(0).toString();
+    return text.isEmpty() ? QStringLiteral("#%1").arg(row) : text;
+}
+
+QString RightsExplorer::columnText(const QString& column) const
+{
+    if (column.startsWith(QLatin1String("auth_"))) return roleName(column.mid(5).toInt());
+    static const QHash<QString, QString> names{{QStringLiteral("right_event"), QStringLiteral("Láthatóság: események")},
+                                               {QStringLiteral("right_project"), QStringLiteral("Láthatóság: projektek")},
+                                               {QStringLiteral("right_partner"), QStringLiteral("Láthatóság: partnerek")},
+                                               {QStringLiteral("user_group_id"), QStringLiteral("Csoport")}};
+    return names.value(column, column);
+}
+
+QString RightsExplorer::valueText(const QString& column, const QString& value) const
+{
+    if (column == QLatin1String("user_group_id")) return rowText(QStringLiteral("qnd_user_group"), value.toInt());
+    if (column.startsWith(QLatin1String("auth_"))) return value == QLatin1String("1") ? QStringLiteral("igen") : QStringLiteral("nem");
+    return value;
+}
+
+void RightsExplorer::showChanges()
+{
+    Connection* c = module().connection();
+    Controls::WaitCursor wait;
+    tree_changes->clear();
+    for (const RightsChange& ch : rightsChanges(*c, dtp_from->dateTime(), dtp_to->dateTime()))
+        new QTreeWidgetItem(tree_changes, {ch.at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")),
+                                           ch.userName.isEmpty() ? QStringLiteral("#%1").arg(ch.userId) : ch.userName, tableText(ch.table),
+                                           rowText(ch.table, ch.rowId), columnText(ch.column),
+                                           ch.rowWasNew ? QStringLiteral("(új)") : valueText(ch.column, ch.oldValue), valueText(ch.column, ch.newValue)});
+    for (int i = 0; i < tree_changes->columnCount(); ++i) tree_changes->resizeColumnToContents(i);
+}
+
+bool RightsExplorer::revert()
+{
+    Connection* c = module().connection();
+    const int slot = cbo_revert_role->currentData().toInt();
+    const QDateTime at = dtp_moment->dateTime();
+    QList<RevertStep> plan;
+    {
+        Controls::WaitCursor wait;
+        plan = revertPlan(*c, at, slot);
+    }
+    const QString what = slot < 0 ? QStringLiteral("minden jogosultság") : roleName(slot);
+    if (plan.isEmpty()) {
+        module().message().MsgInfo(QStringLiteral("Nincs mit visszaállítani: %1 %2 óta nem változott.")
+                                       .arg(what, at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss"))));
+        return false;
+    }
+    // The preview: every change the revert will write, then the question.
+    QDialog dlg(this);
+    dlg.setWindowTitle(QStringLiteral("Visszaállítás"));
+    dlg.resize(820, 480);
+    auto* steps = new QTreeWidget(&dlg);
+    steps->setObjectName(QStringLiteral("tree_plan"));
+    steps->setRootIsDecorated(false);
+    steps->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("Mit"), QStringLiteral("Most"), QStringLiteral("Visszaállítva")});
+    for (const RevertStep& s : std::as_const(plan))
+        new QTreeWidgetItem(steps, {tableText(s.table), rowText(s.table, s.rowId), columnText(s.column), valueText(s.column, s.now),
+                                    valueText(s.column, s.then)});
+    for (int i = 0; i < steps->columnCount(); ++i) steps->resizeColumnToContents(i);
+    auto* buttons = new QDialogButtonBox(&dlg);
+    buttons->addButton(QStringLiteral("Visszaállítás"), QDialogButtonBox::AcceptRole)->setObjectName(QStringLiteral("cmd_ok"));
+    buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole)->setObjectName(QStringLiteral("cmd_cancel"));
+    connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
+    auto* box = new QVBoxLayout(&dlg);
+    box->addWidget(new QLabel(QStringLiteral("%1 visszaállítása olyanra, amilyen %2-kor volt: %3 változás.")
+                                  .arg(what, at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")))
+                                  .arg(plan.size()),
+                              &dlg));
+    box->addWidget(steps, 1);
+    box->addWidget(buttons);
+    if (dlg.exec() != QDialog::Accepted) return false;
+    QString why;
+    bool ok;
+    {
+        Controls::WaitCursor wait;
+        ok = revertTo(*c, plan, &why);
+    }
+    if (!ok) {
+        module().message().MsgInfo(why);
+        return false;
+    }
+    showChanges();
+    showRights();
+    return true;
 }
 
 QString RightsExplorer::roleName(int slot) const
@@ -215,6 +382,10 @@ void RightsExplorer::InitializeSite()
     txt_key->setCompleter(completer);
     fillSubjects();
     showRights();
+    cbo_revert_role->clear();
+    cbo_revert_role->addItem(QStringLiteral("Minden jogosultság"), -1);
+    for (int i = 0; i < 10; ++i) cbo_revert_role->addItem(roleName(i), i);
+    showChanges();
 }
 
 RightPath RightsExplorer::showWhy(int userId, const QString& key)

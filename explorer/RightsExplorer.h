@@ -4,6 +4,7 @@
 
 class QCheckBox;
 class QComboBox;
+class QDateTimeEdit;
 class QLabel;
 class QLineEdit;
 class QRadioButton;
@@ -35,6 +36,12 @@ public:
     QLineEdit* txt_filter = nullptr;
     QCheckBox* chk_differences = nullptr;
     QTreeWidget* tree_rights = nullptr;
+    // "Előzmények"
+    QDateTimeEdit* dtp_from = nullptr;
+    QDateTimeEdit* dtp_to = nullptr;
+    QTreeWidget* tree_changes = nullptr;
+    QComboBox* cbo_revert_role = nullptr;
+    QDateTimeEdit* dtp_moment = nullptr;
 
     // The why-path of a user and a key, shown.
     RightPath showWhy(int userId, const QString& key);
@@ -42,6 +49,16 @@ public:
     void showRights();
     // What the rights list shows, as CSV.
     bool exportRights(const QString& path, QString* error = nullptr);
+    // The changes kept between the two moments chosen, shown.
+    void showChanges();
+    // Puts the chosen role (or every right) back as it stood at the chosen moment, after
+    // showing the changes that takes and asking; true when it was written.
+    bool revert();
+    // How a history row names what changed: the table, the row, the column.
+    QString tableText(const QString& table) const;
+    QString rowText(const QString& table, int row) const;
+    QString columnText(const QString& column) const;
+    QString valueText(const QString& column, const QString& value) const;
 
 protected:
     void InitializeSite() override;

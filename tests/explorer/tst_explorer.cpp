@@ -2,9 +2,12 @@
 #include "MenuAccess.h"
 #include "ModalDriver.h"
 #include "RightsExplorer.h"
+#include "Recordset.h"
+#include "RightsHistory.h"
 #include "TestSite.h"
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDateTimeEdit>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -150,6 +153,58 @@ private slots:
         p.txt_filter->clear();
         p.tabs->setCurrentIndex(1);
         keepPicture(&p, QStringLiteral("explorer_diff"));
+    }
+
+    // Who changed what is listed by name; a role is put back after its preview.
+    void historyAndRevert()
+    {
+        TestSite site(2);
+        Connection& c = site.db();
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        const QDateTime moment = QDateTime::currentDateTime();
+        const auto slot4 = [&] { return c.select(QStringLiteral("SELECT id FROM qnd_auth_unit WHERE auth_4 ORDER BY id")); };
+        const QList<QVariantList> before = slot4();
+        QTest::qWait(1100);
+        QVERIFY(c.beginTrans());
+        c.setBelow(Tables::AuthUnit, 0, QStringLiteral("auth_4"), true); // every unit, for the sales role
+        Recordset& rs = c.editRecordset(Tables::User);
+        rs.setIndex(QString());
+        QVERIFY(rs.seek({6}));
+        rs.edit();
+        rs.setField(QStringLiteral("user_group_id"), 2);
+        QVERIFY(rs.update());
+        QVERIFY(c.commitTrans());
+
+        p.tabs->setCurrentIndex(2);
+        p.dtp_from->setDateTime(moment);
+        p.dtp_to->setDateTime(QDateTime::currentDateTime().addSecs(60));
+        p.showChanges();
+        QVERIFY(p.tree_changes->topLevelItemCount() > 5);
+        bool groupChange = false;
+        for (int i = 0; i < p.tree_changes->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* row = p.tree_changes->topLevelItem(i);
+            QCOMPARE(row->text(1), QStringLiteral("Kovács Anna"));
+            groupChange |= row->text(3) == QStringLiteral("Kiss Béla") && row->text(4) == QStringLiteral("Csoport")
+                && row->text(5) == QStringLiteral("Gépkocsivezetők") && row->text(6) == QStringLiteral("Vezetők");
+        }
+        QVERIFY(groupChange);
+        keepPicture(&p, QStringLiteral("explorer_history"));
+
+        p.cbo_revert_role->setCurrentIndex(p.cbo_revert_role->findData(4));
+        p.dtp_moment->setDateTime(moment);
+        const int steps = int(revertPlan(c, moment, 4).size());
+        onNextModal([&](QWidget* d) {
+            auto* plan = d->findChild<QTreeWidget*>(QStringLiteral("tree_plan"));
+            QVERIFY(plan);
+            QCOMPARE(plan->topLevelItemCount(), steps);
+            keepPicture(d, QStringLiteral("explorer_revert"));
+            clickButton(d, QStringLiteral("cmd_ok"));
+        });
+        QVERIFY(p.revert());
+        QCOMPARE(slot4(), before);
+        QCOMPARE(c.select(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE id=6")).value(0).value(0).toInt(), 2); // another column
+        QCOMPARE(expiredModalActions(), 0);
     }
 };
 
