@@ -1,4 +1,7 @@
 #include "AuthUnits.h"
+#include "Connection.h"
+#include "Module.h"
+#include "RightsPath.h"
 #include "Recordset.h"
 #include "Schema.h"
 #include "cDDXAuthUnit.h"
@@ -20,5 +23,20 @@ QString AuthUnits::nodeText(const cDDXRecord& record) const
 }
 
 std::unique_ptr<cDDXRecord> AuthUnits::makeRecord() const { return std::make_unique<cDDXAuthUnit>(); }
+
+} // namespace NexoFrame
+
+namespace NexoFrame {
+
+QHash<int, QString> AuthUnits::usersReaching(int id)
+{
+    Connection& c = *module().connection();
+    const QString key = c.select(QStringLiteral("SELECT prefix FROM qnd_auth_unit WHERE id=?"), {id}).value(0).value(0).toString().trimmed();
+    QHash<int, QString> out;
+    if (key.isEmpty()) return out;
+    for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status = 0")))
+        if (explainRight(c, u[0].toInt(), key).granted) out.insert(u[0].toInt(), u[1].toString());
+    return out;
+}
 
 } // namespace NexoFrame

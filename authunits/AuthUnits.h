@@ -9,6 +9,8 @@ class AuthUnits : public TreePanel {
     Q_OBJECT
 public:
     explicit AuthUnits(QWidget* parent = nullptr);
+    // The users the unit's key is granted to, by the rights test.
+    QHash<int, QString> usersReaching(int id) override;
 
 protected:
     int tableNumber() const override;

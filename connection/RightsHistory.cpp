@@ -94,6 +94,23 @@ QList<RevertStep> revertPlan(Connection& c, const QDateTime& moment, int slot)
     return plan;
 }
 
+qint64 lastRightsChange(Connection& c)
+{
+    return c.select(QStringLiteral("SELECT COALESCE(MAX(id), 0) FROM qnd_rights_history")).value(0).value(0).toLongLong();
+}
+
+QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to)
+{
+    QList<RevertStep> plan;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT table_name, row_id, column_name, old_value, new_value FROM qnd_rights_history "
+                                                         "WHERE id > ? AND id <= ? ORDER BY id DESC"),
+                                          {from, to})) {
+        if (r[3].isNull()) continue; // a row made then stays
+        plan.append({r[0].toString(), r[1].toInt(), r[2].toString(), r[4].toString(), r[3].toString()});
+    }
+    return plan;
+}
+
 bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error)
 {
     const auto fail = [error](const QString& why) {

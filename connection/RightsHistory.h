@@ -39,6 +39,11 @@ struct RevertStep {
 // Every kept cell (of the role slot `slot`, or every history column with -1) that differs
 // now from the moment, in table and row order.
 QList<RevertStep> revertPlan(Connection& c, const QDateTime& moment, int slot = -1);
+// The newest kept change's id (0 without any): the mark before a change.
+qint64 lastRightsChange(Connection& c);
+// What takes back the changes kept after `from` up to `to` (ids): each cell its value
+// before them, newest first.
+QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to);
 // Writes the plan back in one transaction under the master lock; each write is kept in the
 // history itself. False with a Hungarian message, nothing written.
 bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error);

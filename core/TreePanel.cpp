@@ -5,6 +5,11 @@
 #include "Module.h"
 #include "Record.h"
 #include "RoleTicks.h"
+#include "RightsHistory.h"
+#include "cMessage2.h"
+#include <QHelpEvent>
+#include <QShortcut>
+#include <QToolTip>
 #include "cMessage2.h"
 #include <QAction>
 #include <QComboBox>
@@ -115,6 +120,17 @@ void TreePanel::buildRoleBar()
     auto* warn = new QLabel(QStringLiteral(" Figyelem: A változtatások azonnal érvénybe lépnek!"), role_bar);
     warn->setStyleSheet(QStringLiteral("color: #b00000;"));
     role_bar->addWidget(warn)->setData(-1000006);
+    lbl_impact = new QLabel(role_bar);
+    lbl_impact->setObjectName(QStringLiteral("lbl_impact"));
+    lbl_impact->setContentsMargins(12, 0, 0, 0);
+    role_bar->addWidget(lbl_impact)->setData(-1000007);
+    // The tooltip of a node says what its tick would do; Ctrl+Z takes the last tick back.
+    tree_Item->viewport()->installEventFilter(this);
+    auto* undo = new QShortcut(QKeySequence::Undo, tree_Item);
+    connect(undo, &QShortcut::activated, this, [this] {
+        StepRunner r = runner("tree_Item_Undo");
+        r.step([this] { undoLastTick(); });
+    });
     body()->insertWidget(1, role_bar);
 }
 
@@ -294,11 +310,142 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
         } reset{m_filling};
         RoleTicks ticks(*module().connection(), tableNumber(), m_slot);
         WaitCursor wait; // a large subtree takes a moment
-        if (ticks.toggle(item, checked)) emit tableChanged(tableNumber());
+        Connection& c = *module().connection();
+        const int id = RoleTicks::idOf(item);
+        const QHash<int, QString> before = id > 0 ? usersReaching(id) : QHash<int, QString>();
+        const qint64 from = lastRightsChange(c);
+        if (ticks.toggle(item, checked)) {
+            m_tickFrom = from;
+            m_tickTo = lastRightsChange(c);
+            if (id > 0) showImpact(before, usersReaching(id));
+            emit tableChanged(tableNumber());
+        }
         // Remember what is shown now, also when the table could not be opened.
         for (QTreeWidgetItem* it : std::as_const(m_nodes))
             it->setData(0, kCheckRole, it->checkState(0) == Qt::Checked);
     });
+}
+
+QHash<int, QString> TreePanel::usersReaching(int id)
+{
+    // The item and the user's group share a slot.
+    Connection& c = *module().connection();
+    const TableDef* t = c.tableDef(tableNumber());
+    QStringList shared;
+    for (int i = 0; i < 10; ++i) shared << QStringLiteral("(g.auth_%1 AND t.auth_%1)").arg(i);
+    QHash<int, QString> out;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.id, u.display_name FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                                         "JOIN %1 t ON t.id = ? WHERE u.del_status = 0 AND g.del_status = 0 "
+                                                         "AND NOT COALESCE(u.access_denied, FALSE) AND (%2)")
+                                              .arg(t->name, shared.join(QStringLiteral(" OR "))),
+                                          {id}))
+        out.insert(r[0].toInt(), r[1].toString());
+    return out;
+}
+
+namespace {
+
+QString names(QList<QString> l)
+{
+    std::sort(l.begin(), l.end());
+    if (l.size() > 25) {
+        const qsizetype more = l.size() - 25;
+        l = l.mid(0, 25);
+        l << QStringLiteral("és még %1").arg(more);
+    }
+    return l.join(QStringLiteral(", "));
+}
+
+} // namespace
+
+void TreePanel::showImpact(const QHash<int, QString>& before, const QHash<int, QString>& after)
+{
+    if (!lbl_impact) return;
+    QList<QString> gained, lost;
+    for (auto it = after.cbegin(); it != after.cend(); ++it)
+        if (!before.contains(it.key())) gained << *it;
+    for (auto it = before.cbegin(); it != before.cend(); ++it)
+        if (!after.contains(it.key())) lost << *it;
+    QStringList parts, tips;
+    if (!gained.isEmpty()) {
+        parts << QStringLiteral("+%1 felhasználó").arg(gained.size());
+        tips << QStringLiteral("Megkapta: %1").arg(names(gained));
+    }
+    if (!lost.isEmpty()) {
+        parts << QStringLiteral("−%1 felhasználó").arg(lost.size());
+        tips << QStringLiteral("Elvesztette: %1").arg(names(lost));
+    }
+    lbl_impact->setText(parts.isEmpty() ? QStringLiteral("A pipa egyetlen felhasználó jogát sem változtatta meg. (Ctrl+Z: visszavonás)")
+                                        : parts.join(QStringLiteral(", ")) + QStringLiteral(" (Ctrl+Z: visszavonás)"));
+    lbl_impact->setToolTip(tips.join(QLatin1Char('\n')));
+}
+
+QString TreePanel::impactText(int id)
+{
+    Connection& c = *module().connection();
+    const QHash<int, QString> now = usersReaching(id);
+    const TableDef* t = c.tableDef(tableNumber());
+    const bool ticked = c.select(QStringLiteral("SELECT auth_%1 FROM %2 WHERE id=?").arg(m_slot).arg(t->name), {id}).value(0).value(0).toBool();
+    // Who holds the slot, and of them who reaches the item by another slot too.
+    QList<QString> through, only;
+    QStringList other;
+    for (int i = 0; i < 10; ++i)
+        if (i != m_slot) other << QStringLiteral("(g.auth_%1 AND t.auth_%1)").arg(i);
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.display_name, CASE WHEN %1 THEN 1 ELSE 0 END FROM qnd_user u "
+                                                         "JOIN qnd_user_group g ON g.id = u.user_group_id JOIN %2 t ON t.id = ? "
+                                                         "WHERE u.del_status = 0 AND g.del_status = 0 AND NOT COALESCE(u.access_denied, FALSE) "
+                                                         "AND g.auth_%3")
+                                              .arg(other.join(QStringLiteral(" OR ")), t->name)
+                                              .arg(m_slot),
+                                          {id})) {
+        through << r[0].toString();
+        if (r[1].toInt() == 0) only << r[0].toString();
+    }
+    const QString role = cbo_role ? cbo_role->currentText() : QString::number(m_slot);
+    QString text = QStringLiteral("Most %1 élő felhasználó éri el.").arg(now.size());
+    if (through.isEmpty()) return text + QStringLiteral("\nA(z) „%1” szerepkör egyetlen élő felhasználó csoportjában sincs meg.").arg(role);
+    if (ticked)
+        text += QStringLiteral("\nA(z) „%1” szerepkörön át %2 felhasználó éri el.").arg(role).arg(through.size())
+            + (only.isEmpty() ? QStringLiteral("\nA pipa levételével senki sem veszítené el (más szerepkörön át is elérik).")
+                              : QStringLiteral("\nA pipa levételével elveszítené: %1").arg(names(only)));
+    else
+        text += only.isEmpty() ? QStringLiteral("\nA pipa senkinek sem adna új jogot.") : QStringLiteral("\nA pipával megkapná: %1").arg(names(only));
+    return text;
+}
+
+bool TreePanel::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == tree_Item->viewport() && event->type() == QEvent::ToolTip && roleMode()) {
+        auto* help = static_cast<QHelpEvent*>(event);
+        if (QTreeWidgetItem* item = tree_Item->itemAt(help->pos()); item && RoleTicks::idOf(item) > 0) {
+            QString text;
+            StepRunner r = runner("tree_Item_ToolTip");
+            r.step([&] { text = impactText(RoleTicks::idOf(item)); });
+            QToolTip::showText(help->globalPos(), text, tree_Item);
+            return true;
+        }
+    }
+    return AdminPanel::eventFilter(watched, event);
+}
+
+bool TreePanel::undoLastTick()
+{
+    if (m_tickTo <= m_tickFrom) return false;
+    Connection& c = *module().connection();
+    QList<RevertStep> plan = undoPlan(c, m_tickFrom, m_tickTo);
+    QString why;
+    if (!revertTo(c, plan, &why)) {
+        module().message().MsgInfo(why);
+        return false;
+    }
+    m_tickFrom = m_tickTo = -1;
+    reloadTree();
+    if (lbl_impact) {
+        lbl_impact->setText(QStringLiteral("Az utolsó pipa visszavonva."));
+        lbl_impact->setToolTip(QString());
+    }
+    emit tableChanged(tableNumber());
+    return true;
 }
 
 void TreePanel::onItemClicked(QTreeWidgetItem* item, int)

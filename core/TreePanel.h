@@ -4,6 +4,7 @@
 #include <memory>
 
 class QComboBox;
+class QLabel;
 class QMenu;
 class QToolBar;
 class QTreeWidget;
@@ -37,6 +38,7 @@ public:
     QToolBar* cmd_bar_class = nullptr;
     QToolBar* role_bar = nullptr;
     QComboBox* cbo_role = nullptr;
+    QLabel* lbl_impact = nullptr; // what the last tick changed, in users
     QMenu* popup = nullptr;
 
     static constexpr int kRootKind = -1;
@@ -60,6 +62,14 @@ public:
     void ModifyItem();
     void DeleteItem();
     void runCommand(int id);
+
+    // The live users (id -> name) who reach an item now: who holds it through any slot.
+    virtual QHash<int, QString> usersReaching(int id);
+    // What a tick of the chosen slot on an item would do, in words (the node's tooltip).
+    QString impactText(int id);
+    // Takes back the last tick of this panel (Ctrl+Z): every cell it wrote gets its value
+    // back, kept in the history like any change. False when there is none to take back.
+    bool undoLastTick();
 
 protected:
     // What the entity declares.
@@ -98,7 +108,11 @@ private:
     void onItemClicked(QTreeWidgetItem* item, int column);
     void buildRoleBar();
 
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void showImpact(const QHash<int, QString>& before, const QHash<int, QString>& after);
+
     QHash<int, QTreeWidgetItem*> m_nodes;
+    qint64 m_tickFrom = -1, m_tickTo = -1; // the history rows of the last tick
     std::unique_ptr<Recordset> m_rs;
     int m_slot = 1;
     bool m_filling = false;

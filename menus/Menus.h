@@ -9,6 +9,8 @@ class Menus : public TreePanel {
     Q_OBJECT
 public:
     explicit Menus(QWidget* parent = nullptr);
+    // The users who find the item in their menu, as the shell builds it.
+    QHash<int, QString> usersReaching(int id) override;
 
 protected:
     int tableNumber() const override;

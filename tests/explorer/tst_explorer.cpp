@@ -1,6 +1,10 @@
+#include "AuthUnits.h"
 #include "Connection.h"
+#include "Menus.h"
+#include "RoleTicks.h"
 #include "MenuAccess.h"
 #include "ModalDriver.h"
+#include "Module.h"
 #include "RightsExplorer.h"
 #include "Recordset.h"
 #include "RightsHistory.h"
@@ -33,6 +37,25 @@ void keepPicture(QWidget* w, const QString& name)
 }
 
 QTreeWidgetItem* section(QTreeWidget* t, int i) { return t->topLevelItem(i); }
+
+// Every cell the rights history keeps, as it stands.
+QMap<QString, QString> dump(Connection& c)
+{
+    QMap<QString, QString> d;
+    for (const TableDef& t : Schema::instance().tables())
+        for (const QString& column : t.historyColumns)
+            for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
+                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
+    return d;
+}
+
+QSet<QString> holders(Connection& c, const QString& key)
+{
+    QSet<QString> s;
+    for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user")))
+        if (c.rightsTest(u[0].toInt(), key)) s << u[1].toString();
+    return s;
+}
 
 } // namespace
 
@@ -205,6 +228,54 @@ private slots:
         QCOMPARE(slot4(), before);
         QCOMPARE(c.select(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE id=6")).value(0).value(0).toInt(), 2); // another column
         QCOMPARE(expiredModalActions(), 0);
+    }
+
+    // A tick says what it changed, in users, as the difference of the rights before and after;
+    // Ctrl+Z puts the database back exactly.
+    void tickImpactAndUndo()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        module().takeSite(&site);
+        const QMap<QString, QString> start = dump(c);
+        AuthUnits p;
+        p.IAddin_AttachToSite(&site, 1, QString());
+        p.selectRole(4); // the sales role: Nagy Péter
+        const QString key = QStringLiteral("vtk_controlling_olap_report");
+        p.nodeOf(20)->setExpanded(true);
+        QVERIFY(p.impactText(21).contains(QStringLiteral("A pipával megkapná: Nagy Péter")));
+        const QSet<QString> before = holders(c, key);
+        p.nodeOf(21)->setCheckState(0, Qt::Checked);
+        const QSet<QString> after = holders(c, key);
+        const QSet<QString> gained = after - before;
+        QCOMPARE(gained, QSet<QString>{QStringLiteral("Nagy Péter")});
+        QCOMPARE(p.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("+1 felhasználó"));
+        QVERIFY(p.lbl_impact->toolTip().contains(QStringLiteral("Nagy Péter")));
+        QVERIFY(p.impactText(21).contains(QStringLiteral("levételével elveszítené: Nagy Péter")));
+        keepPicture(&p, QStringLiteral("tick_impact"));
+        QVERIFY(dump(c) != start);
+        p.show(); // the shortcut belongs to the window the user works in
+        p.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&p));
+        p.tree_Item->setFocus();
+        QTest::keySequence(p.tree_Item, QKeySequence::Undo);
+        QCOMPARE(dump(c), start);
+        QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
+        QCOMPARE(p.nodeOf(20)->checkState(0), Qt::Unchecked);
+        QVERIFY(!p.undoLastTick()); // once
+
+        // The menu tree: an untick takes the item away from whoever saw it only through it.
+        Menus m;
+        m.IAddin_AttachToSite(&site, 1, QString());
+        m.selectRole(4); // Nagy Péter sees "Riportok" only through it
+        const QHash<int, QString> seeing = m.usersReaching(13);
+        m.nodeOf(10)->setExpanded(true);
+        m.nodeOf(13)->setCheckState(0, Qt::Unchecked);
+        const QHash<int, QString> left = m.usersReaching(13);
+        QVERIFY(left.size() < seeing.size());
+        QCOMPARE(m.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("−%1 felhasználó").arg(seeing.size() - left.size()));
+        QVERIFY(m.undoLastTick());
+        QCOMPARE(dump(c), start);
     }
 };
 
