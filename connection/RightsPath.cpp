@@ -97,12 +97,20 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
     p.key = key.trimmed();
     QList<RightUnit> found;
     if (!p.key.isEmpty()) {
-        // Every live unit whose prefix begins the key.
+        // Every live unit whose prefix begins the key: the key's beginnings, looked up in the
+        // "prefix" index (a prefix is at most as long as its column).
+        const ColumnDef* prefixColumn = c.tableDef(Tables::AuthUnit)->column(QStringLiteral("prefix"));
+        const int longest = std::min(int(p.key.size()), prefixColumn->length > 0 ? prefixColumn->length : int(p.key.size()));
+        QVariantList beginnings;
+        QStringList marks;
+        for (int len = 1; len <= longest; ++len) {
+            beginnings << p.key.left(len);
+            marks << QStringLiteral("?");
+        }
         const QList<QVariantList> units = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, %1 FROM qnd_auth_unit "
-                                                                  "WHERE del_status=0 AND prefix<>'' AND substr(?,1,length(prefix))=prefix "
-                                                                  "ORDER BY length(prefix) DESC, id")
-                                                       .arg(authColumns()),
-                                                   {p.key});
+                                                                  "WHERE del_status=0 AND prefix IN (%2) ORDER BY length(prefix) DESC, id")
+                                                       .arg(authColumns(), marks.join(QLatin1Char(','))),
+                                                   beginnings);
         for (const QVariantList& u : units) {
             RightUnit r;
             r.id = u[0].toInt();
