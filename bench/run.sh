@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh
 scripts/build.sh >/dev/null
 scripts/with-pg.sh --durable bash -c '
-  for b in bench_records bench_concurrency bench_authunits bench_menus bench_users bench_olap bench_logs bench_listwizard; do
+  for b in bench_records bench_concurrency bench_authunits bench_menus bench_users bench_olap bench_logs bench_listwizard bench_explorer; do
     echo "== $b"
     build/bin/$b
   done'

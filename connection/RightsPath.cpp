@@ -1,6 +1,8 @@
 #include "RightsPath.h"
 #include "Connection.h"
 #include <QHash>
+#include <functional>
+#include <vector>
 
 namespace NexoFrame {
 
@@ -61,21 +63,32 @@ QString authColumns()
 // The decision over the units whose prefix begins the key (longest first, each knowing
 // whether it counts): the longest that count decide; a slot the group holds and a deciding
 // unit holds grants. The rights test, the why-path and the effective rights all end here.
-void decide(RightPath& p, QList<RightUnit> units)
+// `units` are walked through `at` (longest first); with `keep`, the path keeps them, the
+// deciding ones marked.
+template <typename At>
+void decide(RightPath& p, qsizetype count, At at, bool keep)
 {
     int bestLength = -1;
-    for (RightUnit& r : units) {
+    if (keep) p.units.reserve(count);
+    for (qsizetype i = 0; i < count; ++i) {
+        const RightUnit& r = at(i);
         const int len = int(r.prefix.size());
-        if (r.counts && (bestLength < 0 || len == bestLength)) {
+        const bool deciding = r.counts && (bestLength < 0 || len == bestLength);
+        if (deciding) {
             bestLength = len;
-            r.deciding = true;
-            for (int s : std::as_const(r.roles))
+            for (int s : r.roles)
                 if (p.groupSlots.contains(s) && !p.sharedSlots.contains(s)) p.sharedSlots << s;
+        } else if (!keep && bestLength >= 0 && len < bestLength) {
+            break; // shorter prefixes no longer count
+        }
+        if (keep) {
+            p.units << r;
+            p.units.last().deciding = deciding;
         }
     }
     std::sort(p.sharedSlots.begin(), p.sharedSlots.end());
-    p.units = units;
     p.granted = !p.sharedSlots.isEmpty();
+    if (!keep) return; // a list of every key says granted or not; the sentence is the path's
 
     if (p.key.isEmpty()) p.reason = QStringLiteral("Nincs megadva jogosultsági kulcs.");
     else if (p.userId >= 0 && !p.userFound) p.reason = QStringLiteral("Nincs ilyen felhasználó.");
@@ -131,7 +144,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
             found << r;
         }
     }
-    decide(p, found);
+    decide(p, found.size(), [&](qsizetype i) -> const RightUnit& { return found[i]; }, true);
     return p;
 }
 
@@ -150,53 +163,81 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
             if (base.groupLive) base.groupSlots = rolesOf(g[0], 2);
         }
     }
-    // Every unit once; whether it counts, walked up once per unit with what is known.
+    // Every unit once. Whether a unit counts depends only on the units above it: worked out
+    // once per unit, each answer reused by the units below.
     struct Row {
         int parent;
         bool live;
-        RightUnit unit;
+        int deadAbove = -1; // not worked out yet; 0: none
     };
-    QHash<int, Row> all;
-    for (const QVariantList& u : c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(authColumns()))) {
-        Row r{u[1].toInt(), u[4].toInt() == 0, {}};
-        r.unit.id = u[0].toInt();
-        r.unit.prefix = u[2].toString();
-        r.unit.name = u[3].toString();
-        r.unit.roles = rolesOf(u, 5);
-        all.insert(r.unit.id, r);
+    QHash<int, Row> rows;
+    std::vector<RightUnit> units;
+    const QList<QVariantList> read = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(authColumns()));
+    rows.reserve(read.size());
+    units.reserve(read.size());
+    for (const QVariantList& u : read) {
+        const bool live = u[4].toInt() == 0;
+        rows.insert(u[0].toInt(), Row{u[1].toInt(), live});
+        if (!live || u[2].toString().isEmpty()) continue;
+        RightUnit r;
+        r.id = u[0].toInt();
+        r.prefix = u[2].toString();
+        r.name = u[3].toString();
+        r.roles = rolesOf(u, 5);
+        units.push_back(std::move(r));
     }
-    QHash<QString, QList<RightUnit>> byPrefix;
-    for (auto it = all.begin(); it != all.end(); ++it) {
-        Row& r = *it;
-        if (!r.live || r.unit.prefix.isEmpty()) continue;
-        int parent = r.parent;
-        for (int depth = 0; r.unit.counts && parent > 0 && depth < 64; ++depth) {
-            const auto up = all.constFind(parent);
-            if (up == all.constEnd()) break;
-            if (!up->live) {
-                r.unit.counts = false;
-                r.unit.deletedAbove = parent;
-            }
-            parent = up->parent;
+    // The nearest deleted unit above `id` (0: none), as the rights test walks it (64 deep at most).
+    std::function<int(int, int)> deadAbove = [&](int id, int depth) -> int {
+        auto it = rows.find(id);
+        if (it == rows.end()) return 0;
+        if (it->deadAbove >= 0) return it->deadAbove;
+        const int parent = it->parent;
+        int found = 0;
+        if (parent > 0 && depth < 64) {
+            const auto up = rows.constFind(parent);
+            if (up != rows.constEnd()) found = !up->live ? parent : deadAbove(parent, depth + 1);
         }
-        byPrefix[r.unit.prefix] << r.unit;
+        rows[id].deadAbove = found;
+        return found;
+    };
+    for (RightUnit& r : units) {
+        r.deletedAbove = deadAbove(r.id, 0);
+        r.counts = r.deletedAbove == 0;
     }
-    QStringList keys = byPrefix.keys();
-    keys.sort();
+    // By prefix, then id: each key's units side by side, and a key's shorter beginnings that
+    // are keys too before it, so that a stack of them gives its units longest first.
+    std::sort(units.begin(), units.end(), [](const RightUnit& a, const RightUnit& b) {
+        const int c = QString::compare(a.prefix, b.prefix);
+        return c != 0 ? c < 0 : a.id < b.id;
+    });
+    struct Range {
+        QString key;
+        qsizetype begin, end;
+    };
+    QList<Range> chain;
     QList<RightPath> out;
-    out.reserve(keys.size());
-    for (const QString& key : std::as_const(keys)) {
-        // The units whose prefix begins this key: its own and every shorter one on the way.
-        QList<RightUnit> found;
-        for (int len = int(key.size()); len > 0; --len) {
-            QList<RightUnit> same = byPrefix.value(key.left(len));
-            std::sort(same.begin(), same.end(), [](const RightUnit& a, const RightUnit& b) { return a.id < b.id; });
-            found += same;
-        }
+    for (qsizetype b = 0; b < qsizetype(units.size());) {
+        const QString& key = units[b].prefix;
+        qsizetype e = b + 1;
+        while (e < qsizetype(units.size()) && units[e].prefix == key) ++e;
+        while (!chain.isEmpty() && !key.startsWith(chain.last().key)) chain.removeLast();
+        chain.append({key, b, e});
+        qsizetype count = 0;
+        for (const Range& r : std::as_const(chain)) count += r.end - r.begin;
+        const auto at = [&](qsizetype i) -> const RightUnit& {
+            for (qsizetype level = chain.size() - 1; level > 0; --level) {
+                const qsizetype n = chain[level].end - chain[level].begin;
+                if (i < n) return units[chain[level].begin + i];
+                i -= n;
+            }
+            return units[chain.first().begin + i];
+        };
         RightPath p = base;
         p.key = key;
-        decide(p, found);
+        decide(p, count, at, false);
+        for (qsizetype i = b; i < e; ++i) p.units << units[i]; // the key's own units, for their names
         out << p;
+        b = e;
     }
     return out;
 }
