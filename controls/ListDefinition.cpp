@@ -363,6 +363,19 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     return true;
 }
 
+ListScope listsOfUser(Connection& c, int userId, const QList<int>& held)
+{
+    QStringList terms{QStringLiteral("l.owner_user_id = ?")};
+    ListScope scope;
+    scope.binds << userId;
+    for (int i : held) {
+        terms << QStringLiteral("l.auth_%1 = ?").arg(i);
+        scope.binds << c.engine().storedBool(true);
+    }
+    scope.where = QStringLiteral("l.del_status = 0 AND (%1)").arg(terms.join(QStringLiteral(" OR ")));
+    return scope;
+}
+
 QString shownValue(const QVariant& v, ColType type)
 {
     if (v.isNull() || !v.isValid()) return {};

@@ -111,6 +111,14 @@ struct ListQuery {
 bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& def, const QDate& today, ListQuery* out,
                 QString* error);
 
+// The lists a user may use: his own and those that share a role slot with `held`. A
+// condition on qnd_list (as "l") with its values; userId -1 for a group's slots alone.
+struct ListScope {
+    QString where;
+    QVariantList binds;
+};
+ListScope listsOfUser(Connection& c, int userId, const QList<int>& held);
+
 // A value as the list shows it: dates the Hungarian way, yes as "✓", numbers with a comma.
 QString shownValue(const QVariant& v, ColType type);
 

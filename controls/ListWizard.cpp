@@ -237,16 +237,11 @@ bool ListWizard::Init()
 // The user's own lists and those his roles may use.
 void ListWizard::fillLists(int select)
 {
-    const QList<int> held = m_connection->roleSlotsOf(m_userId);
-    QStringList roleTerms;
-    for (int i : held) roleTerms << QStringLiteral("l.auth_%1 = ?").arg(i);
-    QVariantList binds{m_userId};
-    for (int i = 0; i < held.size(); ++i) binds << m_connection->engine().storedBool(true);
+    const ListScope scope = listsOfUser(*m_connection, m_userId, m_connection->roleSlotsOf(m_userId));
     const QString sql = QStringLiteral("SELECT l.id, l.caption, l.owner_user_id, l.definition, u.display_name FROM qnd_list l "
-                                       "LEFT JOIN qnd_user u ON u.id = l.owner_user_id WHERE l.del_status = 0 AND (l.owner_user_id = ?%1) "
-                                       "ORDER BY %2, l.id")
-                            .arg(roleTerms.isEmpty() ? QString() : QStringLiteral(" OR ") + roleTerms.join(QStringLiteral(" OR ")),
-                                 m_connection->engine().orderTerm(QStringLiteral("l.caption"), false));
+                                       "LEFT JOIN qnd_user u ON u.id = l.owner_user_id WHERE %1 ORDER BY %2, l.id")
+                            .arg(scope.where, m_connection->engine().orderTerm(QStringLiteral("l.caption"), false));
+    const QVariantList& binds = scope.binds;
     m_lists.clear();
     for (const QVariantList& r : m_connection->select(sql, binds)) {
         Entry e;

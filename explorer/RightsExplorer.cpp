@@ -3,6 +3,8 @@
 #include "CsvFile.h"
 #include "MenuAccess.h"
 #include "RightsHistory.h"
+#include "ListDefinition.h"
+#include "ReportCatalogue.h"
 #include "Module.h"
 #include "WaitCursor.h"
 #include "cMessage2.h"
@@ -511,7 +513,45 @@ void RightsExplorer::showRights()
     auto* menu = new QTreeWidgetItem(tree_rights, {QStringLiteral("Menüpontok")});
     const QSet<int> seen = menuOf(subject), seen2 = comparing ? menuOf(other) : QSet<int>();
     for (const auto& [id, path] : menuItems(*c)) row(menu, QString::number(id), path, seen.contains(id), seen2.contains(id));
-    for (QTreeWidgetItem* section : {keys, menu}) {
+    // The printed reports, the OLAP reports and the lists, each by the rule that shows them.
+    const auto heldBy = [&](int id) {
+        if (users) return c->roleSlotsOf(id);
+        QList<int> held;
+        const QList<QVariantList> g = c->select(QStringLiteral("SELECT del_status, %1 FROM qnd_user_group WHERE id=?").arg(slotColumns()), {id});
+        if (!g.isEmpty() && g[0][0].toInt() == 0)
+            for (int i = 0; i < 10; ++i)
+                if (g[0][1 + i].toLongLong() != 0 || g[0][1 + i].toBool()) held << i;
+        return held;
+    };
+    const auto printed = [&](int id) {
+        QSet<int> ids;
+        for (const ReportEntry& e : reportsForRoles(*c, heldBy(id))) ids << e.id;
+        return ids;
+    };
+    const auto lists = [&](int id) {
+        const Controls::ListScope scope = Controls::listsOfUser(*c, users ? id : -1, heldBy(id));
+        QSet<int> ids;
+        for (const QVariantList& r : c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE ") + scope.where, scope.binds)) ids << r[0].toInt();
+        return ids;
+    };
+    const auto olap = [&](int id) { return olapReportsFor(heldBy(id)); };
+    struct Section {
+        QString title;
+        QString sql; // id and text of every entry
+        std::function<QSet<int>(int)> granted;
+    };
+    const QList<Section> more{
+        {QStringLiteral("Riportok"), QStringLiteral("SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption, id"), printed},
+        {QStringLiteral("OLAP kimutatások"), QStringLiteral("SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption, id"), olap},
+        {QStringLiteral("Listák"), QStringLiteral("SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption, id"), lists}};
+    QList<QTreeWidgetItem*> sections{keys, menu};
+    for (const Section& sec : more) {
+        auto* item = new QTreeWidgetItem(tree_rights, {sec.title});
+        sections << item;
+        const QSet<int> a = sec.granted(subject), b = comparing ? sec.granted(other) : QSet<int>();
+        for (const QVariantList& r : c->select(sec.sql)) row(item, QString::number(r[0].toInt()), r[1].toString(), a.contains(r[0].toInt()), b.contains(r[0].toInt()));
+    }
+    for (QTreeWidgetItem* section : std::as_const(sections)) {
         QFont f = section->font(0);
         f.setBold(true);
         section->setFont(0, f);
@@ -521,6 +561,36 @@ void RightsExplorer::showRights()
     tree_rights->header()->resizeSection(0, 300);
     tree_rights->header()->resizeSection(1, 320);
     applyFilter();
+}
+
+QString RightsExplorer::slotColumns()
+{
+    QStringList l;
+    for (int i = 0; i < 10; ++i) l << QStringLiteral("auth_%1").arg(i);
+    return l.join(QLatin1Char(','));
+}
+
+// An OLAP report a holder of `held` may open: live, under live folders, and sharing a slot.
+QSet<int> RightsExplorer::olapReportsFor(const QList<int>& held) const
+{
+    Connection* c = module().connection();
+    QHash<int, std::pair<int, bool>> rows; // parent, shares a slot
+    for (const QVariantList& r : c->select(QStringLiteral("SELECT id, parent_id, %1 FROM qnd_olap_report WHERE del_status=0").arg(slotColumns()))) {
+        bool shares = false;
+        for (int i : held) shares |= r[2 + i].toLongLong() != 0 || r[2 + i].toBool();
+        rows.insert(r[0].toInt(), {r[1].toInt(), shares});
+    }
+    QSet<int> out;
+    for (auto it = rows.cbegin(); it != rows.cend(); ++it) {
+        if (!it->second) continue;
+        bool reachable = true;
+        for (int p = it->first, depth = 0; reachable && p > 0 && depth < 64; ++depth) {
+            reachable = rows.contains(p);
+            p = rows.value(p).first;
+        }
+        if (reachable) out << it.key();
+    }
+    return out;
 }
 
 void RightsExplorer::applyFilter()

@@ -1,6 +1,7 @@
 #pragma once
 #include "AdminPanel.h"
 #include "RightsPath.h"
+#include <QSet>
 
 class QCheckBox;
 class QComboBox;
@@ -67,6 +68,8 @@ private:
     void fillSubjects();
     void applyFilter();
     QString roleName(int slot) const;
+    static QString slotColumns();
+    QSet<int> olapReportsFor(const QList<int>& held) const;
     QStringList m_roleNames;
 };
 

@@ -18,9 +18,10 @@ QString roleColumns(const QString& alias)
 
 } // namespace
 
-QList<ReportEntry> reportsOfUser(Connection& c, int userId)
+QList<ReportEntry> reportsOfUser(Connection& c, int userId) { return reportsForRoles(c, c.roleSlotsOf(userId)); }
+
+QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots)
 {
-    const QList<int> heldSlots = c.roleSlotsOf(userId);
     if (heldSlots.isEmpty()) return {};
     std::array<bool, 10> held{};
     for (int i : heldSlots) held[i] = true;

@@ -41,6 +41,8 @@ struct ReportEntry {
 // (by parent, then sort order); folders only when they hold such a report somewhere below.
 // A user who is barred, deleted or without a live group gets none.
 QList<ReportEntry> reportsOfUser(Connection& c, int userId);
+// The same for a holder of these role slots.
+QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots);
 
 // The using company's details for the report headers, as the eleven "RegUser…" values in
 // their order: the own company's partner row where it has them, else the "KMN" settings.

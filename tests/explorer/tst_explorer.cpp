@@ -1,6 +1,8 @@
 #include "AuthUnits.h"
 #include "Connection.h"
 #include "Menus.h"
+#include "ListWizard.h"
+#include "ReportCatalogue.h"
 #include "RoleTicks.h"
 #include "MenuAccess.h"
 #include "ModalDriver.h"
@@ -103,6 +105,22 @@ private slots:
             QVERIFY(menu->childCount() > 10);
             for (int i = 0; i < menu->childCount(); ++i)
                 QCOMPARE(menu->child(i)->text(2) == QStringLiteral("engedélyezve"), shell.contains(menu->child(i)->text(0).toInt()));
+            // The printed reports as the reports panel lists them, the lists as the list wizard does.
+            QSet<int> reports, lists;
+            for (const ReportEntry& e : reportsOfUser(c, id)) reports << e.id;
+            Controls::ListWizard wizard;
+            wizard.setProperty("Database", QVariant::fromValue<QObject*>(&c));
+            wizard.setProperty("UserID", id);
+            QVERIFY(wizard.Init());
+            for (const auto& l : wizard.lists()) lists << l.id;
+            const auto rowsOf = [&](int at, const QSet<int>& granted) {
+                QTreeWidgetItem* sec = section(p.tree_rights, at);
+                QVERIFY(sec->childCount() > 0);
+                for (int i = 0; i < sec->childCount(); ++i)
+                    QCOMPARE(sec->child(i)->text(2) == QStringLiteral("engedélyezve"), granted.contains(sec->child(i)->text(0).toInt()));
+            };
+            rowsOf(2, reports);
+            rowsOf(4, lists);
             // The key rows, against the rights test.
             QTreeWidgetItem* rights = section(p.tree_rights, 0);
             for (int i = 0; i < rights->childCount(); ++i)
