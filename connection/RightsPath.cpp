@@ -17,8 +17,6 @@ QString slotList(const QList<int>& held)
 
 } // namespace
 
-namespace {
-
 // The user and his group, and the slots he holds through it.
 RightPath whoIs(Connection& c, int userId)
 {
@@ -44,6 +42,8 @@ RightPath whoIs(Connection& c, int userId)
     p.groupSlots = c.roleSlotsOf(userId);
     return p;
 }
+
+namespace {
 
 QList<int> rolesOf(const QVariantList& row, int from)
 {

@@ -37,6 +37,9 @@ struct RightPath {
 
 RightPath explainRight(Connection& c, int userId, const QString& key);
 
+// The first steps of every path: the user, his group, the slots he holds through it.
+RightPath whoIs(Connection& c, int userId);
+
 // Every rights key (each live unit's prefix), in order, decided as explainRight decides it,
 // for a user (userId >= 0) or for a group's slots alone (userId -1). One read of the units.
 QList<RightPath> effectiveRights(Connection& c, int userId, int groupId = -1);

@@ -100,12 +100,27 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     big.setPointSizeF(big.pointSizeF() * 1.2);
     lbl_decision->setFont(big);
     lbl_decision->setWordWrap(true);
+    cbo_kind = new QComboBox(why);
+    cbo_kind->setObjectName(QStringLiteral("cbo_kind"));
+    cbo_kind->addItems({QStringLiteral("Jogosultsági kulcs"), QStringLiteral("Menüpont"), QStringLiteral("Riport"),
+                        QStringLiteral("OLAP kimutatás"), QStringLiteral("Lista")});
+    cbo_item = new QComboBox(why);
+    cbo_item->setObjectName(QStringLiteral("cbo_item"));
+    cbo_item->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    cbo_item->setMinimumContentsLength(30);
+    cbo_item->hide();
     auto* whyForm = new QHBoxLayout;
     whyForm->addWidget(new QLabel(QStringLiteral("Felhasználó:"), why));
     whyForm->addWidget(cbo_user);
-    whyForm->addWidget(new QLabel(QStringLiteral("Jogosultsági kulcs:"), why));
+    whyForm->addWidget(cbo_kind);
     whyForm->addWidget(txt_key, 1);
+    whyForm->addWidget(cbo_item, 1);
     whyForm->addWidget(ask);
+    connect(cbo_kind, &QComboBox::currentIndexChanged, this, [this](int kind) {
+        txt_key->setVisible(kind == KeyKind);
+        cbo_item->setVisible(kind != KeyKind);
+        fillItems();
+    });
     auto* whyBox = new QVBoxLayout(why);
     whyBox->addLayout(whyForm);
     whyBox->addWidget(lbl_decision);
@@ -113,7 +128,10 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     tabs->addTab(why, QStringLiteral("Miért?"));
     const auto explain = [this] {
         StepRunner r = runner("cmd_why_Click");
-        r.step([&] { showWhy(cbo_user->currentData().toInt(), txt_key->text()); });
+        r.step([&] {
+            if (cbo_kind->currentIndex() == KeyKind) showWhy(cbo_user->currentData().toInt(), txt_key->text());
+            else showWhyItem(cbo_user->currentData().toInt(), cbo_kind->currentIndex(), cbo_item->currentData().toInt());
+        });
     };
     connect(ask, &QPushButton::clicked, this, explain);
     connect(txt_key, &QLineEdit::returnPressed, this, explain);
@@ -390,13 +408,11 @@ void RightsExplorer::InitializeSite()
     showChanges();
 }
 
-RightPath RightsExplorer::showWhy(int userId, const QString& key)
+QTreeWidgetItem* RightsExplorer::showWho(const RightPath& p)
 {
-    Connection* c = module().connection();
-    const RightPath p = explainRight(*c, userId, key);
     tree_path->clear();
     QTreeWidgetItem* user = step(nullptr, tree_path,
-                                 !p.userFound ? QStringLiteral("Felhasználó: nincs ilyen (%1)").arg(userId)
+                                 !p.userFound ? QStringLiteral("Felhasználó: nincs ilyen (%1)").arg(p.userId)
                                               : QStringLiteral("Felhasználó: %1 (%2) – %3").arg(p.userName, p.login,
                                                                                                  !p.userLive    ? QStringLiteral("törölve")
                                                                                                  : p.userBarred ? QStringLiteral("letiltva")
@@ -409,9 +425,15 @@ RightPath RightsExplorer::showWhy(int userId, const QString& key)
                                   p.groupFound && p.groupLive);
     QStringList held;
     for (int s : p.groupSlots) held << roleName(s);
-    QTreeWidgetItem* roles = step(group, tree_path,
-                                  QStringLiteral("Szerepkörei: %1").arg(held.isEmpty() ? QStringLiteral("nincs") : held.join(QStringLiteral(", "))),
-                                  !held.isEmpty());
+    return step(group, tree_path, QStringLiteral("Szerepkörei: %1").arg(held.isEmpty() ? QStringLiteral("nincs") : held.join(QStringLiteral(", "))),
+                !held.isEmpty());
+}
+
+RightPath RightsExplorer::showWhy(int userId, const QString& key)
+{
+    Connection* c = module().connection();
+    const RightPath p = explainRight(*c, userId, key);
+    QTreeWidgetItem* roles = showWho(p);
     QTreeWidgetItem* units = step(roles, tree_path,
                                   p.units.isEmpty() ? QStringLiteral("A(z) „%1” kulcsra egyetlen élő jogosultság előtagja sem illeszkedik.").arg(p.key)
                                                     : QStringLiteral("Jogosultságok, amelyek előtagja illeszkedik a(z) „%1” kulcsra (a leghosszabb dönt):").arg(p.key),
@@ -442,6 +464,131 @@ RightPath RightsExplorer::showWhy(int userId, const QString& key)
     pal.setColor(QPalette::WindowText, p.granted ? kGranted : kRefused);
     lbl_decision->setPalette(pal);
     return p;
+}
+
+namespace {
+
+struct KindInfo {
+    const char* table;
+    const char* entries; // id and text of every entry offered
+};
+
+KindInfo kindInfo(int kind)
+{
+    switch (kind) {
+    case RightsExplorer::MenuKind: return {"qnd_menu", nullptr};
+    case RightsExplorer::ReportKind:
+        return {"qnd_report", "SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption, id"};
+    case RightsExplorer::OlapKind:
+        return {"qnd_olap_report", "SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption, id"};
+    default: return {"qnd_list", "SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption, id"};
+    }
+}
+
+} // namespace
+
+void RightsExplorer::fillItems()
+{
+    Connection* c = module().connection();
+    cbo_item->clear();
+    const int kind = cbo_kind->currentIndex();
+    if (kind == KeyKind) return;
+    if (kind == MenuKind) {
+        for (const auto& [id, path] : menuItems(*c)) cbo_item->addItem(path, id);
+        return;
+    }
+    for (const QVariantList& r : c->select(QString::fromLatin1(kindInfo(kind).entries))) cbo_item->addItem(r[1].toString(), r[0].toInt());
+}
+
+bool RightsExplorer::reaches(int kind, int itemId, int userId, const QList<int>& held) const
+{
+    Connection* c = module().connection();
+    switch (kind) {
+    case MenuKind: {
+        unsigned roles = 0;
+        for (int s : held) roles |= 1u << s;
+        return visibleIds(visibleMenu(*c, roles, userId)).contains(itemId);
+    }
+    case ReportKind:
+        for (const ReportEntry& e : reportsForRoles(*c, held))
+            if (e.id == itemId) return true;
+        return false;
+    case OlapKind: return olapReportsFor(held).contains(itemId);
+    case ListKind: {
+        const Controls::ListScope scope = Controls::listsOfUser(*c, userId, held);
+        return !c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE l.id = ? AND ") + scope.where, QVariantList{itemId} + scope.binds)
+                    .isEmpty();
+    }
+    default: return false;
+    }
+}
+
+bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
+{
+    Connection* c = module().connection();
+    const RightPath p = whoIs(*c, userId);
+    QTreeWidgetItem* roles = showWho(p);
+    const QString table = QString::fromLatin1(kindInfo(kind).table);
+    const bool owned = table == QLatin1String("qnd_menu") || table == QLatin1String("qnd_list");
+    const QString ownerColumn = table == QLatin1String("qnd_menu") ? QStringLiteral("create_user") : QStringLiteral("owner_user_id");
+    // The item and the folders above it, each with its slots.
+    QTreeWidgetItem* at = roles;
+    QList<int> shared;
+    bool own = false, chainLive = true;
+    QList<QVariantList> chain;
+    for (int id = itemId, depth = 0; id > 0 && depth < 64; ++depth) {
+        const QList<QVariantList> r = c->select(QStringLiteral("SELECT id, %1, caption, del_status, %2%3 FROM %4 WHERE id=?")
+                                                    .arg(table == QLatin1String("qnd_list") ? QStringLiteral("0") : QStringLiteral("parent_id"),
+                                                         slotColumns(), owned ? QStringLiteral(", ") + ownerColumn : QString(), table),
+                                                {id});
+        if (r.isEmpty()) break;
+        chain.prepend(r[0]);
+        id = r[0][1].toInt();
+    }
+    for (int i = 0; i < chain.size(); ++i) {
+        const QVariantList& r = chain[i];
+        QList<int> on;
+        for (int s = 0; s < 10; ++s)
+            if (r[4 + s].toLongLong() != 0 || r[4 + s].toBool()) on << s;
+        QList<int> both;
+        for (int s : on)
+            if (p.groupSlots.contains(s)) both << s;
+        const bool mine = owned && r.value(14).toInt() == userId && userId > 0;
+        const bool live = r[3].toInt() == 0;
+        chainLive = chainLive && live;
+        QStringList names;
+        for (int s : on) names << roleName(s);
+        QString text = QStringLiteral("%1 – szerepkörök: %2").arg(r[2].toString(), names.isEmpty() ? QStringLiteral("nincs") : names.join(QStringLiteral(", ")));
+        if (!live) text += QStringLiteral(" – törölve");
+        else if (mine) text += QStringLiteral(" – a felhasználó saját eleme");
+        else if (both.isEmpty()) text += QStringLiteral(" – nincs közös szerepkör a csoporttal");
+        at = step(at, tree_path, text, live && (mine || !both.isEmpty()));
+        if (i == chain.size() - 1) {
+            shared = both;
+            own = mine;
+        }
+    }
+    const bool granted = reaches(kind, itemId, userId, p.groupSlots);
+    QString reason;
+    if (!p.userFound || !p.userLive || p.userBarred || !p.groupFound || !p.groupLive)
+        reason = QStringLiteral("Tiltva: a felhasználó vagy a csoportja nincs rendben.");
+    else if (granted)
+        reason = own ? QStringLiteral("Engedélyezve: a felhasználó saját eleme.")
+                     : QStringLiteral("Engedélyezve: közös szerepkör: %1.").arg([&] {
+                           QStringList n;
+                           for (int s : shared) n << roleName(s);
+                           return n.join(QStringLiteral(", "));
+                       }());
+    else if (!chainLive) reason = QStringLiteral("Tiltva: az elem vagy egy fölötte lévő mappa törölve van.");
+    else if (shared.isEmpty()) reason = QStringLiteral("Tiltva: az elemnek nincs közös szerepköre a csoporttal.");
+    else reason = QStringLiteral("Tiltva: egy fölötte lévő mappát nem lát a felhasználó (vagy üres mappa).");
+    step(at, tree_path, reason, granted)->setForeground(0, granted ? kGranted : kRefused);
+    tree_path->expandAll();
+    lbl_decision->setText(reason);
+    QPalette pal = lbl_decision->palette();
+    pal.setColor(QPalette::WindowText, granted ? kGranted : kRefused);
+    lbl_decision->setPalette(pal);
+    return granted;
 }
 
 void RightsExplorer::fillSubjects()

@@ -11,6 +11,7 @@ class QLineEdit;
 class QRadioButton;
 class QTabWidget;
 class QTreeWidget;
+class QTreeWidgetItem;
 
 namespace NexoFrame {
 
@@ -26,7 +27,9 @@ public:
     QTabWidget* tabs = nullptr;
     // "Miért?"
     QComboBox* cbo_user = nullptr;
+    QComboBox* cbo_kind = nullptr;  // a rights key, a menu item, a printed report, an OLAP report, a list
     QLineEdit* txt_key = nullptr;
+    QComboBox* cbo_item = nullptr;
     QTreeWidget* tree_path = nullptr;
     QLabel* lbl_decision = nullptr;
     // "Hatályos jogok"
@@ -46,6 +49,12 @@ public:
 
     // The why-path of a user and a key, shown.
     RightPath showWhy(int userId, const QString& key);
+    enum ItemKind { KeyKind, MenuKind, ReportKind, OlapKind, ListKind };
+    // The why-path of a user and an item of a rights tree, shown; whether he reaches it.
+    bool showWhyItem(int userId, int kind, int itemId);
+    // Whether a holder of `held` (the user `userId`, or -1) reaches the item: the rule that
+    // shows it (the shell's menu, the reports panel, the list wizard, the OLAP tree).
+    bool reaches(int kind, int itemId, int userId, const QList<int>& held) const;
     // The effective rights of the chosen subject (and the compared one), shown.
     void showRights();
     // What the rights list shows, as CSV.
@@ -66,6 +75,8 @@ protected:
 
 private:
     void fillSubjects();
+    void fillItems();
+    QTreeWidgetItem* showWho(const RightPath& p);
     void applyFilter();
     QString roleName(int slot) const;
     static QString slotColumns();

@@ -121,6 +121,22 @@ private slots:
             };
             rowsOf(2, reports);
             rowsOf(4, lists);
+            // The why-path of each item says the same as the panel that shows it.
+            QSet<int> olap;
+            for (int i = 0; i < section(p.tree_rights, 3)->childCount(); ++i)
+                if (section(p.tree_rights, 3)->child(i)->text(2) == QStringLiteral("engedélyezve")) olap << section(p.tree_rights, 3)->child(i)->text(0).toInt();
+            const std::pair<int, const QSet<int>*> kinds[] = {{RightsExplorer::MenuKind, &shell}, {RightsExplorer::ReportKind, &reports},
+                                                              {RightsExplorer::OlapKind, &olap}, {RightsExplorer::ListKind, &lists}};
+            for (const auto& [kind, granted] : kinds) {
+                p.cbo_kind->setCurrentIndex(kind);
+                QVERIFY(p.cbo_item->count() > 0);
+                for (int i = 0; i < p.cbo_item->count(); ++i) {
+                    const int item = p.cbo_item->itemData(i).toInt();
+                    QVERIFY2(p.showWhyItem(id, kind, item) == granted->contains(item),
+                             qPrintable(QStringLiteral("user %1, kind %2, item %3: %4").arg(id).arg(kind).arg(item).arg(p.lbl_decision->text())));
+                }
+            }
+            p.cbo_kind->setCurrentIndex(RightsExplorer::KeyKind);
             // The key rows, against the rights test.
             QTreeWidgetItem* rights = section(p.tree_rights, 0);
             for (int i = 0; i < rights->childCount(); ++i)
@@ -152,6 +168,11 @@ private slots:
         p.txt_key->setText(QStringLiteral("vtk_controlling_olap_report_mod"));
         QVERIFY(p.showWhy(2, p.txt_key->text()).granted == c.rightsTest(2, p.txt_key->text()));
         keepPicture(&p, QStringLiteral("explorer_why"));
+        p.cbo_user->setCurrentIndex(p.cbo_user->findData(3));
+        p.cbo_kind->setCurrentIndex(RightsExplorer::MenuKind);
+        p.cbo_item->setCurrentIndex(p.cbo_item->findData(12));
+        QVERIFY(!p.showWhyItem(3, RightsExplorer::MenuKind, 12)); // Nagy Péter and "OLAP jogosultságok"
+        keepPicture(&p, QStringLiteral("explorer_why_menu"));
     }
 
     // Two users side by side: the rows that differ are marked, and only they stay when asked;
