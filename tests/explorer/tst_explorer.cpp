@@ -20,6 +20,7 @@
 #include <QLineEdit>
 #include <QRadioButton>
 #include <QTabWidget>
+#include <QRandomGenerator>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -48,6 +49,21 @@ QMap<QString, QString> dump(Connection& c)
         for (const QString& column : t.historyColumns)
             for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
                 d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
+    return d;
+}
+
+// Every row of every table but the history itself and the key counters, as stored.
+QStringList fullDump(Connection& c)
+{
+    QStringList d;
+    for (const TableDef& t : Schema::instance().tables()) {
+        if (t.isView() || t.name == QLatin1String("qnd_rights_history") || t.name == QLatin1String("qnd_key")) continue;
+        for (const QVariantList& r : c.select(QStringLiteral("SELECT * FROM %1 ORDER BY 1").arg(t.name))) {
+            QStringList cells{t.name};
+            for (const QVariant& v : r) cells << v.toString();
+            d << cells.join(QLatin1Char('|'));
+        }
+    }
     return d;
 }
 
@@ -143,6 +159,45 @@ private slots:
                 QCOMPARE(rights->child(i)->text(2) == QStringLiteral("engedélyezve"), c.rightsTest(id, rights->child(i)->text(0)));
         }
         QVERIFY(users >= 4);
+    }
+
+    // Random menu trees: the why-path of every user and item says what the shell's menu shows.
+    void menuWhyOnRandomTrees()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        QRandomGenerator rnd(4242);
+        const auto b = [&](bool v) { return c.engine().storedBool(v); };
+        QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_menu")));
+        for (int id = 1; id <= 150; ++id) {
+            const int parent = id <= 5 || rnd.bounded(100) < 10 ? 0 : 1 + int(rnd.bounded(id - 1));
+            QVariantList row{id, parent, QStringLiteral("Pont %1").arg(id), rnd.bounded(100) < 40 ? QString() : QStringLiteral("NexoFrame.Users"),
+                             rnd.bounded(100) < 10 ? 2 : 0, rnd.bounded(100) < 5 ? 4 : -1};
+            for (int s = 0; s < 10; ++s) row << b(rnd.bounded(100) < 30);
+            QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, caption, class_name, del_status, create_user, auth_0, auth_1, "
+                                             "auth_2, auth_3, auth_4, auth_5, auth_6, auth_7, auth_8, auth_9) "
+                                             "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                              row));
+        }
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        int pairs = 0, seen = 0;
+        for (const QVariantList& u : c.select(QStringLiteral("SELECT id, user_group_id FROM qnd_user WHERE del_status = 0 AND NOT COALESCE(access_denied, FALSE)"))) {
+            QSet<int> shell;
+            std::function<void(const QList<MenuEntry>&)> walk = [&](const QList<MenuEntry>& l) {
+                for (const MenuEntry& e : l) {
+                    shell << e.id;
+                    walk(e.children);
+                }
+            };
+            walk(visibleMenu(c, groupRoles(c, u[1].toInt()), u[0].toInt()));
+            for (int item = 1; item <= 150; ++item, ++pairs) {
+                const bool why = p.showWhyItem(u[0].toInt(), RightsExplorer::MenuKind, item);
+                QVERIFY2(why == shell.contains(item), qPrintable(QStringLiteral("user %1, item %2").arg(u[0].toInt()).arg(item)));
+                seen += why;
+            }
+        }
+        QVERIFY(pairs >= 600 && seen > 0 && seen < pairs);
     }
 
     // A unit under a deleted one is on the path and said not to count.
@@ -277,6 +332,7 @@ private slots:
         Connection& c = site.db();
         module().takeSite(&site);
         const QMap<QString, QString> start = dump(c);
+        const QStringList whole = fullDump(c);
         AuthUnits p;
         p.IAddin_AttachToSite(&site, 1, QString());
         p.selectRole(4); // the sales role: Nagy Péter
@@ -299,6 +355,7 @@ private slots:
         p.tree_Item->setFocus();
         QTest::keySequence(p.tree_Item, QKeySequence::Undo);
         QCOMPARE(dump(c), start);
+        QCOMPARE(fullDump(c), whole);
         QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
         QCOMPARE(p.nodeOf(20)->checkState(0), Qt::Unchecked);
         QVERIFY(!p.undoLastTick()); // once
@@ -315,6 +372,7 @@ private slots:
         QCOMPARE(m.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("−%1 felhasználó").arg(seeing.size() - left.size()));
         QVERIFY(m.undoLastTick());
         QCOMPARE(dump(c), start);
+        QCOMPARE(fullDump(c), whole);
     }
 };
 
