@@ -223,6 +223,9 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     dtp_moment = moment("dtp_moment", QDateTime(now.date(), QTime(0, 0)));
     auto* back = new QPushButton(QStringLiteral("Visszaállítás…"), past);
     back->setObjectName(QStringLiteral("cmd_revert"));
+    auto* state = new QPushButton(QStringLiteral("Állapot akkor"), past);
+    state->setObjectName(QStringLiteral("cmd_state"));
+    state->setToolTip(QStringLiteral("A szerepkör pipái minden jogosultsági fában, ahogy a megadott időpontban álltak"));
     auto* range = new QHBoxLayout;
     range->addWidget(new QLabel(QStringLiteral("Időszak:"), past));
     range->addWidget(dtp_from);
@@ -235,6 +238,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     revertRow->addWidget(cbo_revert_role);
     revertRow->addWidget(new QLabel(QStringLiteral("olyanra, amilyen volt"), past));
     revertRow->addWidget(dtp_moment);
+    revertRow->addWidget(state);
     revertRow->addWidget(back);
     revertRow->addStretch();
     auto* pastBox = new QVBoxLayout(past);
@@ -245,6 +249,10 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     connect(list, &QPushButton::clicked, this, [this] {
         StepRunner r = runner("cmd_changes_Click");
         r.step([&] { showChanges(); });
+    });
+    connect(state, &QPushButton::clicked, this, [this] {
+        StepRunner r = runner("cmd_state_Click");
+        r.step([&] { showStateAt(); });
     });
     connect(back, &QPushButton::clicked, this, [this] {
         StepRunner r = runner("cmd_revert_Click");
@@ -300,11 +308,42 @@ void RightsExplorer::showChanges()
     Connection* c = module().connection();
     Controls::WaitCursor wait;
     tree_changes->clear();
+    tree_changes->setColumnCount(7);
+    tree_changes->setHeaderLabels({QStringLiteral("Időpont"), QStringLiteral("Ki"), QStringLiteral("Hol"), QStringLiteral("Mi"),
+                                   QStringLiteral("Mit"), QStringLiteral("Előtte"), QStringLiteral("Utána")});
     for (const RightsChange& ch : rightsChanges(*c, dtp_from->dateTime(), dtp_to->dateTime()))
         new QTreeWidgetItem(tree_changes, {ch.at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")),
                                            ch.userName.isEmpty() ? QStringLiteral("#%1").arg(ch.userId) : ch.userName, tableText(ch.table),
                                            rowText(ch.table, ch.rowId), columnText(ch.column),
                                            ch.rowWasNew ? QStringLiteral("(új)") : valueText(ch.column, ch.oldValue), valueText(ch.column, ch.newValue)});
+    for (int i = 0; i < tree_changes->columnCount(); ++i) tree_changes->resizeColumnToContents(i);
+}
+
+void RightsExplorer::showStateAt()
+{
+    Connection* c = module().connection();
+    Controls::WaitCursor wait;
+    const int slot = std::max(0, cbo_revert_role->currentData().toInt());
+    if (cbo_revert_role->currentData().toInt() < 0) cbo_revert_role->setCurrentIndex(cbo_revert_role->findData(1));
+    const QString column = QStringLiteral("auth_%1").arg(std::max(1, slot));
+    const QDateTime at = dtp_moment->dateTime();
+    tree_changes->clear();
+    tree_changes->setColumnCount(5);
+    tree_changes->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("Szerepkör"),
+                                   at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")), QStringLiteral("Most")});
+    for (const char* table : {"qnd_auth_unit", "qnd_menu", "qnd_olap_report", "qnd_report", "qnd_list"}) {
+        const QString t = QString::fromLatin1(table);
+        const QHash<int, QString> then = columnAt(*c, t, column, at);
+        const QHash<int, QString> now = columnAt(*c, t, column, QDateTime::currentDateTime().addYears(100));
+        QList<int> rows = then.keys();
+        std::sort(rows.begin(), rows.end());
+        for (int row : std::as_const(rows)) {
+            auto* item = new QTreeWidgetItem(tree_changes, {tableText(t), rowText(t, row), columnText(column), valueText(column, then.value(row)),
+                                                            now.contains(row) ? valueText(column, now.value(row)) : QStringLiteral("(törölve)")});
+            if (then.value(row) != now.value(row))
+                for (int col = 0; col < 5; ++col) item->setBackground(col, QColor(0xff, 0xf0, 0xb0));
+        }
+    }
     for (int i = 0; i < tree_changes->columnCount(); ++i) tree_changes->resizeColumnToContents(i);
 }
 

@@ -61,6 +61,9 @@ public:
     bool exportRights(const QString& path, QString* error = nullptr);
     // The changes kept between the two moments chosen, shown.
     void showChanges();
+    // The chosen role's ticks in every rights tree as they stood at the chosen moment, beside
+    // today's (the differing ones marked).
+    void showStateAt();
     // Puts the chosen role (or every right) back as it stood at the chosen moment, after
     // showing the changes that takes and asking; true when it was written.
     bool revert();

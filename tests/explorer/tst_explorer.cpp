@@ -310,6 +310,18 @@ private slots:
 
         p.cbo_revert_role->setCurrentIndex(p.cbo_revert_role->findData(4));
         p.dtp_moment->setDateTime(moment);
+        // The role then: the units ticked then are the ones ticked before the change.
+        p.showStateAt();
+        int tickedThen = 0, tickedNow = 0;
+        for (int i = 0; i < p.tree_changes->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* row = p.tree_changes->topLevelItem(i);
+            if (row->text(0) != QStringLiteral("Jogosultságok")) continue;
+            tickedThen += row->text(3) == QStringLiteral("igen");
+            tickedNow += row->text(4) == QStringLiteral("igen");
+        }
+        QCOMPARE(tickedThen, int(before.size()));
+        QCOMPARE(tickedNow, c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_auth_unit WHERE auth_4")).value(0).value(0).toInt());
+        keepPicture(&p, QStringLiteral("explorer_state"));
         const int steps = int(revertPlan(c, moment, 4).size());
         onNextModal([&](QWidget* d) {
             auto* plan = d->findChild<QTreeWidget*>(QStringLiteral("tree_plan"));
