@@ -34,7 +34,9 @@ QHash<int, QString> AuthUnits::usersReaching(int id)
     const QString key = c.select(QStringLiteral("SELECT prefix FROM qnd_auth_unit WHERE id=?"), {id}).value(0).value(0).toString().trimmed();
     QHash<int, QString> out;
     if (key.isEmpty()) return out;
-    for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status = 0")))
+    // Only a user whose group holds a slot can hold a right.
+    for (const QVariantList& u : c.select(QStringLiteral("SELECT u.id, u.display_name FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                                         "WHERE u.del_status = 0 AND g.del_status = 0 AND NOT COALESCE(u.access_denied, FALSE)")))
         if (explainRight(c, u[0].toInt(), key).granted) out.insert(u[0].toInt(), u[1].toString());
     return out;
 }

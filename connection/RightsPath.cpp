@@ -124,24 +124,53 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
                                                                   "WHERE del_status=0 AND prefix IN (%2) ORDER BY length(prefix) DESC, id")
                                                        .arg(authColumns(), marks.join(QLatin1Char(','))),
                                                    beginnings);
+        QList<int> cursor; // for each unit, the unit above it still to look at
         for (const QVariantList& u : units) {
             RightUnit r;
             r.id = u[0].toInt();
             r.prefix = u[2].toString();
             r.name = u[3].toString();
             r.roles = rolesOf(u, 4);
-            // A unit below a deleted unit is gone from the tree and grants nothing.
-            QVariant parent = u[1];
-            for (int depth = 0; r.counts && parent.toInt() > 0 && depth < 64; ++depth) {
-                const auto up = c.select(QStringLiteral("SELECT parent_id, del_status FROM qnd_auth_unit WHERE id=?"), {parent});
-                if (up.isEmpty()) break;
-                if (up[0][1].toInt() != 0) {
-                    r.counts = false;
-                    r.deletedAbove = parent.toInt();
-                }
-                parent = up[0][0];
-            }
             found << r;
+            cursor << u[1].toInt();
+        }
+        // A unit below a deleted unit is gone from the tree and grants nothing. The units
+        // above are read a level at a time, each once, however many units share them.
+        QHash<int, std::pair<int, bool>> above; // id -> parent, live
+        for (int depth = 0; depth < 64; ++depth) {
+            QList<int> wanted;
+            for (qsizetype i = 0; i < found.size(); ++i)
+                if (found[i].counts && cursor[i] > 0 && !above.contains(cursor[i]) && !wanted.contains(cursor[i])) wanted << cursor[i];
+            for (qsizetype from = 0; from < wanted.size(); from += 500) {
+                const QList<int> chunk = wanted.mid(from, 500);
+                QStringList marks;
+                QVariantList ids;
+                for (int id : chunk) {
+                    marks << QStringLiteral("?");
+                    ids << id;
+                }
+                for (const QVariantList& r : c.select(QStringLiteral("SELECT id, parent_id, del_status FROM qnd_auth_unit WHERE id IN (%1)")
+                                                          .arg(marks.join(QLatin1Char(','))),
+                                                      ids))
+                    above.insert(r[0].toInt(), {r[1].toInt(), r[2].toInt() == 0});
+            }
+            bool moved = false;
+            for (qsizetype i = 0; i < found.size(); ++i) {
+                RightUnit& r = found[i];
+                const int at = cursor[i];
+                if (!r.counts || at <= 0) continue;
+                const auto it = above.constFind(at);
+                if (it == above.constEnd()) {
+                    cursor[i] = 0; // a missing unit ends the walk
+                } else if (!it->second) {
+                    r.counts = false;
+                    r.deletedAbove = at;
+                } else {
+                    cursor[i] = it->first;
+                    moved = true;
+                }
+            }
+            if (!moved) break;
         }
     }
     decide(p, found.size(), [&](qsizetype i) -> const RightUnit& { return found[i]; }, true);
