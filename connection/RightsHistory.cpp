@@ -1,6 +1,7 @@
 #include "RightsHistory.h"
 #include "Connection.h"
 #include "Recordset.h"
+#include <QStringList>
 
 namespace NexoFrame {
 
@@ -108,6 +109,45 @@ QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to)
         if (r[3].isNull()) continue; // a row made then stays
         plan.append({r[0].toString(), r[1].toInt(), r[2].toString(), r[4].toString(), r[3].toString()});
     }
+    return plan;
+}
+
+QList<UnusedGrant> unusedGrants(Connection& c, int slot, const QDateTime& since)
+{
+    QList<UnusedGrant> out;
+    if (slot < 0 || slot > 9) return out;
+    const QString role = QStringLiteral("auth_%1").arg(slot);
+    QStringList users;
+    for (const QVariantList& u : c.select(QStringLiteral("SELECT u.display_name FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                                         "WHERE u.del_status = 0 AND g.del_status = 0 AND NOT COALESCE(u.access_denied, FALSE) "
+                                                         "AND g.%1 ORDER BY u.display_name")
+                                              .arg(role)))
+        users << u[0].toString();
+    if (users.isEmpty()) return out; // nobody holds the role: nothing is used or unused
+    // Items that start something (menu items with a class, reports with a file) ticked for the
+    // role, with no log row since `since` from any user of a live group that holds it.
+    const struct {
+        const char* table;
+        const char* log;
+        const char* item;
+        const char* opens;
+    } kinds[] = {{"qnd_menu", "qnd_menu_log", "menu_id", "t.class_name <> ''"}, {"qnd_report", "qnd_report_log", "report_id", "t.report_type = 1 AND t.caption <> '-'"}};
+    for (const auto& k : kinds) {
+        const QString sql = QStringLiteral("SELECT t.id, t.caption FROM %1 t WHERE t.del_status = 0 AND t.%2 AND %3 AND NOT EXISTS ("
+                                           "SELECT 1 FROM %4 l JOIN qnd_user u ON u.id = l.user_id JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                           "WHERE l.%5 = t.id AND l.log_date >= ? AND g.%2) ORDER BY t.caption, t.id")
+                                .arg(QString::fromLatin1(k.table), role, QString::fromLatin1(k.opens), QString::fromLatin1(k.log),
+                                     QString::fromLatin1(k.item));
+        for (const QVariantList& r : c.select(sql, {since.toString(kMoment)}))
+            out.append({QString::fromLatin1(k.table), r[0].toInt(), r[1].toString().trimmed(), users});
+    }
+    return out;
+}
+
+QList<RevertStep> revokePlan(const QList<UnusedGrant>& grants, int slot)
+{
+    QList<RevertStep> plan;
+    for (const UnusedGrant& g : grants) plan.append({g.table, g.itemId, QStringLiteral("auth_%1").arg(slot), QStringLiteral("1"), QStringLiteral("0")});
     return plan;
 }
 

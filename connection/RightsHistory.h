@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace NexoFrame {
 
@@ -47,5 +48,17 @@ QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to);
 // Writes the plan back in one transaction under the master lock; each write is kept in the
 // history itself. False with a Hungarian message, nothing written.
 bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error);
+
+// A menu item or a printed report that a role's users may open through it but none of them
+// opened since `since` (from the menu log and the report log).
+struct UnusedGrant {
+    QString table; // qnd_menu or qnd_report
+    int itemId = 0;
+    QString caption;
+    QStringList users; // the live users who hold it through the role
+};
+QList<UnusedGrant> unusedGrants(Connection& c, int slot, const QDateTime& since);
+// Revoking them for that role: the plan revertTo writes (one transaction, kept in the history).
+QList<RevertStep> revokePlan(const QList<UnusedGrant>& grants, int slot);
 
 } // namespace NexoFrame

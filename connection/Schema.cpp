@@ -166,10 +166,12 @@ Schema::Schema()
     // The logs are read newest first, for everyone or for one user: both orders have an index.
     m_tables << makeTable("qnd_menu_log", Tables::MenuLog, "id",
                       L{lng("id"), lng("user_id"), lng("menu_id"), dt("log_date")},
-                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"})});
+                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"}),
+                       idx("menu_id", {"menu_id", "log_date"})});
     m_tables << makeTable("qnd_report_log", Tables::ReportLog, "id",
                       L{lng("id"), lng("user_id"), lng("report_id"), dt("log_date")},
-                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"})});
+                      {idx("user_id", {"user_id", "log_date", "id"}), idx("log_date", {"log_date", "id"}),
+                       idx("report_id", {"report_id", "log_date"})});
 
     // The logs as their viewer lists them. A menu item is named with the captions above it
     // (the menu is three levels deep).

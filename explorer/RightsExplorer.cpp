@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSet>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -259,7 +260,102 @@ RightsExplorer::RightsExplorer(QWidget* parent)
         r.step([&] { revert(); });
     });
 
+    // Grants nobody uses: what a role may open but its users have not opened for long.
+    auto* unused = new QWidget(tabs);
+    cbo_unused_role = new QComboBox(unused);
+    cbo_unused_role->setObjectName(QStringLiteral("cbo_unused_role"));
+    spn_days = new QSpinBox(unused);
+    spn_days->setObjectName(QStringLiteral("spn_days"));
+    spn_days->setRange(1, 3650);
+    spn_days->setValue(90);
+    spn_days->setSuffix(QStringLiteral(" napja"));
+    auto* look = new QPushButton(QStringLiteral("Keresés"), unused);
+    look->setObjectName(QStringLiteral("cmd_unused"));
+    tree_unused = new QTreeWidget(unused);
+    tree_unused->setObjectName(QStringLiteral("tree_unused"));
+    tree_unused->setRootIsDecorated(false);
+    tree_unused->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("A szerepkör felhasználói")});
+    auto* revoke = new QPushButton(QStringLiteral("A kijelöltek visszavonása a szerepkörtől…"), unused);
+    revoke->setObjectName(QStringLiteral("cmd_revoke"));
+    auto* unusedTop = new QHBoxLayout;
+    unusedTop->addWidget(new QLabel(QStringLiteral("Szerepkör:"), unused));
+    unusedTop->addWidget(cbo_unused_role);
+    unusedTop->addWidget(new QLabel(QStringLiteral("felhasználói nem nyitották meg legalább"), unused));
+    unusedTop->addWidget(spn_days);
+    unusedTop->addWidget(look);
+    unusedTop->addStretch();
+    auto* unusedBox = new QVBoxLayout(unused);
+    unusedBox->addLayout(unusedTop);
+    unusedBox->addWidget(tree_unused, 1);
+    unusedBox->addWidget(revoke, 0, Qt::AlignRight);
+    tabs->addTab(unused, QStringLiteral("Nem használt jogok"));
+    connect(look, &QPushButton::clicked, this, [this] {
+        StepRunner r = runner("cmd_unused_Click");
+        r.step([&] { showUnused(); });
+    });
+    connect(revoke, &QPushButton::clicked, this, [this] {
+        StepRunner r = runner("cmd_revoke_Click");
+        r.step([&] { revokeUnused(); });
+    });
+
     body()->addWidget(tabs, 1);
+}
+
+void RightsExplorer::showUnused()
+{
+    Connection* c = module().connection();
+    Controls::WaitCursor wait;
+    tree_unused->clear();
+    const QDateTime since = QDateTime(QDate::currentDate().addDays(-spn_days->value()), QTime(0, 0));
+    for (const UnusedGrant& g : unusedGrants(*c, cbo_unused_role->currentData().toInt(), since)) {
+        auto* item = new QTreeWidgetItem(tree_unused, {tableText(g.table), g.table == QLatin1String("qnd_menu") ? rowPath(g.itemId) : g.caption,
+                                                       g.users.join(QStringLiteral(", "))});
+        item->setData(0, Qt::UserRole, g.table);
+        item->setData(1, Qt::UserRole, g.itemId);
+        item->setCheckState(0, Qt::Checked);
+        item->setToolTip(2, g.users.join(QLatin1Char('\n')));
+    }
+    for (int i = 0; i < 2; ++i) tree_unused->resizeColumnToContents(i);
+}
+
+bool RightsExplorer::revokeUnused()
+{
+    Connection* c = module().connection();
+    const int slot = cbo_unused_role->currentData().toInt();
+    QList<UnusedGrant> chosen;
+    for (int i = 0; i < tree_unused->topLevelItemCount(); ++i) {
+        const QTreeWidgetItem* item = tree_unused->topLevelItem(i);
+        if (item->checkState(0) == Qt::Checked) chosen.append({item->data(0, Qt::UserRole).toString(), item->data(1, Qt::UserRole).toInt(), item->text(1), {}});
+    }
+    if (chosen.isEmpty()) return false;
+    QMessageBox ask(QMessageBox::Question, QStringLiteral("Nem használt jogok"),
+                    QStringLiteral("%1 jog visszavonása a(z) „%2” szerepkörtől. A változás az előzményekben megmarad, onnan visszaállítható.")
+                        .arg(chosen.size())
+                        .arg(cbo_unused_role->currentText()),
+                    QMessageBox::NoButton, this);
+    QPushButton* yes = ask.addButton(QStringLiteral("Visszavonás"), QMessageBox::AcceptRole);
+    ask.addButton(QStringLiteral("Mégse"), QMessageBox::RejectRole);
+    ask.exec();
+    if (ask.clickedButton() != yes) return false;
+    QString why;
+    bool ok;
+    {
+        Controls::WaitCursor wait;
+        ok = revertTo(*c, revokePlan(chosen, slot), &why);
+    }
+    if (!ok) {
+        module().message().MsgInfo(why);
+        return false;
+    }
+    showUnused();
+    return true;
+}
+
+QString RightsExplorer::rowPath(int menuId) const
+{
+    for (const auto& [id, path] : menuItems(*module().connection()))
+        if (id == menuId) return path;
+    return QString::number(menuId);
 }
 
 QString RightsExplorer::tableText(const QString& table) const
@@ -443,7 +539,11 @@ void RightsExplorer::InitializeSite()
     showRights();
     cbo_revert_role->clear();
     cbo_revert_role->addItem(QStringLiteral("Minden jogosultság"), -1);
-    for (int i = 0; i < 10; ++i) cbo_revert_role->addItem(roleName(i), i);
+    cbo_unused_role->clear();
+    for (int i = 0; i < 10; ++i) {
+        cbo_revert_role->addItem(roleName(i), i);
+        if (i > 0) cbo_unused_role->addItem(roleName(i), i);
+    }
     showChanges();
 }
 

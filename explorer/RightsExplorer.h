@@ -9,6 +9,7 @@ class QDateTimeEdit;
 class QLabel;
 class QLineEdit;
 class QRadioButton;
+class QSpinBox;
 class QTabWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -46,6 +47,10 @@ public:
     QTreeWidget* tree_changes = nullptr;
     QComboBox* cbo_revert_role = nullptr;
     QDateTimeEdit* dtp_moment = nullptr;
+    // "Nem használt jogok"
+    QComboBox* cbo_unused_role = nullptr;
+    QSpinBox* spn_days = nullptr;
+    QTreeWidget* tree_unused = nullptr;
 
     // The why-path of a user and a key, shown.
     RightPath showWhy(int userId, const QString& key);
@@ -64,6 +69,11 @@ public:
     // The chosen role's ticks in every rights tree as they stood at the chosen moment, beside
     // today's (the differing ones marked).
     void showStateAt();
+    // The menu items and reports the chosen role's users may open but have not opened in the
+    // chosen number of days, shown with a tick each.
+    void showUnused();
+    // Revokes the ticked ones for that role, as one change kept in the history, after asking.
+    bool revokeUnused();
     // Puts the chosen role (or every right) back as it stood at the chosen moment, after
     // showing the changes that takes and asking; true when it was written.
     bool revert();
@@ -72,6 +82,7 @@ public:
     QString rowText(const QString& table, int row) const;
     QString columnText(const QString& column) const;
     QString valueText(const QString& column, const QString& value) const;
+    QString rowPath(int menuId) const;
 
 protected:
     void InitializeSite() override;

@@ -21,6 +21,7 @@
 #include <QRadioButton>
 #include <QTabWidget>
 #include <QRandomGenerator>
+#include <QSpinBox>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -385,6 +386,60 @@ private slots:
         QVERIFY(m.undoLastTick());
         QCOMPARE(dump(c), start);
         QCOMPARE(fullDump(c), whole);
+    }
+
+    // What a role may open but its users have not opened for N days, from a history of the
+    // logs made for the test; revoked as one change, and taken back through the history.
+    void unusedGrants()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        module().takeSite(&site);
+        QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_menu_log")));
+        QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_report_log")));
+        const auto at = [](int daysAgo) { return QDateTime::currentDateTime().addDays(-daysAgo).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); };
+        // Nagy Péter (sales, slot 4): the OLAP reports 5 days ago, the reports menu 100 days
+        // ago, the users-by-group report 10 days ago; the administrator, whose group holds
+        // every slot, opened the list wizard yesterday.
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_menu_log (id, user_id, menu_id, log_date) VALUES (1, 3, 11, ?), (2, 3, 13, ?), (3, 1, 15, ?)"),
+                          {at(5), at(100), at(1)}));
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_report_log (id, user_id, report_id, log_date) VALUES (1, 3, 2, ?)"), {at(10)}));
+        QSet<QString> want;
+        for (const QVariantList& r : c.select(QStringLiteral("SELECT id FROM qnd_menu WHERE del_status=0 AND auth_4 AND class_name<>'' AND id<>11 AND id<>15")))
+            want << QStringLiteral("qnd_menu %1").arg(r[0].toInt());
+        for (const QVariantList& r : c.select(QStringLiteral("SELECT id FROM qnd_report WHERE del_status=0 AND auth_4 AND report_type=1 AND caption<>'-' AND id<>2")))
+            want << QStringLiteral("qnd_report %1").arg(r[0].toInt());
+        QVERIFY(want.contains(QStringLiteral("qnd_menu 13")) && !want.contains(QStringLiteral("qnd_menu 15")));
+
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.tabs->setCurrentIndex(3);
+        p.cbo_unused_role->setCurrentIndex(p.cbo_unused_role->findData(4));
+        QCOMPARE(p.spn_days->value(), 90);
+        p.showUnused();
+        QSet<QString> shown;
+        for (int i = 0; i < p.tree_unused->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* row = p.tree_unused->topLevelItem(i);
+            shown << QStringLiteral("%1 %2").arg(row->data(0, Qt::UserRole).toString()).arg(row->data(1, Qt::UserRole).toInt());
+            QCOMPARE(row->text(2), QStringLiteral("Nagy Péter, Rendszergazda"));
+        }
+        QCOMPARE(shown, want);
+        keepPicture(&p, QStringLiteral("explorer_unused"));
+        // 120 days: the reports menu, opened 100 days ago, is in use.
+        p.spn_days->setValue(120);
+        p.showUnused();
+        QCOMPARE(p.tree_unused->topLevelItemCount(), want.size() - 1);
+
+        const QMap<QString, QString> before = dump(c);
+        const qint64 mark = lastRightsChange(c);
+        answerNextModal(QStringLiteral("Visszavonás"));
+        QVERIFY(p.revokeUnused());
+        QCOMPARE(p.tree_unused->topLevelItemCount(), 0); // revoked: the role no longer holds them
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_rights_history WHERE id > ?"), {mark}).value(0).value(0).toInt(), want.size() - 1);
+        QString why;
+        QVERIFY2(revertTo(c, undoPlan(c, mark, lastRightsChange(c)), &why), qPrintable(why));
+        QCOMPARE(dump(c), before);
+        QCOMPARE(expiredModalActions(), 0);
     }
 };
 
