@@ -593,17 +593,17 @@ bool Connection::writeSetting(const QString& section, const QString& key, const 
 
 QList<int> Connection::roleSlotsOf(int userId)
 {
-    QStringList authCols;
-    for (int i = 0; i < 10; ++i) authCols << QStringLiteral("g.auth_%1").arg(i);
     const auto group = select(QStringLiteral("SELECT %1 FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
                                              "WHERE u.id=? AND u.del_status=0 AND g.del_status=0 AND NOT COALESCE(u.access_denied, FALSE)")
-                                  .arg(authCols.join(QLatin1Char(','))),
+                                  .arg(roleColumns(QStringLiteral("g"))),
                               {userId});
-    QList<int> held;
-    if (group.isEmpty()) return held;
-    for (int i = 0; i < 10; ++i)
-        if (group[0][i].toLongLong() != 0) held << i;
-    return held;
+    return group.isEmpty() ? QList<int>() : rolesIn(group[0], 0);
+}
+
+QList<int> Connection::groupRoleSlots(int groupId)
+{
+    const auto group = select(QStringLiteral("SELECT %1 FROM qnd_user_group WHERE id=? AND del_status=0").arg(roleColumns()), {groupId});
+    return group.isEmpty() ? QList<int>() : rolesIn(group[0], 0);
 }
 
 bool Connection::rightsTest(int userId, const QString& key)

@@ -119,6 +119,8 @@ public:
     // The role slots (0..9) a user holds through the group: none for a deleted or barred
     // user, or one whose group is deleted or missing.
     QList<int> roleSlotsOf(int userId);
+    // The role slots of a live group; none for a deleted or missing one.
+    QList<int> groupRoleSlots(int groupId);
 
     // True when no other row of `table` (other than `ownId`) has `value` in `compared`.
     bool isUnique(int table, const QString& keyField, const QString& comparedField,

@@ -69,4 +69,11 @@ QList<MenuEntry> visibleMenu(Connection& c, unsigned roles, int userId)
     return build(0, byParent, placed);
 }
 
+QSet<int> menuIds(const QList<MenuEntry>& menu)
+{
+    QSet<int> ids;
+    for (const MenuEntry& e : menu) ids += menuIds(e.children) + QSet<int>{e.id};
+    return ids;
+}
+
 } // namespace NexoFrame

@@ -1,5 +1,6 @@
 #pragma once
 #include <QList>
+#include <QSet>
 #include <QString>
 
 namespace NexoFrame {
@@ -32,5 +33,7 @@ unsigned groupRoles(Connection& connection, int groupId);
 // (his own items); a hidden item hides its subtree, and a folder left without visible items
 // is dropped unless it is his own.
 QList<MenuEntry> visibleMenu(Connection& connection, unsigned roles, int userId = -1);
+// Every item of such a menu, at any depth.
+QSet<int> menuIds(const QList<MenuEntry>& menu);
 
 } // namespace NexoFrame

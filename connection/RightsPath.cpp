@@ -45,21 +45,6 @@ RightPath whoIs(Connection& c, int userId)
 
 namespace {
 
-QList<int> rolesOf(const QVariantList& row, int from)
-{
-    QList<int> l;
-    for (int i = 0; i < 10; ++i)
-        if (row[from + i].toLongLong() != 0 || row[from + i].toBool()) l << i;
-    return l;
-}
-
-QString authColumns()
-{
-    QStringList l;
-    for (int i = 0; i < 10; ++i) l << QStringLiteral("auth_%1").arg(i);
-    return l.join(QLatin1Char(','));
-}
-
 // The decision over the units whose prefix begins the key (longest first, each knowing
 // whether it counts): the longest that count decide; a slot the group holds and a deciding
 // unit holds grants. The rights test, the why-path and the effective rights all end here.
@@ -122,7 +107,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
         }
         const QList<QVariantList> units = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, %1 FROM qnd_auth_unit "
                                                                   "WHERE del_status=0 AND prefix IN (%2) ORDER BY length(prefix) DESC, id")
-                                                       .arg(authColumns(), marks.join(QLatin1Char(','))),
+                                                       .arg(roleColumns(), marks.join(QLatin1Char(','))),
                                                    beginnings);
         QList<int> cursor; // for each unit, the unit above it still to look at
         for (const QVariantList& u : units) {
@@ -130,7 +115,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
             r.id = u[0].toInt();
             r.prefix = u[2].toString();
             r.name = u[3].toString();
-            r.roles = rolesOf(u, 4);
+            r.roles = rolesIn(u, 4);
             found << r;
             cursor << u[1].toInt();
         }
@@ -184,13 +169,13 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
         base = whoIs(c, userId);
     } else {
         base.groupId = groupId;
-        const QList<QVariantList> g = c.select(QStringLiteral("SELECT name, del_status, %1 FROM qnd_user_group WHERE id=?").arg(authColumns()), {groupId});
+        const QList<QVariantList> g = c.select(QStringLiteral("SELECT name, del_status FROM qnd_user_group WHERE id=?"), {groupId});
         if (!g.isEmpty()) {
             base.groupFound = true;
             base.groupName = g[0][0].toString();
             base.groupLive = g[0][1].toInt() == 0;
-            if (base.groupLive) base.groupSlots = rolesOf(g[0], 2);
         }
+        base.groupSlots = c.groupRoleSlots(groupId);
     }
     // Every unit once. Whether a unit counts depends only on the units above it: worked out
     // once per unit, each answer reused by the units below.
@@ -201,7 +186,7 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
     };
     QHash<int, Row> rows;
     std::vector<RightUnit> units;
-    const QList<QVariantList> read = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(authColumns()));
+    const QList<QVariantList> read = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(roleColumns()));
     rows.reserve(read.size());
     units.reserve(read.size());
     for (const QVariantList& u : read) {
@@ -212,7 +197,7 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
         r.id = u[0].toInt();
         r.prefix = u[2].toString();
         r.name = u[3].toString();
-        r.roles = rolesOf(u, 5);
+        r.roles = rolesIn(u, 5);
         units.push_back(std::move(r));
     }
     // The nearest deleted unit above `id` (0: none), as the rights test walks it (64 deep at most).

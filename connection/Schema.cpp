@@ -260,6 +260,21 @@ Schema::Schema()
     m_tables << menuLog << reportLog << userList << documents;
 }
 
+QString roleColumns(const QString& alias)
+{
+    QStringList l;
+    for (int i = 0; i < 10; ++i) l << (alias.isEmpty() ? QString() : alias + QLatin1Char('.')) + QStringLiteral("auth_%1").arg(i);
+    return l.join(QLatin1Char(','));
+}
+
+QList<int> rolesIn(const QVariantList& row, int from)
+{
+    QList<int> l;
+    for (int i = 0; i < 10; ++i)
+        if (row.value(from + i).toLongLong() != 0 || row.value(from + i).toBool()) l << i;
+    return l;
+}
+
 const Schema& Schema::instance()
 {
     static const Schema s;

@@ -57,6 +57,11 @@ private:
     QList<TableDef> m_tables;
 };
 
+// The ten role slots as a select list ("auth_0,...", or "r.auth_0,..." with an alias), and the
+// slots a row read with it holds, from position `from` (SQLite keeps true as -1).
+QString roleColumns(const QString& alias = {});
+QList<int> rolesIn(const QVariantList& row, int from);
+
 // Table numbers of the registry.
 namespace Tables {
 inline constexpr int Settings = 1;

@@ -311,6 +311,42 @@ void ListWizard::updateCommands()
     command(QStringLiteral("cmd_export"))->setEnabled(id > 0);
 }
 
+// One writer at a time: under the master lock (a refused lock asks before giving up), in one
+// transaction that goes back whole when `write` fails.
+bool ListWizard::writeLocked(const QString& action, QString* why, const std::function<bool(QString*)>& write)
+{
+    while (!m_connection->lockMaster(3, 2000)) {
+        if (QMessageBox::question(this, kTitle,
+                                  QStringLiteral("Az adatbázist most más felhasználó írja, ezért a lista nem %1.\nMegpróbálja újra?").arg(action))
+            != QMessageBox::Yes) {
+            *why = QStringLiteral("Az adatbázist más felhasználó írta.");
+            return false;
+        }
+    }
+    bool ok = m_connection->beginTrans() && write(why) && m_connection->commitTrans();
+    if (!ok) {
+        if (why->isEmpty()) *why = m_connection->lastError();
+        m_connection->rollbackTrans();
+    }
+    m_connection->unlockMaster();
+    return ok;
+}
+
+// Every row of the run on the report engine's pages, under the company's header.
+bool ListWizard::paper(ReportDocument* doc, QString* why)
+{
+    QList<QVariantList> rows;
+    {
+        WaitCursor wait;
+        if (!feedAll([&](const QVariantList& r) { rows << r; return true; }, why)) return false;
+    }
+    QHash<QString, QString> company; // by the contract's names without "RegUser"
+    for (auto it = m_company.cbegin(); it != m_company.cend(); ++it) company.insert(it.key().mid(7), it->toString());
+    const Entry* e = entry(m_runId);
+    *doc = listDocument(e ? e->caption : kTitle, m_runDefinition, m_query, rows, companyHeader(company));
+    return true;
+}
+
 int ListWizard::saveList(int id, const QString& caption, const QByteArray& definition)
 {
     m_lastError.clear();
@@ -340,33 +376,24 @@ int ListWizard::saveList(int id, const QString& caption, const QByteArray& defin
     const QString name = caption.trimmed().left(kCaptionLength);
     if (name.isEmpty()) return refuse(QStringLiteral("Adja meg a lista megnevezését!")), -1;
 
-    // One writer at a time: a refused lock asks before giving up.
-    while (!m_connection->lockMaster(3, 2000)) {
-        if (QMessageBox::question(this, kTitle,
-                                  QStringLiteral("Az adatbázist most más felhasználó írja, ezért a lista nem menthető.\nMegpróbálja újra?"))
-            != QMessageBox::Yes)
-            return refuse(QStringLiteral("A lista nem lett mentve: az adatbázist más felhasználó írta.")), -1;
-    }
     int saved = id;
-    bool ok = m_connection->beginTrans();
     const QDateTime now = QDateTime::currentDateTime();
     const QByteArray json = def.toJson();
-    if (ok && !id) {
+    why.clear();
+    const bool ok = writeLocked(QStringLiteral("menthető"), &why, [&](QString* error) {
+        if (id) {
+            return m_connection->execute(QStringLiteral("UPDATE qnd_list SET caption = ?, definition = ?, last_action_user_id1 = ?, "
+                                                        "last_action_date1 = ? WHERE id = ?"),
+                                         {name, QString::fromUtf8(json), m_userId, now, id}, error);
+        }
         saved = m_connection->newKey(Tables::List);
         const QVariantList sort = m_connection->select(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) + 1 FROM qnd_list")).value(0);
-        ok = saved > 0
+        return saved > 0
             && m_connection->execute(QStringLiteral("INSERT INTO qnd_list (id, parent_id, sort_order, caption, owner_user_id, definition, "
                                                     "create_user, create_date) VALUES (?, 0, ?, ?, ?, ?, ?, ?)"),
-                                     {saved, sort.value(0).toInt(), name, m_userId, QString::fromUtf8(json), m_userId, now}, &why);
-    } else if (ok) {
-        ok = m_connection->execute(QStringLiteral("UPDATE qnd_list SET caption = ?, definition = ?, last_action_user_id1 = ?, "
-                                                  "last_action_date1 = ? WHERE id = ?"),
-                                   {name, QString::fromUtf8(json), m_userId, now, id}, &why);
-    }
-    ok = ok && m_connection->commitTrans();
-    if (!ok) m_connection->rollbackTrans();
-    m_connection->unlockMaster();
-    if (!ok) return refuse(QStringLiteral("A lista nem lett mentve. %1").arg(why.isEmpty() ? m_connection->lastError() : why)), -1;
+                                     {saved, sort.value(0).toInt(), name, m_userId, QString::fromUtf8(json), m_userId, now}, error);
+    });
+    if (!ok) return refuse(QStringLiteral("A lista nem lett mentve. %1").arg(why)), -1;
     fillLists(saved);
     return saved;
 }
@@ -376,19 +403,11 @@ bool ListWizard::deleteList(int id)
     m_lastError.clear();
     if (!entry(id)) return refuse(QStringLiteral("Ez a lista nem érhető el."));
     if (!mayEdit(id)) return refuse(QStringLiteral("Nincs jogosultsága ennek a listának a törléséhez."));
-    while (!m_connection->lockMaster(3, 2000)) {
-        if (QMessageBox::question(this, kTitle,
-                                  QStringLiteral("Az adatbázist most más felhasználó írja, ezért a lista nem törölhető.\nMegpróbálja újra?"))
-            != QMessageBox::Yes)
-            return refuse(QStringLiteral("A lista nem lett törölve: az adatbázist más felhasználó írta."));
-    }
     QString why;
-    bool ok = m_connection->beginTrans()
-        && m_connection->execute(QStringLiteral("UPDATE qnd_list SET del_status = ?, last_action_user_id2 = ?, last_action_date2 = ? WHERE id = ?"),
-                                 {kDeleted, m_userId, QDateTime::currentDateTime(), id}, &why)
-        && m_connection->commitTrans();
-    if (!ok) m_connection->rollbackTrans();
-    m_connection->unlockMaster();
+    const bool ok = writeLocked(QStringLiteral("törölhető"), &why, [&](QString* error) {
+        return m_connection->execute(QStringLiteral("UPDATE qnd_list SET del_status = ?, last_action_user_id2 = ?, last_action_date2 = ? WHERE id = ?"),
+                                     {kDeleted, m_userId, QDateTime::currentDateTime(), id}, error);
+    });
     if (!ok) return refuse(QStringLiteral("A lista nem lett törölve. %1").arg(why));
     if (m_runId == id) {
         m_model->clear();
@@ -541,12 +560,8 @@ bool ListWizard::exportList(const QString& format, const QString& path)
     } else if (f == QLatin1String("xlsx")) {
         ok = exportListXlsx(path, title, m_query, feed, m_workFolder, &why);
     } else if (f == QLatin1String("pdf")) {
-        QList<QVariantList> rows;
-        WaitCursor wait;
-        ok = feedAll([&](const QVariantList& r) { rows << r; return true; }, &why);
-        QHash<QString, QString> company;
-        for (auto it = m_company.cbegin(); it != m_company.cend(); ++it) company.insert(it.key().mid(7), it->toString());
-        ok = ok && writeReportPdf(listDocument(title, m_runDefinition, m_query, rows, companyHeader(company)), path, &why);
+        ReportDocument doc;
+        ok = paper(&doc, &why) && writeReportPdf(doc, path, &why);
     } else {
         return refuse(QStringLiteral("Ismeretlen formátum: %1").arg(format));
     }
@@ -558,16 +573,9 @@ bool ListWizard::printList(bool preview)
     m_lastError.clear();
     if (!may(m_canPrint, QStringLiteral("a listák nyomtatásához"))) return false;
     if (!m_runId) return refuse(QStringLiteral("Előbb futtassa a listát!"));
-    const Entry* e = entry(m_runId);
-    QList<QVariantList> rows;
     QString why;
-    {
-        WaitCursor wait;
-        if (!feedAll([&](const QVariantList& r) { rows << r; return true; }, &why)) return refuse(why);
-    }
-    QHash<QString, QString> company;
-    for (auto it = m_company.cbegin(); it != m_company.cend(); ++it) company.insert(it.key().mid(7), it->toString());
-    const ReportDocument doc = listDocument(e ? e->caption : kTitle, m_runDefinition, m_query, rows, companyHeader(company));
+    ReportDocument doc;
+    if (!paper(&doc, &why)) return refuse(why);
     const bool ok = preview ? previewReport(doc, this, &why) : printReport(doc, this, &why);
     return ok || refuse(why);
 }

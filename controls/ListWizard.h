@@ -1,5 +1,7 @@
 #pragma once
 #include "ListDefinition.h"
+#include "ReportOutput.h"
+#include <functional>
 #include <QPointer>
 #include <QVariantMap>
 #include <QWidget>
@@ -102,6 +104,8 @@ private:
     void updateCommands();
     bool answerQuestions(ListDefinition* def, const QStringList& answers, bool ask);
     bool feedAll(const std::function<bool(const QVariantList&)>& sink, QString* error);
+    bool writeLocked(const QString& action, QString* why, const std::function<bool(QString*)>& write);
+    bool paper(ReportDocument* doc, QString* why);
     QString exportPath(const QString& suffix) const;
     void exportInteractive(const QString& format);
     bool manyPages(); // false when the user would rather not print a very long list

@@ -270,25 +270,18 @@ bool QndReport::writePdf(const QString& path)
     return writeReportPdf(document(), path, &err) || fail(err);
 }
 
-void QndReport::DoReport()
-{
-    const Outcome o = prepare();
-    if (o == Outcome::Failed) warn(nullptr);
-    if (o != Outcome::Ready) return;
-    QString err;
-    if (!previewReport(document(), dialogParent(), &err)) {
-        fail(err);
-        warn(nullptr);
-    }
-}
+void QndReport::DoReport() { present(true); }
 
-void QndReport::DoPrint()
+void QndReport::DoPrint() { present(false); }
+
+void QndReport::present(bool preview)
 {
     const Outcome o = prepare();
     if (o == Outcome::Failed) warn(nullptr);
     if (o != Outcome::Ready) return;
     QString err;
-    if (!printReport(document(), dialogParent(), &err)) {
+    const bool ok = preview ? previewReport(document(), dialogParent(), &err) : printReport(document(), dialogParent(), &err);
+    if (!ok) {
         fail(err);
         warn(nullptr);
     }

@@ -69,6 +69,7 @@ private:
     bool askParameters(QVariantMap* chosen);
     bool writePdf(const QString& path);
     ReportDocument document() const;
+    void present(bool preview); // DoReport (a preview) or DoPrint
     void warn(QWidget* parent) const;
     bool fail(const QString& message);
     QString stringPar(int n) const;

@@ -64,13 +64,6 @@ QList<std::pair<int, QString>> menuItems(Connection& c)
     return out;
 }
 
-QSet<int> visibleIds(const QList<MenuEntry>& entries)
-{
-    QSet<int> ids;
-    for (const MenuEntry& e : entries) ids += visibleIds(e.children) + QSet<int>{e.id};
-    return ids;
-}
-
 } // namespace
 
 RightsExplorer::RightsExplorer(QWidget* parent)
@@ -646,7 +639,7 @@ bool RightsExplorer::reaches(int kind, int itemId, int userId, const QList<int>&
     case MenuKind: {
         unsigned roles = 0;
         for (int s : held) roles |= 1u << s;
-        return visibleIds(visibleMenu(*c, roles, userId)).contains(itemId);
+        return menuIds(visibleMenu(*c, roles, userId)).contains(itemId);
     }
     case ReportKind:
         for (const ReportEntry& e : reportsForRoles(*c, held))
@@ -678,7 +671,7 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
     for (int id = itemId, depth = 0; id > 0 && depth < 64; ++depth) {
         const QList<QVariantList> r = c->select(QStringLiteral("SELECT id, %1, caption, del_status, %2%3 FROM %4 WHERE id=?")
                                                     .arg(table == QLatin1String("qnd_list") ? QStringLiteral("0") : QStringLiteral("parent_id"),
-                                                         slotColumns(), owned ? QStringLiteral(", ") + ownerColumn : QString(), table),
+                                                         roleColumns(), owned ? QStringLiteral(", ") + ownerColumn : QString(), table),
                                                 {id});
         if (r.isEmpty()) break;
         chain.prepend(r[0]);
@@ -686,9 +679,7 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
     }
     for (int i = 0; i < chain.size(); ++i) {
         const QVariantList& r = chain[i];
-        QList<int> on;
-        for (int s = 0; s < 10; ++s)
-            if (r[4 + s].toLongLong() != 0 || r[4 + s].toBool()) on << s;
+        const QList<int> on = rolesIn(r, 4);
         QList<int> both;
         for (int s : on)
             if (p.groupSlots.contains(s)) both << s;
@@ -764,7 +755,7 @@ void RightsExplorer::showRights()
             const QList<QVariantList> g = c->select(QStringLiteral("SELECT del_status FROM qnd_user_group WHERE id=?"), {id});
             if (!g.isEmpty() && g[0][0].toInt() == 0) roles = groupRoles(*c, id);
         }
-        return visibleIds(visibleMenu(*c, roles, users ? id : -1));
+        return menuIds(visibleMenu(*c, roles, users ? id : -1));
     };
     const QList<RightPath> mine = rightsOf(subject);
     QList<RightPath> theirs;
@@ -800,15 +791,7 @@ void RightsExplorer::showRights()
     const QSet<int> seen = menuOf(subject), seen2 = comparing ? menuOf(other) : QSet<int>();
     for (const auto& [id, path] : menuItems(*c)) row(menu, QString::number(id), path, seen.contains(id), seen2.contains(id));
     // The printed reports, the OLAP reports and the lists, each by the rule that shows them.
-    const auto heldBy = [&](int id) {
-        if (users) return c->roleSlotsOf(id);
-        QList<int> held;
-        const QList<QVariantList> g = c->select(QStringLiteral("SELECT del_status, %1 FROM qnd_user_group WHERE id=?").arg(slotColumns()), {id});
-        if (!g.isEmpty() && g[0][0].toInt() == 0)
-            for (int i = 0; i < 10; ++i)
-                if (g[0][1 + i].toLongLong() != 0 || g[0][1 + i].toBool()) held << i;
-        return held;
-    };
+    const auto heldBy = [&](int id) { return users ? c->roleSlotsOf(id) : c->groupRoleSlots(id); };
     const auto printed = [&](int id) {
         QSet<int> ids;
         for (const ReportEntry& e : reportsForRoles(*c, heldBy(id))) ids << e.id;
@@ -849,21 +832,14 @@ void RightsExplorer::showRights()
     applyFilter();
 }
 
-QString RightsExplorer::slotColumns()
-{
-    QStringList l;
-    for (int i = 0; i < 10; ++i) l << QStringLiteral("auth_%1").arg(i);
-    return l.join(QLatin1Char(','));
-}
-
 // An OLAP report a holder of `held` may open: live, under live folders, and sharing a slot.
 QSet<int> RightsExplorer::olapReportsFor(const QList<int>& held) const
 {
     Connection* c = module().connection();
     QHash<int, std::pair<int, bool>> rows; // parent, shares a slot
-    for (const QVariantList& r : c->select(QStringLiteral("SELECT id, parent_id, %1 FROM qnd_olap_report WHERE del_status=0").arg(slotColumns()))) {
+    for (const QVariantList& r : c->select(QStringLiteral("SELECT id, parent_id, %1 FROM qnd_olap_report WHERE del_status=0").arg(roleColumns()))) {
         bool shares = false;
-        for (int i : held) shares |= r[2 + i].toLongLong() != 0 || r[2 + i].toBool();
+        for (int i : rolesIn(r, 2)) shares |= held.contains(i);
         rows.insert(r[0].toInt(), {r[1].toInt(), shares});
     }
     QSet<int> out;

@@ -64,16 +64,11 @@ namespace NexoFrame {
 QHash<int, QString> Menus::usersReaching(int id)
 {
     Connection& c = *module().connection();
-    std::function<bool(const QList<MenuEntry>&)> holds = [&](const QList<MenuEntry>& l) {
-        for (const MenuEntry& e : l)
-            if (e.id == id || holds(e.children)) return true;
-        return false;
-    };
     QHash<int, QString> out;
     for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status = 0"))) {
         unsigned roles = 0;
         for (int s : c.roleSlotsOf(u[0].toInt())) roles |= 1u << s;
-        if (roles && holds(visibleMenu(c, roles, u[0].toInt()))) out.insert(u[0].toInt(), u[1].toString());
+        if (roles && menuIds(visibleMenu(c, roles, u[0].toInt())).contains(id)) out.insert(u[0].toInt(), u[1].toString());
     }
     return out;
 }

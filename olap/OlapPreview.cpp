@@ -1,4 +1,5 @@
 #include "OlapPreview.h"
+#include "CsvFile.h"
 #include <QAbstractTableModel>
 #include <QAreaSeries>
 #include <QBarCategoryAxis>
@@ -17,7 +18,6 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPieSeries>
-#include <QSaveFile>
 #include <QScatterSeries>
 #include <QSplitter>
 #include <QStackedBarSeries>
@@ -352,13 +352,6 @@ QChart* buildChart(const PivotResult& r, const ChartOptions& o)
     return chart;
 }
 
-QString csvField(const QString& text)
-{
-    static const QString special = QStringLiteral(";\"\r\n");
-    if (std::none_of(text.begin(), text.end(), [](QChar c) { return special.contains(c); })) return text;
-    return QLatin1Char('"') + QString(text).replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
-}
-
 bool fail(QString* error, const QString& message)
 {
     if (error) *error = message;
@@ -472,18 +465,16 @@ void OlapPreview::rebuildChart()
 bool OlapPreview::exportCsv(const QString& path, QString* error) const
 {
     if (!m_model->result()) return fail(error, QStringLiteral("Nincs exportálható kimutatás."));
-    QString out(QChar(0xFEFF));
+    Controls::CsvFile file(path);
+    if (!file.open(error)) return false;
     const int rows = m_model->rowCount(), cols = m_model->columnCount();
     for (int r = -1; r < rows; ++r) {
         QStringList fields;
         for (int c = 0; c < cols; ++c)
-            fields << csvField(r < 0 ? m_model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString()
-                                     : m_model->index(r, c).data().toString());
-        out += fields.join(QLatin1Char(';')) + QStringLiteral("\r\n");
+            fields << (r < 0 ? m_model->headerData(c, Qt::Horizontal, Qt::DisplayRole).toString() : m_model->index(r, c).data().toString());
+        file.row(fields);
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(out.toUtf8()) < 0 || !file.commit())
-        return fail(error, QStringLiteral("A(z) „%1” fájl nem írható: %2").arg(path, file.errorString()));
+    if (!file.commit(error)) return false;
     return true;
 }
 

@@ -7,16 +7,6 @@ namespace NexoFrame {
 
 int cDDXReport::tableNumber() const { return Tables::Report; }
 
-namespace {
-
-QString roleColumns(const QString& alias)
-{
-    QStringList l;
-    for (int i = 0; i < 10; ++i) l << QStringLiteral("%1.auth_%2").arg(alias).arg(i);
-    return l.join(QStringLiteral(", "));
-}
-
-} // namespace
 
 QList<ReportEntry> reportsOfUser(Connection& c, int userId) { return reportsForRoles(c, c.roleSlotsOf(userId)); }
 

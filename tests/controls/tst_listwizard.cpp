@@ -1,6 +1,7 @@
 #include "ListWizard.h"
 #include "ListWizardDialog.h"
 #include "ModalDriver.h"
+#include "Snapshots.h"
 #include "TestDatabase.h"
 #include <QAction>
 #include <QCheckBox>
@@ -38,16 +39,6 @@ QStringList gridRows(ListWizard& w)
         rows << cells.join(QLatin1Char('\t'));
     }
     return rows;
-}
-
-// With NEXO_KEEP_OUTPUT set, pictures of the dialogs and the printed list are kept there.
-void keepPicture(QWidget* w, const QString& name)
-{
-    const QString folder = qEnvironmentVariable("NEXO_KEEP_OUTPUT");
-    if (folder.isEmpty()) return;
-    QDir().mkpath(folder);
-    QTest::qWait(50);
-    w->grab().save(QDir(folder).filePath(name + QStringLiteral(".png")));
 }
 
 QString run(const QString& program, const QStringList& args)

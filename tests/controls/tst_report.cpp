@@ -1,6 +1,7 @@
 #include "ClassRegistry.h"
 #include "IModule.h"
 #include "ModalDriver.h"
+#include "Snapshots.h"
 #include "QndReport.h"
 #include "ReadOnlySource.h"
 #include "TestDatabase.h"
@@ -419,11 +420,7 @@ private slots:
         onNextModal([&](QWidget* dlg) {
             QVERIFY(qobject_cast<QPrintPreviewDialog*>(dlg));
             for (QAction* a : dlg->findChildren<QAction*>()) hadAction |= a->text() == QStringLiteral("PDF mentése…");
-            if (qEnvironmentVariableIsSet("NEXO_KEEP_OUTPUT")) {
-                dlg->resize(1100, 800);
-                QTest::qWait(100);
-                dlg->grab().save(m_out.filePath(QStringLiteral("preview.png")));
-            }
+            keepPicture(dlg, QStringLiteral("preview"), {1100, 800});
             dlg->close();
         });
         r->DoReport();

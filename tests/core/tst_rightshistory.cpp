@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include "Menus.h"
 #include "ModalDriver.h"
+#include "Snapshots.h"
 #include "Module.h"
 #include "RoleTicks.h"
 #include "Recordset.h"
@@ -68,17 +69,6 @@ QStringList changes(const QString& table, const QSet<QString>& before, const QSe
     }
     l.sort();
     return l;
-}
-
-// Every cell the history keeps, "table row column" -> value as the history writes it.
-QMap<QString, QString> dump(Connection& c)
-{
-    QMap<QString, QString> d;
-    for (const TableDef& t : Schema::instance().tables())
-        for (const QString& column : t.historyColumns)
-            for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
-                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
-    return d;
 }
 
 QMap<QString, QString> stateAt(Connection& c, const QDateTime& moment)
@@ -195,7 +185,7 @@ private slots:
     {
         TestSite site(1);
         Connection& c = site.db();
-        const QMap<QString, QString> before = dump(c);
+        const QMap<QString, QString> before = rightsDump(c);
         const QDateTime moment = QDateTime::currentDateTime();
         QTest::qWait(1100); // the history keeps seconds
         QVERIFY(c.beginTrans());
@@ -212,7 +202,7 @@ private slots:
         fresh.setValue(QStringLiteral("auth_3"), true);
         fresh.SetModified();
         QVERIFY(fresh.SetFinal() && fresh.CoreUpdate());
-        QVERIFY(dump(c) != before);
+        QVERIFY(rightsDump(c) != before);
         QCOMPARE(stateAt(c, moment), before);
 
         // One role back: only auth_3 moves.
@@ -229,7 +219,7 @@ private slots:
 
         // Everything back: the dump of that moment, the new group aside.
         QVERIFY2(revertTo(c, revertPlan(c, moment), &why), qPrintable(why));
-        QMap<QString, QString> now = dump(c);
+        QMap<QString, QString> now = rightsDump(c);
         for (auto it = now.begin(); it != now.end();)
             it = before.contains(it.key()) ? std::next(it) : now.erase(it);
         QCOMPARE(now, before);

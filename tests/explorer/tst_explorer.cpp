@@ -6,6 +6,7 @@
 #include "RoleTicks.h"
 #include "MenuAccess.h"
 #include "ModalDriver.h"
+#include "Snapshots.h"
 #include "Module.h"
 #include "RightsExplorer.h"
 #include "Recordset.h"
@@ -29,29 +30,7 @@ using namespace NexoFrame;
 
 namespace {
 
-void keepPicture(QWidget* w, const QString& name)
-{
-    const QString folder = qEnvironmentVariable("NEXO_KEEP_OUTPUT");
-    if (folder.isEmpty()) return;
-    QDir().mkpath(folder);
-    w->resize(1100, 700);
-    w->show();
-    QTest::qWait(50);
-    w->grab().save(QDir(folder).filePath(name + QStringLiteral(".png")));
-}
-
 QTreeWidgetItem* section(QTreeWidget* t, int i) { return t->topLevelItem(i); }
-
-// Every cell the rights history keeps, as it stands.
-QMap<QString, QString> dump(Connection& c)
-{
-    QMap<QString, QString> d;
-    for (const TableDef& t : Schema::instance().tables())
-        for (const QString& column : t.historyColumns)
-            for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
-                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
-    return d;
-}
 
 // Every row of every table but the history itself and the key counters, as stored.
 QStringList fullDump(Connection& c)
@@ -110,14 +89,7 @@ private slots:
             p.opt_users->setChecked(true);
             p.cbo_subject->setCurrentIndex(p.cbo_subject->findData(id));
             p.showRights();
-            QSet<int> shell;
-            std::function<void(const QList<MenuEntry>&)> walk = [&](const QList<MenuEntry>& l) {
-                for (const MenuEntry& e : l) {
-                    shell << e.id;
-                    walk(e.children);
-                }
-            };
-            walk(visibleMenu(c, groupRoles(c, u[1].toInt()), id));
+            const QSet<int> shell = menuIds(visibleMenu(c, groupRoles(c, u[1].toInt()), id));
             QTreeWidgetItem* menu = section(p.tree_rights, 1);
             QVERIFY(menu->childCount() > 10);
             for (int i = 0; i < menu->childCount(); ++i)
@@ -184,14 +156,7 @@ private slots:
         p.IAddin_AttachToSite(&site, 0, QString());
         int pairs = 0, seen = 0;
         for (const QVariantList& u : c.select(QStringLiteral("SELECT id, user_group_id FROM qnd_user WHERE del_status = 0 AND NOT COALESCE(access_denied, FALSE)"))) {
-            QSet<int> shell;
-            std::function<void(const QList<MenuEntry>&)> walk = [&](const QList<MenuEntry>& l) {
-                for (const MenuEntry& e : l) {
-                    shell << e.id;
-                    walk(e.children);
-                }
-            };
-            walk(visibleMenu(c, groupRoles(c, u[1].toInt()), u[0].toInt()));
+            const QSet<int> shell = menuIds(visibleMenu(c, groupRoles(c, u[1].toInt()), u[0].toInt()));
             for (int item = 1; item <= 150; ++item, ++pairs) {
                 const bool why = p.showWhyItem(u[0].toInt(), RightsExplorer::MenuKind, item);
                 QVERIFY2(why == shell.contains(item), qPrintable(QStringLiteral("user %1, item %2").arg(u[0].toInt()).arg(item)));
@@ -223,12 +188,12 @@ private slots:
         p.cbo_user->setCurrentIndex(p.cbo_user->findData(2));
         p.txt_key->setText(QStringLiteral("vtk_controlling_olap_report_mod"));
         QVERIFY(p.showWhy(2, p.txt_key->text()).granted == c.rightsTest(2, p.txt_key->text()));
-        keepPicture(&p, QStringLiteral("explorer_why"));
+        keepPicture(&p, QStringLiteral("explorer_why"), {1100, 700});
         p.cbo_user->setCurrentIndex(p.cbo_user->findData(3));
         p.cbo_kind->setCurrentIndex(RightsExplorer::MenuKind);
         p.cbo_item->setCurrentIndex(p.cbo_item->findData(12));
         QVERIFY(!p.showWhyItem(3, RightsExplorer::MenuKind, 12)); // Nagy Péter and "OLAP jogosultságok"
-        keepPicture(&p, QStringLiteral("explorer_why_menu"));
+        keepPicture(&p, QStringLiteral("explorer_why_menu"), {1100, 700});
     }
 
     // Two users side by side: the rows that differ are marked, and only they stay when asked;
@@ -270,7 +235,7 @@ private slots:
         QCOMPARE(lines.size(), visible + 1);
         p.txt_filter->clear();
         p.tabs->setCurrentIndex(1);
-        keepPicture(&p, QStringLiteral("explorer_diff"));
+        keepPicture(&p, QStringLiteral("explorer_diff"), {1100, 700});
     }
 
     // Who changed what is listed by name; a role is put back after its preview.
@@ -307,7 +272,7 @@ private slots:
                 && row->text(5) == QStringLiteral("Gépkocsivezetők") && row->text(6) == QStringLiteral("Vezetők");
         }
         QVERIFY(groupChange);
-        keepPicture(&p, QStringLiteral("explorer_history"));
+        keepPicture(&p, QStringLiteral("explorer_history"), {1100, 700});
 
         p.cbo_revert_role->setCurrentIndex(p.cbo_revert_role->findData(4));
         p.dtp_moment->setDateTime(moment);
@@ -322,13 +287,13 @@ private slots:
         }
         QCOMPARE(tickedThen, int(before.size()));
         QCOMPARE(tickedNow, c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_auth_unit WHERE auth_4")).value(0).value(0).toInt());
-        keepPicture(&p, QStringLiteral("explorer_state"));
+        keepPicture(&p, QStringLiteral("explorer_state"), {1100, 700});
         const int steps = int(revertPlan(c, moment, 4).size());
         onNextModal([&](QWidget* d) {
             auto* plan = d->findChild<QTreeWidget*>(QStringLiteral("tree_plan"));
             QVERIFY(plan);
             QCOMPARE(plan->topLevelItemCount(), steps);
-            keepPicture(d, QStringLiteral("explorer_revert"));
+            keepPicture(d, QStringLiteral("explorer_revert"), {1100, 700});
             clickButton(d, QStringLiteral("cmd_ok"));
         });
         QVERIFY(p.revert());
@@ -344,7 +309,7 @@ private slots:
         TestSite site(1);
         Connection& c = site.db();
         module().takeSite(&site);
-        const QMap<QString, QString> start = dump(c);
+        const QMap<QString, QString> start = rightsDump(c);
         const QStringList whole = fullDump(c);
         AuthUnits p;
         p.IAddin_AttachToSite(&site, 1, QString());
@@ -360,14 +325,14 @@ private slots:
         QCOMPARE(p.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("+1 felhasználó"));
         QVERIFY(p.lbl_impact->toolTip().contains(QStringLiteral("Nagy Péter")));
         QVERIFY(p.impactText(21).contains(QStringLiteral("levételével elveszítené: Nagy Péter")));
-        keepPicture(&p, QStringLiteral("tick_impact"));
-        QVERIFY(dump(c) != start);
+        keepPicture(&p, QStringLiteral("tick_impact"), {1100, 700});
+        QVERIFY(rightsDump(c) != start);
         p.show(); // the shortcut belongs to the window the user works in
         p.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&p));
         p.tree_Item->setFocus();
         QTest::keySequence(p.tree_Item, QKeySequence::Undo);
-        QCOMPARE(dump(c), start);
+        QCOMPARE(rightsDump(c), start);
         QCOMPARE(fullDump(c), whole);
         QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
         QCOMPARE(p.nodeOf(20)->checkState(0), Qt::Unchecked);
@@ -384,7 +349,7 @@ private slots:
         QVERIFY(left.size() < seeing.size());
         QCOMPARE(m.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("−%1 felhasználó").arg(seeing.size() - left.size()));
         QVERIFY(m.undoLastTick());
-        QCOMPARE(dump(c), start);
+        QCOMPARE(rightsDump(c), start);
         QCOMPARE(fullDump(c), whole);
     }
 
@@ -424,13 +389,13 @@ private slots:
             QCOMPARE(row->text(2), QStringLiteral("Nagy Péter, Rendszergazda"));
         }
         QCOMPARE(shown, want);
-        keepPicture(&p, QStringLiteral("explorer_unused"));
+        keepPicture(&p, QStringLiteral("explorer_unused"), {1100, 700});
         // 120 days: the reports menu, opened 100 days ago, is in use.
         p.spn_days->setValue(120);
         p.showUnused();
         QCOMPARE(p.tree_unused->topLevelItemCount(), want.size() - 1);
 
-        const QMap<QString, QString> before = dump(c);
+        const QMap<QString, QString> before = rightsDump(c);
         const qint64 mark = lastRightsChange(c);
         answerNextModal(QStringLiteral("Visszavonás"));
         QVERIFY(p.revokeUnused());
@@ -438,7 +403,7 @@ private slots:
         QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_rights_history WHERE id > ?"), {mark}).value(0).value(0).toInt(), want.size() - 1);
         QString why;
         QVERIFY2(revertTo(c, undoPlan(c, mark, lastRightsChange(c)), &why), qPrintable(why));
-        QCOMPARE(dump(c), before);
+        QCOMPARE(rightsDump(c), before);
         QCOMPARE(expiredModalActions(), 0);
     }
 };

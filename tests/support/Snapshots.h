@@ -1,0 +1,37 @@
+#pragma once
+// What several suites take a picture of: every cell the rights history keeps, as it stands
+// now, and (with NEXO_KEEP_OUTPUT set) a widget as the user sees it, to look at afterwards.
+#include "Connection.h"
+#include <QDir>
+#include <QMap>
+#include <QTest>
+#include <QWidget>
+
+namespace NexoFrame {
+
+// "table row column" -> the value as the history writes it.
+inline QMap<QString, QString> rightsDump(Connection& c)
+{
+    QMap<QString, QString> d;
+    for (const TableDef& t : Schema::instance().tables())
+        for (const QString& column : t.historyColumns)
+            for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
+                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
+    return d;
+}
+
+// Saves `name`.png into NEXO_KEEP_OUTPUT; `size` resizes and shows a widget that is not up yet.
+inline void keepPicture(QWidget* w, const QString& name, const QSize& size = {})
+{
+    const QString folder = qEnvironmentVariable("NEXO_KEEP_OUTPUT");
+    if (folder.isEmpty()) return;
+    QDir().mkpath(folder);
+    if (size.isValid()) {
+        w->resize(size);
+        w->show();
+    }
+    QTest::qWait(50);
+    w->grab().save(QDir(folder).filePath(name + QStringLiteral(".png")));
+}
+
+} // namespace NexoFrame
