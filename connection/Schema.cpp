@@ -248,6 +248,11 @@ Schema::Schema()
                       {idx("table_row", {"table_name", "row_id", "column_name", "changed_at", "id"}),
                        idx("column_time", {"table_name", "column_name", "changed_at", "id"}),
                        idx("changed_at", {"changed_at", "id"})});
+    // Failed logins: by name and time for the lock-out, by time for the panel's locked names.
+    // A row stays as a log when a successful login or an administrator forgives it (cleared_at).
+    m_tables << makeTable("qnd_login_failure", Tables::LoginFailure, "id",
+                      L{lng("id"), txt("user_name", 100), dt("failed_at"), txt("machine", 255), dt("cleared_at")},
+                      {idx("user_name", {"user_name", "failed_at"}), idx("failed_at", {"failed_at"})});
     for (TableDef& t : m_tables)
         for (const ColumnDef& c : t.columns)
             if (c.name.startsWith(QLatin1String("auth_"))) t.historyColumns << c.name;

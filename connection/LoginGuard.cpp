@@ -1,0 +1,127 @@
+#include "LoginGuard.h"
+#include "Connection.h"
+
+namespace NexoFrame {
+
+namespace {
+
+const QString kSection = QStringLiteral("MAINFRAME");
+
+const TableDef& failures() { return *Schema::instance().table(Tables::LoginFailure); }
+
+} // namespace
+
+LoginGuard::LoginGuard(Connection& connection, Clock clock) : m_c(connection) { setClock(std::move(clock)); }
+
+void LoginGuard::setClock(Clock clock)
+{
+    m_clock = clock ? std::move(clock) : Clock([] { return QDateTime::currentDateTime(); });
+}
+
+int LoginGuard::setting(const QString& key, int defaultValue)
+{
+    bool ok = false;
+    const int v = m_c.readSetting(kSection, key, QString::number(defaultValue)).trimmed().toInt(&ok);
+    if (!ok) return defaultValue;
+    return std::max(0, v);
+}
+
+int LoginGuard::maxFailures() { return setting(QStringLiteral("LoginMaxFailures"), 5); }
+int LoginGuard::lockMinutes() { return setting(QStringLiteral("LoginLockMinutes"), 15); }
+
+QString LoginGuard::keyOf(const QString& name)
+{
+    return name.trimmed().left(failures().column(QStringLiteral("user_name"))->length);
+}
+
+QVariant LoginGuard::stored(const QDateTime& moment) const
+{
+    return m_c.engine().toDb(*failures().column(QStringLiteral("failed_at")), moment);
+}
+
+QDateTime LoginGuard::read(const QVariant& raw) const
+{
+    return m_c.engine().fromDb(*failures().column(QStringLiteral("failed_at")), raw).toDateTime();
+}
+
+void LoginGuard::recordFailure(const QString& name, const QString& machine)
+{
+    Recordset& rs = m_c.editRecordset(Tables::LoginFailure);
+    rs.addNew();
+    rs.setField(QStringLiteral("user_name"), keyOf(name));
+    rs.setField(QStringLiteral("failed_at"), now());
+    rs.setField(QStringLiteral("machine"), machine.left(failures().column(QStringLiteral("machine"))->length));
+    if (rs.update()) return;
+    const QString why = rs.lastError();
+    rs.cancelUpdate();
+    throw DbError(QStringLiteral("A sikertelen bejelentkezés nem jegyezhető fel: %1").arg(why));
+}
+
+QDateTime LoginGuard::lockEnd(const QList<QDateTime>& times, int max, int minutes, const QDateTime& now)
+{
+    if (max < 1 || minutes < 1) return {};
+    const qint64 span = qint64(minutes) * 60;
+    // Newest first: the first failure whose lock is over ends the search, older ones end sooner.
+    for (qsizetype i = times.size() - 1; i >= max - 1; --i) {
+        const QDateTime end = times[i].addSecs(span);
+        if (end <= now) break;
+        if (times[i - max + 1].secsTo(times[i]) < span) return end;
+    }
+    return {};
+}
+
+QDateTime LoginGuard::lockedUntil(const QString& name)
+{
+    const int max = maxFailures(), minutes = lockMinutes();
+    if (max < 1 || minutes < 1) return {};
+    const QDateTime at = now();
+    // A lock still running began at most `minutes` ago, after failures at most `minutes` older.
+    QList<QDateTime> times;
+    m_c.selectEach(QStringLiteral("SELECT failed_at FROM qnd_login_failure WHERE user_name = ? AND failed_at > ? "
+                                  "AND cleared_at IS NULL ORDER BY failed_at"),
+                   {keyOf(name), stored(at.addSecs(-2 * qint64(minutes) * 60))}, [&](const QVariantList& r) {
+                       times << read(r.value(0));
+                       return true;
+                   });
+    return lockEnd(times, max, minutes, at);
+}
+
+QHash<QString, QDateTime> LoginGuard::lockedNames()
+{
+    QHash<QString, QDateTime> locked;
+    const int max = maxFailures(), minutes = lockMinutes();
+    if (max < 1 || minutes < 1) return locked;
+    const QDateTime at = now();
+    QHash<QString, QList<QDateTime>> recent;
+    m_c.selectEach(QStringLiteral("SELECT user_name, failed_at FROM qnd_login_failure WHERE failed_at > ? "
+                                  "AND cleared_at IS NULL ORDER BY failed_at"),
+                   {stored(at.addSecs(-2 * qint64(minutes) * 60))}, [&](const QVariantList& r) {
+                       recent[r.value(0).toString()] << read(r.value(1));
+                       return true;
+                   });
+    for (auto it = recent.cbegin(); it != recent.cend(); ++it) {
+        const QDateTime end = lockEnd(it.value(), max, minutes, at);
+        if (end.isValid()) locked.insert(it.key(), end);
+    }
+    return locked;
+}
+
+void LoginGuard::clear(const QString& name)
+{
+    const QString key = keyOf(name);
+    // Most logins have nothing to forgive: a read, and no write that would wait for a writer.
+    const auto open = m_c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE user_name = ? AND cleared_at IS NULL"),
+                                 {key});
+    if (open.value(0).value(0).toInt() == 0) return;
+    const QString failed = QStringLiteral("A(z) „%1” felhasználónév sikertelen bejelentkezései nem törölhetők: %2");
+    if (!m_c.beginTrans(3)) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem kezdhető el.")));
+    QString error;
+    if (!m_c.execute(QStringLiteral("UPDATE qnd_login_failure SET cleared_at = ? WHERE user_name = ? AND cleared_at IS NULL"),
+                     {stored(now()), key}, &error)) {
+        m_c.rollbackTrans(3);
+        throw DbError(failed.arg(key, error));
+    }
+    if (!m_c.commitTrans(3)) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem zárható le.")));
+}
+
+} // namespace NexoFrame
