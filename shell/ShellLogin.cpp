@@ -1,10 +1,13 @@
 #include "ShellLogin.h"
 #include "Connection.h"
+#include "LoginGuard.h"
+#include <QDebug>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSysInfo>
 #include <QVBoxLayout>
 
 namespace NexoFrame::Shell {
@@ -23,15 +26,37 @@ LoginResult refused(LoginResult::Status s, const QString& message)
     return r;
 }
 
+// The refusal of a locked name: until when, and that the right password does not help.
+LoginResult locked(const QString& name, const QDateTime& until, const QDateTime& now)
+{
+    const QString when = until.toString(until.date() == now.date() ? QStringLiteral("HH:mm")
+                                                                    : QStringLiteral("yyyy.MM.dd. HH:mm"));
+    LoginResult r = refused(LoginResult::Status::Locked,
+                            QStringLiteral("Túl sok sikertelen bejelentkezés. A(z) „%1” felhasználónév %2-ig zárolva van, "
+                                           "addig a helyes jelszóval sem lehet belépni. A zárolást a rendszergazda "
+                                           "ennél korábban is feloldhatja.").arg(name, when));
+    r.lockedUntil = until;
+    return r;
+}
+
 } // namespace
 
 LoginResult checkLogin(Connection& c, const QString& typedName, const QString& password)
+{
+    LoginGuard guard(c);
+    return checkLogin(c, typedName, password, guard);
+}
+
+LoginResult checkLogin(Connection& c, const QString& typedName, const QString& password, LoginGuard& guard)
 {
     const QString name = typedName.trimmed();
     if (name.isEmpty())
         return refused(LoginResult::Status::MissingName, QStringLiteral("Adja meg a felhasználónevet."));
 
     try {
+        // Before the password: a locked name learns nothing, not even that it guessed right.
+        const QDateTime until = guard.lockedUntil(name);
+        if (until.isValid()) return locked(name, until, guard.now());
         const QString stored = Connection::ciphered(password, kKey1, kKey2);
         // The name index is not unique: a deleted account may share its name with a live one,
         // so every row of the name is weighed and the best standing one decides.
@@ -55,6 +80,13 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
             good.userName = name;
             good.displayName = rs->field(QStringLiteral("display_name")).toString().trimmed();
             if (good.displayName.isEmpty()) good.displayName = name;
+            // A successful login starts the count again; if that cannot be written, the
+            // login still stands.
+            try {
+                guard.clear(name);
+            } catch (const DbError& e) {
+                qWarning() << e.message();
+            }
             return good;
         }
         if (denied)
@@ -63,6 +95,12 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         if (deleted)
             return refused(LoginResult::Status::Deleted,
                            QStringLiteral("Ez a felhasználó törölve lett, nem jelentkezhet be."));
+        try {
+            guard.recordFailure(name, QSysInfo::machineHostName());
+        } catch (const DbError& e) {
+            // The refusal stands; only the count misses this try.
+            qWarning() << e.message();
+        }
         return refused(LoginResult::Status::BadCredentials, QStringLiteral("Hibás felhasználónév vagy jelszó."));
     } catch (const DbError& e) {
         return refused(LoginResult::Status::DatabaseError,
@@ -71,7 +109,7 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
 }
 
 LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QWidget* parent)
-    : QDialog(parent), m_connection(connection)
+    : QDialog(parent), m_connection(connection), m_guard(std::make_unique<LoginGuard>(connection))
 {
     setWindowTitle(QStringLiteral("Bejelentkezés"));
     setObjectName(QStringLiteral("frmLogin"));
@@ -124,15 +162,21 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
     m_user->setFocus();
 }
 
+LoginDialog::~LoginDialog() = default;
+
 void LoginDialog::tryLogin()
 {
-    m_result = checkLogin(m_connection, m_user->text(), m_password->text());
+    m_result = checkLogin(m_connection, m_user->text(), m_password->text(), *m_guard);
     if (m_result.ok()) {
         accept();
         return;
     }
     m_message->setText(m_result.message);
     m_message->show();
+    // A long refusal (a lock says until when) wraps: the dialog grows to show all of it.
+    layout()->activate();
+    const int needed = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width()) : sizeHint().height();
+    if (needed > height()) resize(width(), needed);
     // The name stays for another try; a wrong password is typed again from scratch.
     if (m_result.status == LoginResult::Status::MissingName) {
         m_user->setFocus();
