@@ -34,6 +34,11 @@ QString LoginGuard::keyOf(const QString& name)
     return name.trimmed().left(failures().column(QStringLiteral("user_name"))->length);
 }
 
+QString LoginGuard::untilText(const QDateTime& until, const QDateTime& now)
+{
+    return until.toString(until.date() == now.date() ? QStringLiteral("HH:mm") : QStringLiteral("yyyy.MM.dd. HH:mm"));
+}
+
 QVariant LoginGuard::stored(const QDateTime& moment) const
 {
     return m_c.engine().toDb(*failures().column(QStringLiteral("failed_at")), moment);

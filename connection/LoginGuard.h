@@ -22,6 +22,7 @@ public:
     // `clock` gives the time every rule is read at; none means the machine's clock.
     explicit LoginGuard(Connection& connection, Clock clock = {});
 
+    Connection& connection() const { return m_c; }
     void setClock(Clock clock);
     QDateTime now() const { return m_clock(); }
 
@@ -38,6 +39,8 @@ public:
     // Forgives the name's failures in one transaction. Throws DbError when it fails.
     void clear(const QString& name);
 
+    // When a lock ends, as people read it: "14:35", or with the day when that is not today.
+    static QString untilText(const QDateTime& until, const QDateTime& now);
     // The name as it is kept: trimmed and cut to the column.
     static QString keyOf(const QString& name);
     // The end of the lock that failures at `times` (ascending) give at `now`, or invalid:

@@ -29,12 +29,10 @@ LoginResult refused(LoginResult::Status s, const QString& message)
 // The refusal of a locked name: until when, and that the right password does not help.
 LoginResult locked(const QString& name, const QDateTime& until, const QDateTime& now)
 {
-    const QString when = until.toString(until.date() == now.date() ? QStringLiteral("HH:mm")
-                                                                    : QStringLiteral("yyyy.MM.dd. HH:mm"));
     LoginResult r = refused(LoginResult::Status::Locked,
                             QStringLiteral("Túl sok sikertelen bejelentkezés. A(z) „%1” felhasználónév %2-ig zárolva van, "
                                            "addig a helyes jelszóval sem lehet belépni. A zárolást a rendszergazda "
-                                           "ennél korábban is feloldhatja.").arg(name, when));
+                                           "ennél korábban is feloldhatja.").arg(name, LoginGuard::untilText(until, now)));
     r.lockedUntil = until;
     return r;
 }
