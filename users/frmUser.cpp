@@ -150,14 +150,27 @@ bool frmUser::DisplayData()
 
 bool frmUser::GetData()
 {
+    cDDXUser* u = user(this);
     // Compared exactly as typed: a difference in letter case is a difference. Nothing is
     // taken then.
+    bool ok = true;
     if (txt_password_2->text() != txt_password->text()) {
         AddError(eError, kFieldCheckNumber, QStringLiteral("Az új jelszó és a megerősítése nem azonos!"));
+        ok = false;
+    }
+    // Only a password typed now must be long enough: an old short one that is saved again
+    // unchanged (say by someone who may not change passwords) is not refused.
+    const int minimum = module().connection()->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"),
+                                                           QStringLiteral("0")).trimmed().toInt();
+    const bool typed = u->ItemStatus() == IsNew || txt_password->text() != Connection::ciphered(u->password(), kKey1, kKey2);
+    if (minimum > 0 && typed && txt_password->text().size() < minimum) {
+        AddError(eError, kFieldCheckNumber, QStringLiteral("A jelszónak legalább %1 karakter hosszúnak kell lennie!").arg(minimum));
+        ok = false;
+    }
+    if (!ok) {
         ShowErrorList(QStringLiteral("Hiba lista"));
         return false;
     }
-    cDDXUser* u = user(this);
     auto cut = [&](const QLineEdit* box, const char* column) { return textOf(box, u->columnLength(QString::fromLatin1(column))); };
     u->set_user_group_id(ComboGetData(cbo_user_group_id, -1));
     u->set_user_name(cut(txt_user_name, "user_name"));

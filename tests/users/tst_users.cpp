@@ -56,6 +56,27 @@ QStringList actionTexts(const QWidget* w)
     return l;
 }
 
+// A user's password as the form shows it.
+QString shownPassword(Connection& c, int id)
+{
+    return Connection::ciphered(c.select(QStringLiteral("SELECT password FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toString(),
+                                frmUser::kKey1, frmUser::kKey2);
+}
+
+// Types into both password boxes of the form; the error list that OK then brings up is read
+// into `listed` and closed.
+void typePassword(QWidget* form, const QString& password, const QString& confirmation, QList<QStringList>* listed = nullptr)
+{
+    auto* f = qobject_cast<frmUser*>(form);
+    f->txt_password->setText(password);
+    f->txt_password_2->setText(confirmation);
+    if (listed)
+        onNextModal([listed](QWidget* list) {
+            *listed << listedErrors(list);
+            clickButton(list, QStringLiteral("cmdCancel"));
+        });
+}
+
 } // namespace
 
 class TstUsers : public QObject {
@@ -160,6 +181,85 @@ private slots:
         QCOMPARE(u.ShowForm(), rvOK);
         QCOMPARE(c.select(QStringLiteral("SELECT password, assignment FROM qnd_user WHERE id=3")).value(0),
                  (QVariantList{before, "Értékesítő"}));
+    }
+
+    void minimumPasswordLength()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        // Off unless set: a password of one letter is taken.
+        cDDXUser admin;
+        QVERIFY(admin.CoreLoad(1));
+        onNextModal([](QWidget* f) {
+            typePassword(f, QStringLiteral("x"), QStringLiteral("x"));
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(admin.ShowForm(), rvOK);
+        QCOMPARE(shownPassword(c, 1), QStringLiteral("x"));
+
+        // Set to 8: seven letters are refused, beside the mismatch when both are wrong; eight are taken.
+        QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("8")));
+        const QString tooShort = QStringLiteral("A jelszónak legalább 8 karakter hosszúnak kell lennie!");
+        const QString mismatch = QStringLiteral("Az új jelszó és a megerősítése nem azonos!");
+        QList<QStringList> listed;
+        QVERIFY(admin.CoreLoad(1));
+        onNextModal([&](QWidget* f) {
+            typePassword(f, QStringLiteral("hétbetű"), QStringLiteral("hétbetű"), &listed);
+            onNextModal([&](QWidget* again) {
+                typePassword(again, QStringLiteral("hétbetű"), QStringLiteral("Hétbetű"), &listed);
+                onNextModal([](QWidget* third) {
+                    typePassword(third, QStringLiteral("jelszó12"), QStringLiteral("jelszó12"));
+                    clickButton(third, QStringLiteral("cmd_ok"));
+                });
+                clickButton(again, QStringLiteral("cmd_ok"));
+            });
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(admin.ShowForm(), rvOK);
+        QCOMPARE(listed, (QList<QStringList>{{tooShort}, {mismatch, tooShort}}));
+        QCOMPARE(shownPassword(c, 1), QStringLiteral("jelszó12"));
+
+        // A new user's empty password is a new one, and refused.
+        listed.clear();
+        cDDXUser created;
+        created.set_user_group_id(2);
+        onNextModal([&](QWidget* d) {
+            auto* f = qobject_cast<frmUser*>(d);
+            f->txt_user_name->setText(QStringLiteral("uj.kolléga"));
+            f->txt_display_name->setText(QStringLiteral("Új Kolléga"));
+            typePassword(f, QString(), QString(), &listed);
+            onNextModal([](QWidget* again) {
+                typePassword(again, QStringLiteral("hosszú jelszó"), QStringLiteral("hosszú jelszó"));
+                clickButton(again, QStringLiteral("cmd_ok"));
+            });
+            clickButton(f, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(created.ShowForm(), rvOK);
+        QCOMPARE(listed, (QList<QStringList>{{tooShort}}));
+
+        // An old short password saved again unchanged is not refused (anna123 has seven).
+        cDDXUser anna;
+        QVERIFY(anna.CoreLoad(2));
+        onNextModal([](QWidget* d) {
+            qobject_cast<frmUser*>(d)->txt_assignment->setText(QStringLiteral("Vezető"));
+            clickButton(d, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(anna.ShowForm(), rvOK);
+        QCOMPARE(shownPassword(c, 2), QStringLiteral("anna123"));
+
+        // Nor by someone who may not change passwords: the boxes are shut, the old one is kept.
+        TestSite peterSite(3);
+        module().takeSite(&peterSite);
+        QVERIFY(peterSite.db().writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("12")));
+        cDDXUser peter;
+        QVERIFY(peter.CoreLoad(3));
+        onNextModal([](QWidget* d) {
+            QVERIFY(!qobject_cast<frmUser*>(d)->txt_password->isEnabled());
+            clickButton(d, QStringLiteral("cmd_ok"));
+        });
+        QCOMPARE(peter.ShowForm(), rvOK);
+        QCOMPARE(shownPassword(peterSite.db(), 3), QStringLiteral("peter123"));
     }
 
     void remindersFollowTheDriver()
