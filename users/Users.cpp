@@ -2,16 +2,20 @@
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ErrorList.h"
+#include "LoginGuard.h"
 #include "Module.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
 #include "cMessage2.h"
 #include <QAction>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QSplitter>
+#include <QStyledItemDelegate>
 #include <QTableView>
 #include <QToolBar>
+#include <QToolTip>
 #include <QVBoxLayout>
 
 namespace NexoFrame {
@@ -39,10 +43,56 @@ BrowseViewDef usersView()
              BrowseColumn{QStringLiteral("abbreviation"), QStringLiteral("Rövidítés"), 70},
              BrowseColumn{QStringLiteral("assignment"), QStringLiteral("Beosztás"), 120},
              BrowseColumn{QStringLiteral("email"), QStringLiteral("E-mail"), 170},
-             BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 90},
+             BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 130},
              BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100}},
             QStringLiteral("id"), QStringLiteral("del_status=0"), QStringLiteral("user_name")};
 }
+
+int columnOf(const BrowseViewDef& view, const char* column)
+{
+    for (int i = 0; i < view.columns.size(); ++i)
+        if (view.columns[i].column == QLatin1String(column)) return i;
+    return -1;
+}
+
+const QString kModifyUser = QStringLiteral("mainframe_base_user_mod");
+
+// A locked user's name in the colour of refusals, and the lock's end beside the barred mark
+// (both keep him out, so they share a column).
+class LockMarkDelegate : public QStyledItemDelegate {
+public:
+    LockMarkDelegate(const Users* panel, bool withText, QObject* parent)
+        : QStyledItemDelegate(parent), m_panel(panel), m_withText(withText)
+    {
+    }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        const QString lock = m_panel->lockText(index.row());
+        if (lock.isEmpty()) return;
+        if (m_withText) option->text = option->text.isEmpty() ? lock : option->text + QLatin1Char(' ') + lock;
+        option->palette.setColor(QPalette::Text, QColor(0xb0, 0x00, 0x20));
+    }
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override
+    {
+        const QString lock = m_panel->lockText(index.row());
+        if (event->type() != QEvent::ToolTip || lock.isEmpty())
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        QToolTip::showText(event->globalPos(),
+                           QStringLiteral("%1: túl sok volt a sikertelen bejelentkezés ezzel a felhasználónévvel, ezért "
+                                          "a program addig a helyes jelszóval sem engedi be. A „Zárolás feloldása” "
+                                          "paranccsal előbb is feloldható.").arg(lock),
+                           view);
+        return true;
+    }
+
+private:
+    const Users* m_panel;
+    bool m_withText;
+};
 
 } // namespace
 
@@ -83,6 +133,14 @@ Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QS
     });
     connect(brw_item, &BrowseView::activated, this, [this] { if (!cmd_bar_class->actions().isEmpty()) ModifyGroup(); });
     connect(brw_item_1, &BrowseView::activated, this, [this] { if (!cmd_bar_class_1->actions().isEmpty()) ModifyUser(); });
+    // Every read of the users' list (a group picked, a search, a sort, a refresh) reads the
+    // locked names once; the rows then only look them up.
+    QTableView* users = brw_item_1->table();
+    connect(users->model(), &QAbstractItemModel::modelReset, this, &Users::readLocks);
+    connect(users->model(), &QAbstractItemModel::rowsInserted, this, &Users::updateUnlock);
+    connect(users->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &Users::updateUnlock);
+    users->setItemDelegateForColumn(columnOf(usersView(), "user_name"), new LockMarkDelegate(this, false, users));
+    users->setItemDelegateForColumn(columnOf(usersView(), "access_denied"), new LockMarkDelegate(this, true, users));
 }
 
 Users::~Users() = default;
@@ -90,6 +148,7 @@ Users::~Users() = default;
 void Users::InitializeSite()
 {
     Connection* c = module().connection();
+    if (!m_guard || &m_guard->connection() != c) m_guard = std::make_unique<LoginGuard>(*c);
     titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
     if (c->userManagementLocal()) {
         buildCommands(cmd_bar_class, popup,
@@ -103,7 +162,11 @@ void Users::InitializeSite()
                        {QStringLiteral("Felhasználó módosítása"), QStringLiteral("Felhasználó módosítása"),
                         QStringLiteral("mainframe_base_user_mod"), &Users::ModifyUser},
                        {QStringLiteral("Felhasználó törlése"), QStringLiteral("Felhasználó törlése"),
-                        QStringLiteral("mainframe_base_user_del"), &Users::DeleteUser}});
+                        QStringLiteral("mainframe_base_user_del"), &Users::DeleteUser},
+                       {QStringLiteral("Zárolás feloldása"), QStringLiteral("Zárolás feloldása"), kModifyUser,
+                        &Users::UnlockUser}});
+        cmd_unlock = cmd_bar_class_1->actions().value(3);
+        mnu_unlock = popup_1->actions().value(3);
     } else {
         titleLabel()->setText(
             QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
@@ -120,11 +183,12 @@ void Users::InitializeSite()
 void Users::buildCommands(QToolBar* bar, QMenu* menu, const QList<Command>& commands)
 {
     if (!bar->actions().isEmpty()) return;
-    const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView, QStyle::SP_TrashIcon};
+    const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView, QStyle::SP_TrashIcon,
+                                            QStyle::SP_DialogResetButton};
     for (int i = 0; i < commands.size(); ++i) {
         const Command cmd = commands[i];
         for (auto [owner, caption] : {std::pair<QWidget*, QString>{bar, cmd.barCaption}, {menu, cmd.menuCaption}}) {
-            auto* a = new QAction(style()->standardIcon(icons[i % 3]), caption, owner);
+            auto* a = new QAction(style()->standardIcon(icons[i % 4]), caption, owner);
             a->setData(cmd.right);
             connect(a, &QAction::triggered, this, [this, run = cmd.run] { (this->*run)(); });
             owner->addAction(a);
@@ -193,13 +257,68 @@ void Users::NewUser()
 void Users::ModifyUser()
 {
     StepRunner r = runner("ModifyUser");
-    r.step([this] { modify(brw_item_1, QStringLiteral("mainframe_base_user_mod"), std::make_unique<cDDXUser>()); });
+    r.step([this] { modify(brw_item_1, kModifyUser, std::make_unique<cDDXUser>()); });
 }
 
 void Users::DeleteUser()
 {
     StepRunner r = runner("DeleteUser");
     r.step([this] { remove(brw_item_1, QStringLiteral("mainframe_base_user_del"), std::make_unique<cDDXUser>()); });
+}
+
+void Users::UnlockUser()
+{
+    StepRunner r = runner("UnlockUser");
+    r.step([this] {
+        const QModelIndex current = brw_item_1->table()->currentIndex();
+        const QString name = current.isValid() ? userNameAt(current.row()) : QString();
+        if (!m_guard || !locks().contains(name) || !testRight(kModifyUser)) return;
+        m_guard->clear(name);
+        brw_item_1->refresh();
+    });
+}
+
+void Users::readLocks()
+{
+    m_locksStale = true;
+    updateUnlock();
+}
+
+const QHash<QString, QDateTime>& Users::locks() const
+{
+    // Asked only once a row wants its mark: a list read that shows no rows reads nothing.
+    if (m_locksStale && m_guard) {
+        m_locksStale = false;
+        m_locked.clear();
+        try {
+            m_locksRead = m_guard->now();
+            m_locked = m_guard->lockedNames();
+        } catch (const DbError&) {
+            // The list still shows; the marks come back with its next read.
+        }
+    }
+    return m_locked;
+}
+
+void Users::updateUnlock()
+{
+    const QModelIndex current = brw_item_1->table()->currentIndex();
+    const bool locked = current.isValid() && locks().contains(userNameAt(current.row()));
+    for (QAction* a : {cmd_unlock, mnu_unlock})
+        if (a) a->setEnabled(locked);
+}
+
+QString Users::userNameAt(int row) const
+{
+    static const int column = columnOf(usersView(), "user_name");
+    return brw_item_1->table()->model()->index(row, column).data().toString();
+}
+
+QString Users::lockText(int row) const
+{
+    const auto it = locks().constFind(userNameAt(row));
+    if (it == m_locked.constEnd()) return {};
+    return QStringLiteral("Zárolva %1-ig").arg(LoginGuard::untilText(*it, m_locksRead));
 }
 
 } // namespace NexoFrame

@@ -1,8 +1,11 @@
 #pragma once
 #include "AdminPanel.h"
+#include <QDateTime>
+#include <QHash>
 #include <functional>
 #include <memory>
 
+class QAction;
 class QMenu;
 class QSplitter;
 class QToolBar;
@@ -13,9 +16,11 @@ namespace Controls {
 class BrowseView;
 }
 class cDDXRecord;
+class LoginGuard;
 
 // The user groups and, beside them, the users of the selected group. Under centralised
-// user management the lists are only read.
+// user management the lists are only read. A user whose name is locked by failed logins is
+// marked in the "Belépés tiltva" column, and an administrator may lift the lock.
 class Users : public AdminPanel {
     Q_OBJECT
 public:
@@ -29,6 +34,9 @@ public:
     QToolBar* cmd_bar_class_1 = nullptr;
     QMenu* popup = nullptr;
     QMenu* popup_1 = nullptr;
+    // "Zárolás feloldása" on the users' bar and menu; enabled for a locked user.
+    QAction* cmd_unlock = nullptr;
+    QAction* mnu_unlock = nullptr;
 
     void NewGroup();
     void ModifyGroup();
@@ -36,6 +44,12 @@ public:
     void NewUser();
     void ModifyUser();
     void DeleteUser();
+    void UnlockUser();
+
+    // What the lock mark says for a row of the users' list: "Zárolva 14:35-ig", or nothing.
+    QString lockText(int row) const;
+    // The lock-out the panel reads; its clock may be set (tests move time with it).
+    LoginGuard* loginGuard() const { return m_guard.get(); }
 
 protected:
     void InitializeSite() override;
@@ -52,6 +66,16 @@ private:
     void modify(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
     void remove(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
     void showNew(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
+    // The locked names, read once for each read of the users' list.
+    void readLocks();
+    const QHash<QString, QDateTime>& locks() const;
+    void updateUnlock();
+    QString userNameAt(int row) const;
+
+    std::unique_ptr<LoginGuard> m_guard;
+    mutable QHash<QString, QDateTime> m_locked;
+    mutable QDateTime m_locksRead; // the guard's time at the last read
+    mutable bool m_locksStale = true;
 };
 
 } // namespace NexoFrame

@@ -1,9 +1,11 @@
 #include "BrowseView.h"
 #include "Connection.h"
+#include "LoginGuard.h"
 #include "ModalDriver.h"
 #include "RecordTesting.h"
 #include "Module.h"
 #include "QuickPick.h"
+#include "Snapshots.h"
 #include "TestSite.h"
 #include "Users.h"
 #include "cDDXUser.h"
@@ -16,6 +18,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QSplitter>
+#include <QTableView>
 #include <QTableWidget>
 #include <QTest>
 #include <QToolBar>
@@ -75,6 +79,20 @@ void typePassword(QWidget* form, const QString& password, const QString& confirm
             *listed << listedErrors(list);
             clickButton(list, QStringLiteral("cmdCancel"));
         });
+}
+
+// Three failed logins of `name`, enough to lock it under LoginMaxFailures 3.
+void lockName(Connection& c, const QString& name, const QDateTime& at)
+{
+    QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QStringLiteral("3")));
+    LoginGuard guard(c, [at] { return at; });
+    for (int i = 0; i < 3; ++i) guard.recordFailure(name, QStringLiteral("pc-12"));
+}
+
+int openFailures(Connection& c, const QString& name)
+{
+    return c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE user_name=? AND cleared_at IS NULL"), {name})
+        .value(0).value(0).toInt();
 }
 
 } // namespace
@@ -262,6 +280,64 @@ private slots:
         QCOMPARE(shownPassword(peterSite.db(), 3), QStringLiteral("peter123"));
     }
 
+    void panelMarksAndUnlocksALockedUser()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        const QDateTime now(QDate(2026, 3, 2), QTime(14, 20));
+        lockName(c, QStringLiteral("kiss.bela"), now);
+        LoginGuard(c, [now] { return now; }).recordFailure(QStringLiteral("varga.zoltan"), QStringLiteral("pc-12"));
+        Users p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.loginGuard()->setClock([now] { return now; });
+        QVERIFY(p.brw_item->selectId(5));
+        QTableView* grid = p.brw_item_1->table();
+        QVERIFY(p.brw_item_1->selectId(7)); // varga.zoltan: one failure, not locked
+        QCOMPARE(p.lockText(grid->currentIndex().row()), QString());
+        QVERIFY(!p.cmd_unlock->isEnabled() && !p.mnu_unlock->isEnabled());
+        p.splitter->setSizes({300, 1000});
+        keepPicture(&p, QStringLiteral("users_locked"), {1300, 420});
+        QVERIFY(p.brw_item_1->selectId(6)); // kiss.bela
+        QCOMPARE(p.lockText(grid->currentIndex().row()), QStringLiteral("Zárolva 14:35-ig"));
+        QVERIFY(p.cmd_unlock->isEnabled() && p.mnu_unlock->isEnabled());
+        keepPicture(&p, QStringLiteral("users_locked_selected"));
+
+        // Without the right to modify users the command is refused with the frame's message.
+        TestSite peterSite(3);
+        lockName(peterSite.db(), QStringLiteral("kiss.bela"), now);
+        Users q;
+        q.IAddin_AttachToSite(&peterSite, 0, QString());
+        q.loginGuard()->setClock([now] { return now; });
+        QVERIFY(q.brw_item->selectId(5) && q.brw_item_1->selectId(6));
+        QVERIFY(q.cmd_unlock->isEnabled());
+        onNextModal([](QWidget* d) {
+            QVERIFY(dialogText(d).contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")));
+            clickButton(d, QStringLiteral("OK"));
+        });
+        q.cmd_unlock->trigger();
+        QCOMPARE(openFailures(peterSite.db(), QStringLiteral("kiss.bela")), 3);
+
+        // The administrator's unlock forgives that name's failures only; the row stays selected.
+        module().takeSite(&site);
+        p.cmd_unlock->trigger();
+        QCOMPARE(openFailures(c, QStringLiteral("kiss.bela")), 0);
+        QCOMPARE(openFailures(c, QStringLiteral("varga.zoltan")), 1);
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure")).value(0).value(0).toInt(), 4);
+        QCOMPARE(p.brw_item_1->selectedId(), 6);
+        QCOMPARE(p.lockText(grid->currentIndex().row()), QString());
+        QVERIFY(!p.cmd_unlock->isEnabled());
+        QVERIFY(!p.loginGuard()->lockedUntil(QStringLiteral("kiss.bela")).isValid());
+
+        // A lock that has run out is no longer marked at the next read of the list.
+        lockName(c, QStringLiteral("kiss.bela"), now);
+        p.brw_item_1->refresh();
+        QVERIFY(p.cmd_unlock->isEnabled());
+        p.loginGuard()->setClock([now] { return now.addSecs(15 * 60); });
+        p.brw_item_1->refresh();
+        QCOMPARE(p.lockText(grid->currentIndex().row()), QString());
+        QVERIFY(!p.cmd_unlock->isEnabled());
+    }
+
     void remindersFollowTheDriver()
     {
         TestSite site;
@@ -423,7 +499,9 @@ private slots:
         p.IAddin_AttachToSite(&site, 0, QString());
         QCOMPARE(actionTexts(p.cmd_bar_class), (QStringList{"Új csoport", "Csoport módosítása", "Csoport törlése"}));
         QCOMPARE(actionTexts(p.popup), (QStringList{"Új csoport", "Csoportok módosítása", "Csoportok törlése"}));
-        QCOMPARE(actionTexts(p.cmd_bar_class_1), (QStringList{"Új felhasználó", "Felhasználó módosítása", "Felhasználó törlése"}));
+        QCOMPARE(actionTexts(p.cmd_bar_class_1),
+                 (QStringList{"Új felhasználó", "Felhasználó módosítása", "Felhasználó törlése", "Zárolás feloldása"}));
+        QCOMPARE(actionTexts(p.popup_1).last(), QStringLiteral("Zárolás feloldása"));
 
         // The users follow the selected group at once; deleted users never show.
         QVERIFY(p.brw_item->selectId(3));
