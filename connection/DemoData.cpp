@@ -154,6 +154,8 @@ void Connection::createDemoData()
             {8, 6, "Felhasználó módosítása", "mainframe_base_user_mod", {1, 2}, 0},
             {9, 6, "Felhasználó törlése", "mainframe_base_user_del", {1}, 0},
             {10, 6, "Jelszó módosítása", "mainframe_base_user_change_passorw", {1}, 0},
+            {11, 1, "Beállítások exportálása", "mainframe_config_export", {1}, 0},
+            {12, 1, "Beállítások importálása", "mainframe_config_import", {1}, 0},
             {20, 0, "Kontrolling", "vtk_controlling", {1, 2}, 0},
             {21, 20, "OLAP kimutatások", "vtk_controlling_olap_report", {1, 2}, 0},
             {22, 21, "Új kimutatás", "vtk_controlling_olap_report_add", {1, 2}, 0},

@@ -32,21 +32,6 @@ namespace {
 
 QTreeWidgetItem* section(QTreeWidget* t, int i) { return t->topLevelItem(i); }
 
-// Every row of every table but the history itself and the key counters, as stored.
-QStringList fullDump(Connection& c)
-{
-    QStringList d;
-    for (const TableDef& t : Schema::instance().tables()) {
-        if (t.isView() || t.name == QLatin1String("qnd_rights_history") || t.name == QLatin1String("qnd_key")) continue;
-        for (const QVariantList& r : c.select(QStringLiteral("SELECT * FROM %1 ORDER BY 1").arg(t.name))) {
-            QStringList cells{t.name};
-            for (const QVariant& v : r) cells << v.toString();
-            d << cells.join(QLatin1Char('|'));
-        }
-    }
-    return d;
-}
-
 QSet<QString> holders(Connection& c, const QString& key)
 {
     QSet<QString> s;

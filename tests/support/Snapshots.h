@@ -20,6 +20,21 @@ inline QMap<QString, QString> rightsDump(Connection& c)
     return d;
 }
 
+// Every row of every table but the history itself and the key counters, as stored.
+inline QStringList fullDump(Connection& c)
+{
+    QStringList d;
+    for (const TableDef& t : Schema::instance().tables()) {
+        if (t.isView() || t.name == QLatin1String("qnd_rights_history") || t.name == QLatin1String("qnd_key")) continue;
+        for (const QVariantList& r : c.select(QStringLiteral("SELECT * FROM %1 ORDER BY 1").arg(t.name))) {
+            QStringList cells{t.name};
+            for (const QVariant& v : r) cells << v.toString();
+            d << cells.join(QLatin1Char('|'));
+        }
+    }
+    return d;
+}
+
 // Saves `name`.png into NEXO_KEEP_OUTPUT; `size` resizes and shows a widget that is not up yet.
 inline void keepPicture(QWidget* w, const QString& name, const QSize& size = {})
 {
