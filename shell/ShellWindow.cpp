@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "Modules.h"
 #include "ShellNotices.h"
+#include "ShellConfig.h"
 #include "ShellOwnMenu.h"
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -129,6 +130,18 @@ void MainWindow::buildMenu()
     menuBar()->addMenu(system);
     QAction* own = system->addAction(QStringLiteral("&Saját menüpont…"), this, [this] { editOwnMenu(); });
     own->setObjectName(QStringLiteral("act_own_menu"));
+    // Carrying the configuration to another database, for those whose rights allow it.
+    const bool mayExport = m_connection.rightsTest(m_user.userId, kConfigExportRight);
+    const bool mayImport = m_connection.rightsTest(m_user.userId, kConfigImportRight);
+    if (mayExport || mayImport) system->addSeparator();
+    if (mayExport) {
+        QAction* a = system->addAction(QStringLiteral("Beállítások &exportálása…"), this, [this] { exportConfig(); });
+        a->setObjectName(QStringLiteral("act_config_export"));
+    }
+    if (mayImport) {
+        QAction* a = system->addAction(QStringLiteral("Beállítások &importálása…"), this, [this] { importConfig(); });
+        a->setObjectName(QStringLiteral("act_config_import"));
+    }
     system->addSeparator();
     system->addAction(QStringLiteral("&Kilépés"), this, &QWidget::close);
     m_toolbar->setVisible(!m_toolbar->actions().isEmpty());
@@ -255,6 +268,22 @@ bool MainWindow::startExternal(const MenuEntry& item)
         return false;
     }
     statusBar()->showMessage(QStringLiteral("Elindítva: %1").arg(command), 5000);
+    return true;
+}
+
+bool MainWindow::exportConfig(const QString& path)
+{
+    const bool ok = exportConfiguration(this, m_connection, m_user.userId, path);
+    if (ok) statusBar()->showMessage(QStringLiteral("A beállítások mentve."), 8000);
+    return ok;
+}
+
+bool MainWindow::importConfig(const QString& path)
+{
+    if (!importConfiguration(this, m_connection, m_user.userId, path)) return false;
+    // The menu, the rights and the role names may all have changed.
+    rebuildMenu();
+    statusBar()->showMessage(QStringLiteral("A beállítások betöltve."), 8000);
     return true;
 }
 

@@ -67,6 +67,9 @@ public:
     bool startExternal(const MenuEntry& item);
     // The user's own menu items ("Saját menüpont…").
     void editOwnMenu();
+    // The system menu's configuration commands; an empty path asks for one. True when done.
+    bool exportConfig(const QString& path = {});
+    bool importConfig(const QString& path = {});
     // Where the pictures of menu items are looked up.
     static QString iconFolder();
     Site* site() { return &m_site; }

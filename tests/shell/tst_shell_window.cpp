@@ -4,6 +4,8 @@
 #include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellWindow.h"
+#include "ShellConfig.h"
+#include "Snapshots.h"
 #include <QAction>
 #include <QLabel>
 #include <QMenu>
@@ -12,6 +14,11 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTabWidget>
+#include <QTreeWidget>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QFile>
 
 using namespace NexoFrame;
 using namespace NexoFrame::Shell;
@@ -51,6 +58,7 @@ private slots:
     void throwingPanelsNeverEndTheShell();
     void brokenPanelsAreReportedNotFatal_data();
     void brokenPanelsAreReportedNotFatal();
+    void configurationCommandsFollowTheirRights();
 };
 
 void TstShellWindow::restrictedGroupSeesOnlyItsItems()
@@ -223,6 +231,75 @@ void TstShellWindow::brokenPanelsAreReportedNotFatal()
     QCOMPARE(admin.tabs()->count(), 0);
     QCOMPARE(f.count(kLogCount), logBefore);
     QVERIFY(admin.window->openPanel(QStringLiteral("NexoTest.Panel"), 0, QString(), QStringLiteral("Jó")));
+}
+
+// The system menu's export and import stand only for those whose rights allow them; the
+// import previews the file in a dialog, writes it on "Betöltés" and rebuilds the menu.
+void TstShellWindow::configurationCommandsFollowTheirRights()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    Session bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
+    QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_export")));
+    QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_import")));
+    // Called anyway, it is refused with a message.
+    Notices::setConsole(true);
+    QVERIFY(!bela.window->exportConfig(f.path(QStringLiteral("x.json"))));
+    QVERIFY2(Notices::last().contains(QStringLiteral("Nincs joga")), qPrintable(Notices::last()));
+    QVERIFY(!QFile::exists(f.path(QStringLiteral("x.json"))));
+    Notices::setConsole(false);
+
+    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_export")));
+    QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_import")));
+    const QString file = f.path(QStringLiteral("beallitasok.json"));
+    QVERIFY(admin.window->exportConfig(file));
+
+    // The same database already holds it: nothing to import.
+    onNextModal([](QWidget* d) {
+        auto* dialog = qobject_cast<ConfigImportDialog*>(d);
+        QVERIFY(dialog && !dialog->cmd_import->isEnabled());
+        QVERIFY(dialog->lbl_summary->text().contains(QStringLiteral("Nincs mit betölteni")));
+        clickButton(d, QStringLiteral("cmd_cancel"));
+    });
+    QVERIFY(!admin.window->importConfig(file));
+
+    // A menu item renamed in the file: a new item, the old one stays; the menu shows both.
+    QFile in(file);
+    QVERIFY(in.open(QIODevice::ReadOnly));
+    QJsonObject doc = QJsonDocument::fromJson(in.readAll()).object();
+    in.close();
+    QJsonObject sections = doc.value(QStringLiteral("sections")).toObject();
+    QJsonArray menu = sections.value(QStringLiteral("menu")).toArray();
+    for (int i = 0; i < menu.size(); ++i) {
+        QJsonObject row = menu[i].toObject();
+        QJsonArray path = row.value(QStringLiteral("path")).toArray();
+        if (path.last().toString() != QStringLiteral("Menü log")) continue;
+        path[path.size() - 1] = QStringLiteral("Menühasználat");
+        row.insert(QStringLiteral("path"), path);
+        menu[i] = row;
+    }
+    sections.insert(QStringLiteral("menu"), menu);
+    doc.insert(QStringLiteral("sections"), sections);
+    QVERIFY(in.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    in.write(QJsonDocument(doc).toJson());
+    in.close();
+    onNextModal([](QWidget* d) {
+        auto* dialog = qobject_cast<ConfigImportDialog*>(d);
+        QVERIFY(dialog && dialog->cmd_import->isEnabled());
+        QVERIFY2(dialog->lbl_summary->text().startsWith(QStringLiteral("1 új, 0 módosul")), qPrintable(dialog->lbl_summary->text()));
+        const QList<QTreeWidgetItem*> added = dialog->tree_changes->findItems(QStringLiteral("Rendszer / Menühasználat"), Qt::MatchExactly | Qt::MatchRecursive);
+        QCOMPARE(added.size(), 1);
+        QCOMPARE(added[0]->text(1), QStringLiteral("új"));
+        QCOMPARE(dialog->tree_changes->findItems(QStringLiteral("Rendszer / Menü log"), Qt::MatchExactly | Qt::MatchRecursive).value(0)->text(1),
+                 QStringLiteral("marad"));
+        keepPicture(d, QStringLiteral("config_import_preview"));
+        clickButton(d, QStringLiteral("cmd_import"));
+    });
+    QVERIFY(admin.window->importConfig(file));
+    QCOMPARE(pendingModalActions(), 0);
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE caption=?"), {QStringLiteral("Menühasználat")}), 1);
+    QVERIFY(captions(submenu(admin.window->menuBar(), QStringLiteral("Rendszer"))->actions()).contains(QStringLiteral("Menühasználat")));
 }
 
 // The shell's own application object, so that its exception guard is under test.
