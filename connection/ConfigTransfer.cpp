@@ -294,6 +294,12 @@ private:
 
     QString roleText(int slot)
     {
+        if (!m_roleTexts.contains(slot)) m_roleTexts.insert(slot, readRoleText(slot));
+        return m_roleTexts.value(slot);
+    }
+
+    QString readRoleText(int slot)
+    {
         QString n = m_c.readSetting(kSettings, roleSettingKey(slot)).remove(QLatin1Char(':')).trimmed();
         return n.isEmpty() ? QStringLiteral("%1. szerepkör").arg(slot) : QStringLiteral("%1. szerepkör (%2)").arg(slot).arg(n);
     }
@@ -556,6 +562,7 @@ private:
     QHash<QString, int> m_groupIds;      // group name -> id, as the import leaves them
     QHash<int, QString> m_groupNames;    // and back
     QHash<QString, QHash<QByteArray, QString>> m_pathKeys; // section -> file path -> key
+    QHash<int, QString> m_roleTexts;
 };
 
 bool fail(QString* error, const QString& why)
