@@ -1,6 +1,6 @@
 #include "Modules.h"
 #include "IModule.h"
-#include <QCoreApplication>
+#include "InstallLayout.h"
 #include <QFileInfo>
 #include <QPluginLoader>
 
@@ -9,6 +9,13 @@ namespace NexoFrame {
 namespace {
 
 QString absolute(const QString& path) { return QFileInfo(path).absoluteFilePath(); }
+
+// Through links too: /lib is /usr/lib on a merged system.
+bool sameFile(const QString& a, const QFileInfo& b)
+{
+    const QString ca = QFileInfo(a).canonicalFilePath();
+    return ca.isEmpty() ? absolute(a) == b.absoluteFilePath() : ca == b.canonicalFilePath();
+}
 
 // Registration runs the module's own code; what it throws becomes the reason it failed.
 template <class F>
@@ -35,13 +42,17 @@ QString plainDescription(std::exception_ptr e)
 }
 } // namespace
 
-Modules::Modules(const QString& registryPath) : m_registry(registryPath), m_describe(plainDescription) { reload(); }
+Modules::Modules(const QString& registryPath, const QStringList& systemRegistries)
+    : m_registry(registryPath, systemRegistries), m_describe(plainDescription)
+{
+    reload();
+}
 
 Modules::~Modules() = default;
 
 QString Modules::defaultLibrary()
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/libNexoFrame.so");
+    return InstallLayout::libraryPath(QStringLiteral("libNexoFrame.so"));
 }
 
 void Modules::reload()
@@ -102,11 +113,21 @@ bool Modules::ensureRegistered(const QString& library, QString* error, const QSt
 {
     const QFileInfo lib(library);
     if (!lib.exists()) return true;
-    if (knows(probe)) {
+    switch (m_registry.source(probe)) {
+    case ClassRegistry::Source::User:
         // A module rebuilt or updated in place may hand out new panels: it registers again
         // once, when it is newer than the registry. A module registered from elsewhere is left.
-        if (absolute(m_registry.entry(probe).library) != lib.absoluteFilePath()) return true;
+        if (!sameFile(m_registry.entry(probe).library, lib)) return true;
         if (lib.lastModified() <= QFileInfo(m_registry.path()).lastModified()) return true;
+        break;
+    case ClassRegistry::Source::System:
+        // The install registered this library for everyone and keeps that entry with it. A
+        // library of another place (a build tree on a machine where the program is installed)
+        // goes into the user's file, which wins.
+        if (sameFile(m_registry.entry(probe).library, lib)) return true;
+        break;
+    case ClassRegistry::Source::None:
+        break;
     }
     return registerLibrary(library, error);
 }

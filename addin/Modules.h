@@ -19,13 +19,15 @@ class IModule;
 // Libraries stay loaded until the process exits, as objects they made may still be alive.
 class Modules {
 public:
-    explicit Modules(const QString& registryPath = ClassRegistry::defaultPath());
+    // The registry is the user's file (registrations are written there) over the system files.
+    explicit Modules(const QString& registryPath = ClassRegistry::defaultPath(),
+                     const QStringList& systemRegistries = ClassRegistry::systemPaths());
     ~Modules();
 
     // How a failure thrown from a library's registration is put into words.
     void setDescriber(std::function<QString(std::exception_ptr)> describe) { m_describe = std::move(describe); }
 
-    // The module library shipped beside the shell.
+    // The module library shipped with the shell: beside it, or where the install put it.
     static QString defaultLibrary();
     QString registryPath() const { return m_registry.path(); }
 
@@ -36,9 +38,11 @@ public:
     bool registerLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
     // Removes a library's ProgIDs.
     bool unregisterLibrary(const QString& library, QString* error, QStringList* progIds = nullptr);
-    // First run: registers `library` when the registry lacks `probe` (a ProgID the library
-    // hands out), or again when that library has changed since. Returns false with a message
-    // only when the library is there and still fails.
+    // First run: registers `library` in the user's file when the registry lacks `probe` (a
+    // ProgID the library hands out), when only a system file names it with another library,
+    // or again when the user's file names it and the library has changed since. A system
+    // file naming this very library is enough. Returns false with a message only when the
+    // library is there and still fails.
     bool ensureRegistered(const QString& library, QString* error,
                           const QString& probe = QStringLiteral("NexoFrame.AuthUnits"));
 

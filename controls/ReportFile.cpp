@@ -1,5 +1,5 @@
 #include "ReportFile.h"
-#include <QCoreApplication>
+#include "InstallLayout.h"
 #include <QDate>
 #include <QDir>
 #include <QFile>
@@ -137,7 +137,7 @@ QString ReportFile::resolve(const QString& fileName)
 {
     if (QFileInfo(fileName).isAbsolute()) return fileName;
     QString folder = qEnvironmentVariable("NEXO_REPORTS");
-    if (folder.isEmpty()) folder = QCoreApplication::applicationDirPath() + QStringLiteral("/reports");
+    if (folder.isEmpty()) folder = InstallLayout::dataPath(QStringLiteral("reports"));
     return QDir(folder).filePath(fileName);
 }
 

@@ -92,7 +92,8 @@ struct ReportFile {
     QString empty = QStringLiteral("Nincs megjeleníthető adat.");
 
     // The file named by a report's FileName: an absolute path as it is; a relative one in
-    // NEXO_REPORTS, else in the "reports" folder beside the program.
+    // NEXO_REPORTS, else in the "reports" folder beside the program or, installed, in its
+    // data folder.
     static QString resolve(const QString& fileName);
     // False with a Hungarian message naming the file and what is wrong in it.
     static bool load(const QString& path, ReportFile* out, QString* error);

@@ -1,5 +1,6 @@
 #include "ShellWindow.h"
 #include "Connection.h"
+#include "InstallLayout.h"
 #include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellConfig.h"
@@ -170,7 +171,7 @@ void MainWindow::panelChangedTable(int table)
     if (table == Tables::Menu) rebuildMenu();
 }
 
-QString MainWindow::iconFolder() { return QCoreApplication::applicationDirPath() + QStringLiteral("/icons"); }
+QString MainWindow::iconFolder() { return InstallLayout::dataPath(QStringLiteral("icons")); }
 
 void MainWindow::addEntries(QMenu* menu, const QList<MenuEntry>& entries)
 {
