@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Installs every Debian package the build, the shell and the tests need.
+# Installs every Debian package the build, the shell, the tests and the Debian package
+# (cpack: file and dpkg-shlibdeps; desktop-file-validate) need.
 # Idempotent and quick when everything is already there.
 set -euo pipefail
 PKGS=(cmake g++ ninja-build pkg-config qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql
       libgl-dev fonts-dejavu-core sqlite3 libsqlite3-dev libicu-dev libpq-dev
       postgresql-15 postgresql-client-15 libmuparser-dev qt6-charts-dev libqt6opengl6-dev
-      qt6-translations-l10n poppler-utils libxlsxwriter-dev python3-openpyxl)
+      qt6-translations-l10n poppler-utils libxlsxwriter-dev python3-openpyxl
+      file dpkg-dev desktop-file-utils)
 missing=()
 for p in "${PKGS[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")

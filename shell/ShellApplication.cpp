@@ -9,6 +9,8 @@ Application::Application(int& argc, char** argv) : QApplication(argc, argv)
 {
     setOrganizationName(QStringLiteral("Quandra"));
     setApplicationName(QStringLiteral("NexoFrame"));
+    // Desktops match the window to the installed entry (and its icon) by this name.
+    setDesktopFileName(QStringLiteral("nexoframe"));
     const QLocale hungarian(QLocale::Hungarian, QLocale::Hungary);
     QLocale::setDefault(hungarian);
     if (m_qtTexts.load(hungarian, QStringLiteral("qtbase"), QStringLiteral("_"),
