@@ -28,8 +28,11 @@ const QList<Spec>& specs()
         {{QStringLiteral("screenshot")}, "PNG",
          "Elmenti a főablak képét a megadott PNG-fájlba, majd kilép. A --user kapcsolót igényli."},
         {{QStringLiteral("register")}, nullptr,
-         "Regisztrálja a modult (alapértelmezés: a program melletti libNexoFrame.so), majd kilép."},
-        {{QStringLiteral("unregister")}, nullptr, "Törli a modul regisztrációját, majd kilép."},
+         "Regisztrálja a modult a felhasználó regisztrációs fájljába (alapértelmezés: a program melletti "
+         "libNexoFrame.so, telepített programnál a lib/nexoframe mappában lévő), majd kilép."},
+        {{QStringLiteral("unregister")}, nullptr,
+         "Törli a modul regisztrációját a felhasználó regisztrációs fájljából, majd kilép. A rendszerszintű "
+         "regisztrációt (/etc/xdg/NexoFrame/classes.ini) a csomag kezeli."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
