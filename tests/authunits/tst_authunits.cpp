@@ -145,7 +145,7 @@ private slots:
             ++seen;
             for (int i = 0; i < it->childCount(); ++i) stack << it->child(i);
         }
-        QCOMPARE(seen, 1 + 21);
+        QCOMPARE(seen, 1 + 23);
         QVERIFY(!p.nodeOf(41));
         // Siblings come in name order.
         QTreeWidgetItem* users = p.nodeOf(6);
