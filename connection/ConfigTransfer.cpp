@@ -656,30 +656,19 @@ bool previewConfig(Connection& c, const QString& path, ConfigImport* plan, QStri
 
 bool importConfig(Connection& c, ConfigImport* plan, QString* error)
 {
-    if (!c.lockMaster(3, 2000))
-        return fail(error, QStringLiteral("Az adatbázist most más felhasználó írja; a betöltés nem kezdhető el. Semmi sem változott."));
-    bool ok = c.beginTrans();
-    QString why = ok ? QString() : c.lastError();
     QList<ConfigChange> done;
-    if (ok) {
+    QString why;
+    const Connection::LockedWrite result = c.writeLocked([&] {
         try {
             done = workOut(c, plan->document, true);
         } catch (const Damaged& e) {
-            ok = false;
-            why = QStringLiteral("A fájl sérült. %1").arg(e.why);
-        } catch (const DbError& e) {
-            ok = false;
-            why = e.message();
+            throw DbError(QStringLiteral("A fájl sérült. %1").arg(e.why));
         }
-    }
-    ok = ok && c.commitTrans();
-    if (!ok) {
-        if (why.isEmpty()) why = c.lastError();
-        c.rollbackTrans();
-    }
-    c.unlockMaster();
-    c.touch();
-    if (!ok) return fail(error, QStringLiteral("A betöltés nem sikerült, semmi sem változott. %1").arg(why));
+    }, &why);
+    if (result == Connection::LockedWrite::Refused)
+        return fail(error, QStringLiteral("Az adatbázist most más felhasználó írja; a betöltés nem kezdhető el. Semmi sem változott."));
+    if (result == Connection::LockedWrite::Failed)
+        return fail(error, QStringLiteral("A betöltés nem sikerült, semmi sem változott. %1").arg(why));
     plan->changes = done;
     return true;
 }

@@ -569,6 +569,30 @@ bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
     return false;
 }
 
+Connection::LockedWrite Connection::writeLocked(const std::function<void()>& work, QString* why, int waitMs)
+{
+    if (!lockMaster(3, waitMs)) return LockedWrite::Refused;
+    bool ok = beginTrans();
+    QString reason = ok ? QString() : lastError();
+    if (ok) {
+        try {
+            work();
+        } catch (const DbError& e) {
+            ok = false;
+            reason = e.message();
+        }
+    }
+    ok = ok && commitTrans();
+    if (!ok) {
+        if (reason.isEmpty()) reason = lastError();
+        rollbackTrans();
+    }
+    unlockMaster();
+    touch();
+    if (why) *why = reason;
+    return ok ? LockedWrite::Done : LockedWrite::Failed;
+}
+
 QString Connection::readSetting(const QString& section, const QString& key, const QString& defaultValue)
 {
     auto rows = select(QStringLiteral("SELECT value FROM qnd_settings WHERE section=? AND key_name=?"),

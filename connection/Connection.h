@@ -88,6 +88,11 @@ public:
     // (nothing was kept then; lastError() says why).
     bool unlockMaster(int mode = 3);
     bool hasMasterLock() const { return m_lockDepth > 0; }
+    // Runs `work` as one transaction under the master lock (waiting at most `waitMs` for it):
+    // kept whole, or, when it throws DbError or the commit fails, not at all. Refused: the
+    // lock was not had and nothing ran; Failed: `why` says what went wrong.
+    enum class LockedWrite { Done, Refused, Failed };
+    LockedWrite writeLocked(const std::function<void()>& work, QString* why, int waitMs = 2000);
     bool openMasterTable(int table);
     void closeMasterTable(int table);
     bool beginTrans(int mode = 3);

@@ -153,41 +153,25 @@ QList<RevertStep> revokePlan(const QList<UnusedGrant>& grants, int slot)
 
 bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error)
 {
-    const auto fail = [error](const QString& why) {
-        if (error) *error = why;
-        return false;
-    };
     if (plan.isEmpty()) return true;
-    if (!c.lockMaster(3, 2000)) return fail(QStringLiteral("Az adatbázist most más felhasználó írja; a visszaállítás nem kezdhető el."));
-    bool ok = c.beginTrans();
-    QString why = ok ? QString() : c.lastError();
-    try {
+    QString why;
+    const Connection::LockedWrite done = c.writeLocked([&] {
         for (const RevertStep& s : plan) {
-            if (!ok) break;
             const TableDef* t = c.tableDef(s.table);
             Recordset& rs = c.editRecordset(t->number);
             rs.setIndex(QString());
-            if (!rs.seek({s.rowId})) {
-                ok = false;
-                why = QStringLiteral("A(z) %1 tábla %2. sora már nem létezik.").arg(s.table).arg(s.rowId);
-                break;
-            }
+            if (!rs.seek({s.rowId})) throw DbError(QStringLiteral("A(z) %1 tábla %2. sora már nem létezik.").arg(s.table).arg(s.rowId));
             rs.edit();
             rs.setField(s.column, valueOf(*t->column(s.column), s.then));
-            ok = rs.update();
-            if (!ok) why = rs.lastError();
+            if (!rs.update()) throw DbError(rs.lastError());
         }
-    } catch (const DbError& e) {
-        ok = false;
-        why = e.message();
-    }
-    ok = ok && c.commitTrans();
-    if (!ok) {
-        if (why.isEmpty()) why = c.lastError();
-        c.rollbackTrans();
-    }
-    c.unlockMaster();
-    return ok || fail(QStringLiteral("A visszaállítás nem sikerült, semmi sem változott. %1").arg(why));
+    }, &why);
+    if (done == Connection::LockedWrite::Done) return true;
+    if (error)
+        *error = done == Connection::LockedWrite::Refused
+                     ? QStringLiteral("Az adatbázist most más felhasználó írja; a visszaállítás nem kezdhető el.")
+                     : QStringLiteral("A visszaállítás nem sikerült, semmi sem változott. %1").arg(why);
+    return false;
 }
 
 } // namespace NexoFrame
