@@ -99,6 +99,7 @@ check_picture() {
 run_panel "$work/home" "$work/panel.png"
 [ "$rc" -eq 0 ] || { cat "$work/shell.log" >&2; fail "the installed shell ended with $rc"; }
 check_picture "$work/panel.png"
+if [ -n "${NEXO_KEEP_OUTPUT:-}" ]; then mkdir -p "$NEXO_KEEP_OUTPUT" && cp "$work/panel.png" "$NEXO_KEEP_OUTPUT/installed_shell.png"; fi
 # The system registry was enough: nothing was registered for the user.
 [ ! -e "$work/home/.config/NexoFrame/classes.ini" ] || fail "the shell wrote a user registry beside the system's"
 
