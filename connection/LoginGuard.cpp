@@ -75,32 +75,20 @@ QDateTime LoginGuard::lockEnd(const QList<QDateTime>& times, int max, int minute
     return {};
 }
 
-QDateTime LoginGuard::lockedUntil(const QString& name)
-{
-    const int max = maxFailures(), minutes = lockMinutes();
-    if (max < 1 || minutes < 1) return {};
-    const QDateTime at = now();
-    // A lock still running began at most `minutes` ago, after failures at most `minutes` older.
-    QList<QDateTime> times;
-    m_c.selectEach(QStringLiteral("SELECT failed_at FROM qnd_login_failure WHERE user_name = ? AND failed_at > ? "
-                                  "AND cleared_at IS NULL ORDER BY failed_at"),
-                   {keyOf(name), stored(at.addSecs(-2 * qint64(minutes) * 60))}, [&](const QVariantList& r) {
-                       times << read(r.value(0));
-                       return true;
-                   });
-    return lockEnd(times, max, minutes, at);
-}
-
-QHash<QString, QDateTime> LoginGuard::lockedNames()
+QHash<QString, QDateTime> LoginGuard::locks(const QString& onlyName)
 {
     QHash<QString, QDateTime> locked;
     const int max = maxFailures(), minutes = lockMinutes();
     if (max < 1 || minutes < 1) return locked;
     const QDateTime at = now();
+    // A lock still running began at most `minutes` ago, after failures at most `minutes` older.
+    QVariantList binds{stored(at.addSecs(-2 * qint64(minutes) * 60))};
+    if (!onlyName.isNull()) binds << keyOf(onlyName);
     QHash<QString, QList<QDateTime>> recent;
-    m_c.selectEach(QStringLiteral("SELECT user_name, failed_at FROM qnd_login_failure WHERE failed_at > ? "
-                                  "AND cleared_at IS NULL ORDER BY failed_at"),
-                   {stored(at.addSecs(-2 * qint64(minutes) * 60))}, [&](const QVariantList& r) {
+    m_c.selectEach(QStringLiteral("SELECT user_name, failed_at FROM qnd_login_failure WHERE failed_at > ? %1"
+                                  "AND cleared_at IS NULL ORDER BY failed_at")
+                       .arg(onlyName.isNull() ? QString() : QStringLiteral("AND user_name = ? ")),
+                   binds, [&](const QVariantList& r) {
                        recent[r.value(0).toString()] << read(r.value(1));
                        return true;
                    });
@@ -110,6 +98,13 @@ QHash<QString, QDateTime> LoginGuard::lockedNames()
     }
     return locked;
 }
+
+QDateTime LoginGuard::lockedUntil(const QString& name)
+{
+    return locks(name.isNull() ? QString(QLatin1String("")) : name).value(keyOf(name));
+}
+
+QHash<QString, QDateTime> LoginGuard::lockedNames() { return locks(QString()); }
 
 void LoginGuard::clear(const QString& name)
 {

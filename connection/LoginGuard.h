@@ -50,6 +50,8 @@ public:
 
 private:
     int setting(const QString& key, int defaultValue);
+    // The running locks, of every name or (`onlyName` not null) of that one, from one read.
+    QHash<QString, QDateTime> locks(const QString& onlyName);
     QVariant stored(const QDateTime& moment) const;
     QDateTime read(const QVariant& raw) const;
 
