@@ -330,7 +330,19 @@ QSqlQuery& Connection::prepared(const QString& sql)
 
 int Connection::newKey(int table, const QString& column, const QString&) { return newKeys(table, 1, column); }
 
-int Connection::newKeys(int table, int count, const QString& column)
+bool Connection::hasDeliveredBase(int table)
+{
+    return table == Tables::Menu || table == Tables::OlapReport || table == Tables::OlapReportField;
+}
+
+int Connection::newOwnKey(int table, bool systemEdit, const QString& column)
+{
+    return handOutKeys(table, 1, column, systemEdit || !hasDeliveredBase(table) ? 0 : kFirstOwnKey);
+}
+
+int Connection::newKeys(int table, int count, const QString& column) { return handOutKeys(table, count, column, 0); }
+
+int Connection::handOutKeys(int table, int count, const QString& column, int lowest)
 {
     const TableDef& t = requireTable(table);
     // The key table hands out each key once, also to two machines asking at once (the
@@ -346,7 +358,8 @@ int Connection::newKeys(int table, int count, const QString& column)
                                                         .arg(n),
                                                     QStringLiteral("?")),
                                  m_engine->greatest(QStringLiteral("qnd_key.last_key + %1").arg(n), QStringLiteral("excluded.last_key")));
-    auto rows = select(sql, {t.name, m_lastKey.value(table, 0) + n});
+    // Keys kept above `lowest` move the stored last key there, so that the next ones follow.
+    auto rows = select(sql, {t.name, std::max(m_lastKey.value(table, 0) + n, lowest + n - 1)});
     if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
     const int last = rows.first().value(0).toInt();
     m_lastKey[table] = last;

@@ -69,6 +69,13 @@ public:
                const QString& index = QStringLiteral("PrimaryKey"));
     // `count` new keys in a row; the first of them.
     int newKeys(int table, int count, const QString& column = QStringLiteral("id"));
+    // Menu items and OLAP reports (with their fields) keyed below kFirstOwnKey are the base
+    // structure delivered with the system. A row an installation adds to them is keyed from
+    // kFirstOwnKey up, unless `systemEdit` is set (the base itself is being edited); in other
+    // tables this is newKey. The panels' records and the configuration import both key so.
+    static constexpr int kFirstOwnKey = 1000000;
+    static bool hasDeliveredBase(int table);
+    int newOwnKey(int table, bool systemEdit, const QString& column = QStringLiteral("id"));
 
     // The rights history (qnd_rights_history): one row for a changed cell of a history
     // column, by the current user, now. Nothing when the value did not change; throws
@@ -188,6 +195,8 @@ private:
     bool runSql(const QString& sql);
     bool transactionStep(const QString& sql);
     void createDemoData();
+    // The key service: `count` keys in a row, none below `lowest`; the first of them.
+    int handOutKeys(int table, int count, const QString& column, int lowest);
     // Reconnects a link found lost; throws DbError when the server is still away.
     void ensureLive();
     void dropStatements();

@@ -273,9 +273,7 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew: {
-            int key = c->newKey(tableNumber(), keyColumn(), QStringLiteral("PrimaryKey"));
-            if (raisesKeys() && !module().systemEdit()) key = std::max(key, kFirstOwnKey);
-            set_id(key);
+            set_id(c->newOwnKey(tableNumber(), module().systemEdit(), keyColumn()));
             rs.addNew();
             rs.setField(keyColumn(), id());
             if (hasAudit()) {
@@ -319,7 +317,7 @@ bool cDDXRecord::UpdateNative()
 
 bool cDDXRecord::isProtectedBase() const
 {
-    return !baseStructureMessage().isEmpty() && !module().systemEdit() && id() < kFirstOwnKey;
+    return !baseStructureMessage().isEmpty() && !module().systemEdit() && id() < Connection::kFirstOwnKey;
 }
 
 void cDDXRecord::baseStructureCheck()

@@ -110,14 +110,11 @@ protected:
     virtual std::unique_ptr<cDDXRecord> newInstance() const = 0;
     // Defaults an entity sets beyond its columns' own, at the end of CoreDefault.
     virtual void entityDefaults() {}
-    // Tables split into a base structure delivered with the system (keys below 1000000)
-    // and what an installation adds. A table that protects its base structure names the
-    // refusal; its base rows are then read-only and undeletable unless the system-edit flag
-    // is set. A table that raises keys gets every new key at 1000000 or above (the key
-    // service moves past it).
-    static constexpr int kFirstOwnKey = 1000000;
+    // Tables split into a base structure delivered with the system (keys below
+    // Connection::kFirstOwnKey) and what an installation adds (keyed by newOwnKey). A table
+    // that protects its base structure names the refusal; its base rows are then read-only
+    // and undeletable unless the system-edit flag is set.
     virtual QString baseStructureMessage() const { return {}; }
-    virtual bool raisesKeys() const { return !baseStructureMessage().isEmpty(); }
     bool isProtectedBase() const;
     // Whether the save locks and opens a transaction of its own; a row written only inside
     // its owner's save does not.

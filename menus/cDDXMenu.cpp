@@ -2,6 +2,7 @@
 #include "EditDialog.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "Connection.h"
 #include "Schema.h"
 #include "frmMenu.h"
 #include "frmUserMenu.h"
@@ -14,7 +15,7 @@ cDDXMenu::cDDXMenu(QObject* parent) : cDDXRecord(parent) { init(); }
 
 int cDDXMenu::tableNumber() const { return Tables::Menu; }
 
-bool cDDXMenu::isProtected(int id) { return !module().systemEdit() && id < kFirstOwnKey; }
+bool cDDXMenu::isProtected(int id) { return !module().systemEdit() && id < Connection::kFirstOwnKey; }
 
 void cDDXMenu::checks()
 {

@@ -45,7 +45,6 @@ public:
     NEXO_LONG(field_sort_order)
 
 protected:
-    bool raisesKeys() const override { return true; }
     bool ownsTransaction() const override { return false; }
     std::unique_ptr<cDDXRecord> newInstance() const override { return std::make_unique<cDDXOlapReportField>(); }
 };

@@ -2,11 +2,14 @@
 #include "Connection.h"
 #include "IAddin.h"
 #include "ModalDriver.h"
+#include "Module.h"
 #include "RightsExplorer.h"
 #include "RightsHistory.h"
 #include "Snapshots.h"
 #include "TestDatabase.h"
 #include "TestSite.h"
+#include "cDDXMenu.h"
+#include "cDDXOlapReport.h"
 #include <QComboBox>
 #include <QFile>
 #include <QJsonArray>
@@ -273,6 +276,73 @@ private slots:
         for (auto it = after.begin(); it != after.end();)
             it = before.contains(it.key()) ? std::next(it) : after.erase(it);
         QCOMPARE(after, before);
+    }
+
+    // Items an installation made in its panels go over as its own: keyed from 1000000 up
+    // in the database they reach (whose key service would hand out small keys), and open to
+    // changes there as they were where they were made.
+    void installationItemsStayTheInstallations()
+    {
+        TestSite source(1), target(1);
+        Connection& a = source.db();
+        Connection& b = target.db();
+        module().takeSite(&source);
+        cDDXMenu item;
+        item.set_caption(QStringLiteral("Saját kimutatások"));
+        item.set_access_key(QStringLiteral("S"));
+        item.set_class_name(QStringLiteral("NexoFrame.OLAPReports"));
+        item.set_auth_2(true);
+        QVERIFY(item.SetFinal() && item.CoreUpdate());
+        cDDXOlapReport folder;
+        folder.set_caption(QStringLiteral("Saját mappa"));
+        folder.set_report_type(cDDXOlapReport::Folder);
+        QVERIFY(folder.SetFinal() && folder.CoreUpdate());
+        cDDXOlapReport report;
+        report.set_caption(QStringLiteral("Saját riport"));
+        report.set_parent_id(folder.id());
+        report.set_report_type(cDDXOlapReport::Report);
+        report.set_sql_source(QStringLiteral("SELECT 1 AS a"));
+        auto dim = std::make_unique<cDDXOlapReportField>();
+        dim->set_caption(QStringLiteral("A"));
+        dim->set_field_name(QStringLiteral("a"));
+        report.ReportFieldAdd(std::move(dim));
+        QVERIFY(report.SetFinal() && report.CoreUpdate());
+        QTemporaryDir dir;
+        const QString file = dir.filePath(QStringLiteral("c.json"));
+        QString why;
+        QVERIFY2(exportConfig(a, file, &why), qPrintable(why));
+
+        QVERIFY(b.select(QStringLiteral("SELECT MAX(id) FROM qnd_olap_report"))[0][0].toInt() < Connection::kFirstOwnKey);
+        ConfigImport plan;
+        QVERIFY2(previewConfig(b, file, &plan, &why), qPrintable(why));
+        QVERIFY2(importConfig(b, &plan, &why), qPrintable(why));
+        const auto idOfCaption = [&](const char* table, const QString& caption) {
+            return idOf(b, QStringLiteral("SELECT id FROM %1 WHERE caption=?").arg(QLatin1String(table)), {caption});
+        };
+        const int menuId = idOfCaption("qnd_menu", QStringLiteral("Saját kimutatások"));
+        const int folderId = idOfCaption("qnd_olap_report", QStringLiteral("Saját mappa"));
+        const int reportId = idOfCaption("qnd_olap_report", QStringLiteral("Saját riport"));
+        for (int id : {menuId, folderId, reportId}) QVERIFY2(id >= Connection::kFirstOwnKey, qPrintable(QString::number(id)));
+        QCOMPARE(idOf(b, QStringLiteral("SELECT parent_id FROM qnd_olap_report WHERE id=?"), {reportId}), folderId);
+        QVERIFY(idOf(b, QStringLiteral("SELECT MIN(id) FROM qnd_olap_report_field WHERE report_id=?"), {reportId}) >= Connection::kFirstOwnKey);
+        // Imported by nobody in particular: the item is the installation's, not the importer's.
+        QCOMPARE(idOf(b, QStringLiteral("SELECT create_user FROM qnd_menu WHERE id=?"), {menuId}), -1);
+
+        module().takeSite(&target);
+        cDDXMenu menu;
+        QVERIFY(menu.CoreLoad(menuId));
+        menu.set_caption(QStringLiteral("Kimutatásaim"));
+        menu.SetModified();
+        QVERIFY2(menu.SetFinal() && menu.CoreUpdate(), qPrintable(module().errors().Count() ? module().errors().Item(1).description() : QString()));
+        for (int id : {folderId, reportId}) {
+            cDDXOlapReport r;
+            QVERIFY(r.CoreLoad(id));
+            r.set_description(QStringLiteral("átírva"));
+            r.SetModified();
+            QVERIFY2(r.SetFinal() && r.CoreUpdate(), qPrintable(module().errors().Count() ? module().errors().Item(1).description() : QString()));
+        }
+        QCOMPARE(idOfCaption("qnd_menu", QStringLiteral("Kimutatásaim")), menuId);
+        QCOMPARE(b.select(QStringLiteral("SELECT COUNT(*) FROM qnd_olap_report WHERE description=?"), {QStringLiteral("átírva")})[0][0].toInt(), 2);
     }
 
     // Files of another kind, another version or damaged are refused with a message, and the
