@@ -3,6 +3,7 @@
 // database on the server, and a usage log of a million rows.
 #include "Connection.h"
 #include "IAddin.h"
+#include "ReaderRole.h"
 #include <QCoreApplication>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -38,16 +39,34 @@ inline void exec(QSqlQuery& q, const QString& sql)
 // the users and two years, ids following time as a log written as it happens does.
 void generateMenuLog(Connection& c, int users, int rows);
 
-// A fresh database on the server for one part of the run, dropped at the end.
+// A fresh database on the server for one part of the run, dropped at the end. As on an
+// office's server, the program logs in as an ordinary role that owns the database, and user
+// SQL runs as the database's reader role: the schema (empty) and the reader are made here.
 class ServerDatabase {
 public:
     ServerDatabase(const QString& server, const QString& name) : m_server(server), m_name(name)
     {
         admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name));
-        admin(QStringLiteral("CREATE DATABASE %1").arg(m_name));
+        admin(QStringLiteral("DO $$BEGIN IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = 'nexo_app') THEN "
+                             "CREATE ROLE nexo_app LOGIN; END IF; END$$"));
+        admin(QStringLiteral("CREATE DATABASE %1 OWNER nexo_app").arg(m_name));
+        QString err;
+        if (!Connection::openDatabase(target(), Connection::DemoData::None, &err)) fail(err);
+        if (!ReaderRole::create(adminTarget(), &err)) fail(err);
     }
-    ~ServerDatabase() { admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name)); }
+    ~ServerDatabase()
+    {
+        admin(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_name));
+        admin(QStringLiteral("DROP ROLE IF EXISTS %1").arg(ReaderRole::nameFor(m_name)));
+    }
     QString target() const
+    {
+        QUrl u(adminTarget());
+        u.setUserName(QStringLiteral("nexo_app"));
+        u.setPassword(QString());
+        return u.toString();
+    }
+    QString adminTarget() const
     {
         QUrl u(m_server);
         u.setPath(QLatin1Char('/') + m_name);

@@ -1,4 +1,7 @@
 #include "Connection.h"
+#include "Secrets.h"
+#include "ReaderRole.h"
+#include <QThread>
 #include "RightsPath.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
@@ -231,6 +234,7 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
         }
         m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0"))
             != QLatin1String("0");
+        refreshReader();
     } catch (const DbError& e) {
         if (m_lockDepth > 0) abandonLock();
         m_createdSchema = false;
@@ -608,15 +612,20 @@ Connection::LockedWrite Connection::writeLocked(const std::function<void()>& wor
 
 QString Connection::readSetting(const QString& section, const QString& key, const QString& defaultValue)
 {
-    auto rows = select(QStringLiteral("SELECT value FROM qnd_settings WHERE section=? AND key_name=?"),
+    // A secret is kept apart, sealed (see Secrets.h).
+    const bool secret = Secrets::isSecretSetting(section, key);
+    auto rows = select(QStringLiteral("SELECT value FROM %1 WHERE section=? AND key_name=?")
+                           .arg(secret ? QString::fromLatin1(Secrets::kTable) : QStringLiteral("qnd_settings")),
                        {section, key});
     if (rows.isEmpty() || rows.first().value(0).isNull()) return defaultValue;
-    return rows.first().value(0).toString();
+    const QString value = rows.first().value(0).toString();
+    return secret ? Secrets::unseal(value) : value;
 }
 
 bool Connection::writeSetting(const QString& section, const QString& key, const QString& value)
 {
-    Recordset& rs = editRecordset(Tables::Settings);
+    const bool secret = Secrets::isSecretSetting(section, key);
+    Recordset& rs = editRecordset(secret ? Tables::Secret : Tables::Settings);
     rs.setIndex(QStringLiteral("section_key"));
     if (rs.seek({section, key})) rs.edit();
     else {
@@ -624,7 +633,7 @@ bool Connection::writeSetting(const QString& section, const QString& key, const 
         rs.setField(QStringLiteral("section"), section);
         rs.setField(QStringLiteral("key_name"), key);
     }
-    rs.setField(QStringLiteral("value"), value);
+    rs.setField(QStringLiteral("value"), secret ? Secrets::seal(value) : value);
     return rs.update();
 }
 
@@ -702,6 +711,44 @@ void Connection::cipher(QString& text, const QString& key1, const QString& key2)
         const int k = ((uchar(stream[2 * i]) << 8) | uchar(stream[2 * i + 1])) % n;
         text[i] = alpha[((k - x) % n + n) % n];
     }
+}
+
+void Connection::refreshReader()
+{
+    QString role, password, program;
+    if (m_open && isServerTarget(m_target)) {
+        try {
+            const QString section = QString::fromLatin1(SettingKeys::kSection);
+            role = readSetting(section, QString::fromLatin1(SettingKeys::kReaderRole));
+            password = readSetting(section, QString::fromLatin1(SettingKeys::kReaderPassword));
+            const auto me = select(QStringLiteral("SELECT current_user"));
+            if (!me.isEmpty()) program = me[0].value(0).toString();
+        } catch (const DbError&) {
+            // A database made before the settings' tables, or a lost link: no reader now.
+        }
+    }
+    QMutexLocker locker(&m_readerLock);
+    m_readerRole = role;
+    m_readerPassword = password;
+    if (!program.isEmpty()) m_programRole = program;
+}
+
+QString Connection::readerTarget(QString* error) const
+{
+    if (!isServerTarget(m_target)) return m_target;
+    if (QThread::currentThread() == thread()) const_cast<Connection*>(this)->refreshReader();
+    QMutexLocker locker(&m_readerLock);
+    if (m_readerRole.isEmpty() || m_readerPassword.isEmpty()) {
+        if (error) *error = ReaderRole::missingMessage();
+        return {};
+    }
+    return ReaderRole::targetWith(m_target, m_readerRole, m_readerPassword);
+}
+
+QString Connection::programRole() const
+{
+    QMutexLocker locker(&m_readerLock);
+    return m_programRole;
 }
 
 bool Connection::userManagementLocal()

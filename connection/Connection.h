@@ -4,6 +4,7 @@
 #include "Recordset.h"
 #include "Schema.h"
 #include <QHash>
+#include <QMutex>
 #include <QObject>
 #include <functional>
 #include <QSqlDatabase>
@@ -146,6 +147,14 @@ public:
         return text;
     }
 
+    // Where SQL that users write runs (ReadOnlySource): on a server, this database with the
+    // reader role's login (ReaderRole.h); empty with a Hungarian message when the server has
+    // none. A file needs no other login: its own target. Any thread: read afresh on the
+    // connection's own thread, remembered for the others.
+    QString readerTarget(QString* error) const;
+    // The role the program itself logs in as on a server; user SQL never runs as it.
+    QString programRole() const;
+
     bool userManagementLocal();
     bool systemEdit() const { return m_systemEdit; }
     void setSystemEdit(bool on) { m_systemEdit = on; }
@@ -225,6 +234,10 @@ private:
     bool m_lost = false;
     bool m_createdSchema = false;
     QString m_lastError;
+    // The reader's login, as last read (readerTarget).
+    void refreshReader();
+    mutable QMutex m_readerLock;
+    QString m_readerRole, m_readerPassword, m_programRole;
 };
 
 } // namespace NexoFrame

@@ -3,6 +3,8 @@
 #include "Connection.h"
 #include "Engine.h"
 #include "SqlExec.h"
+#include "Secrets.h"
+#include "ReaderRole.h"
 #include <QAtomicInt>
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -25,6 +27,9 @@ namespace {
 QAtomicInt g_sourceCounter;
 
 const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
+const QString kOneStatement = QStringLiteral("Egyszerre csak egy lekérdezés futtatható: a pontosvessző után nem állhat "
+                                             "újabb utasítás.");
+const QString kEmpty = QStringLiteral("Üres a lekérdezés.");
 
 bool isIdentifierChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
 
@@ -106,38 +111,25 @@ Piece pieceAt(const QString& sql, qsizetype i, bool server, qsizetype* to)
     return Piece::Code;
 }
 
-// The statement of `sql` without what may follow it: semicolons, spaces and comments.
-// False when another statement follows. Quotes and comments are skipped as the engine
-// reads them, so a ";" inside them does not count.
-bool singleStatement(const QString& sql, bool server, QString* statement)
+} // namespace
+
+QString ReadOnlySource::statementOf(const QString& sql, bool server)
 {
+    // The end of the last piece that is neither a comment, a space nor a ";". Only trims: the
+    // engine itself refuses a second statement, whatever this makes of the text.
     const qsizetype n = sql.size();
-    qsizetype end = -1;      // the first ";" outside quotes and comments
-    bool more = false, any = false;
+    qsizetype end = 0;
     for (qsizetype i = 0; i < n;) {
         const QChar c = sql.at(i);
         qsizetype to = i + 1;
         const Piece piece = pieceAt(sql, i, server, &to);
-        if (piece == Piece::Comment || c.isSpace()) {
-            i = to;
-            continue;
-        }
-        if (c == QLatin1Char(';')) {
-            if (end < 0) end = i;
-            ++i;
-            continue;
-        }
-        if (end >= 0) {
-            more = true;
-            break;
-        }
-        any = true;
+        if (piece != Piece::Comment && !c.isSpace() && c != QLatin1Char(';')) end = to;
         i = to;
     }
-    if (more) return false;
-    *statement = !any ? QString() : end < 0 ? sql : sql.left(end);
-    return true;
+    return sql.left(end);
 }
+
+namespace {
 
 // The server numbers its placeholders: each "?" of the code becomes $1, $2, ...
 QString numberedPlaceholders(const QString& statement, int* count)
@@ -185,6 +177,10 @@ QString failureMessage(const QString& words)
     auto has = [&](const char* s) { return words.contains(QLatin1String(s), Qt::CaseInsensitive); };
     if (has("read-only") || has("readonly") || has("read only") || has("not authorized"))
         return QStringLiteral("A lekérdezés nem módosíthatja az adatbázist, csak olvashat belőle. (%1)").arg(words);
+    if (has("permission denied") || has("must be superuser") || has("must be owner") || has("access denied"))
+        return QStringLiteral("A lekérdezésnek ehhez nincs joga: csak a számára megnyitott adatokat olvashatja. (%1)").arg(words);
+    if (has("multiple commands") || has("more than one statement"))
+        return kOneStatement;
     return QStringLiteral("A lekérdezés nem futtatható: %1").arg(words);
 }
 
@@ -352,10 +348,28 @@ public:
     {
         const QByteArray sql = statement.toUtf8();
         sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(m_handle, sql.constData(), int(sql.size()), &stmt, nullptr) != SQLITE_OK) {
+        const char* tail = nullptr;
+        if (sqlite3_prepare_v2(m_handle, sql.constData(), int(sql.size()), &stmt, &tail) != SQLITE_OK) {
             *error = failureMessage(engineWords(QString::fromUtf8(sqlite3_errmsg(m_handle))));
             sqlite3_finalize(stmt);
             return false;
+        }
+        if (!stmt) {
+            *error = kEmpty;
+            return false;
+        }
+        // What SQLite itself reads after the first statement: a second one is refused, not
+        // skipped (the author meant it to run).
+        if (tail && *tail) {
+            sqlite3_stmt* next = nullptr;
+            const int rc = sqlite3_prepare_v2(m_handle, tail, int(sql.constData() + sql.size() - tail), &next, nullptr);
+            const bool more = rc != SQLITE_OK || next != nullptr;
+            sqlite3_finalize(next);
+            if (more) {
+                sqlite3_finalize(stmt);
+                *error = kOneStatement;
+                return false;
+            }
         }
         if (!values.isEmpty() && !bind(stmt, values, error)) {
             sqlite3_finalize(stmt);
@@ -444,12 +458,19 @@ private:
         return true;
     }
 
-    static int authorize(void*, int action, const char*, const char*, const char*, const char*)
+    // Reading and nothing else; a secret column reads as NULL, the secret table not at all
+    // (Secrets.h). Views are checked through the tables they read.
+    static int authorize(void*, int action, const char* a, const char* b, const char*, const char*)
     {
         switch (action) {
-        case SQLITE_SELECT:
-        case SQLITE_READ:
+        case SQLITE_READ: {
+            const QString table = QString::fromUtf8(a), column = QString::fromUtf8(b);
+            if (Secrets::isSecretTable(table)) return SQLITE_DENY;
+            return Secrets::isSecretColumn(table, column) ? SQLITE_IGNORE : SQLITE_OK;
+        }
         case SQLITE_FUNCTION:
+            return qstricmp(b, "load_extension") == 0 ? SQLITE_DENY : SQLITE_OK;
+        case SQLITE_SELECT:
         case SQLITE_RECURSIVE: return SQLITE_OK;
         }
         return SQLITE_DENY;
@@ -479,9 +500,31 @@ public:
 
     bool server() const override { return true; }
 
-    bool open(const QString& target, QString* error)
+    // `target` logs in as the reader role; never as `programRole`, nor as a role that may
+    // do more than read what it is given.
+    bool open(const QString& target, const QString& programRole, QString* error)
     {
-        if (!engine->open(db, connectionName, target, error)) return false;
+        QString err;
+        if (!engine->open(db, connectionName, target, &err)) {
+            *error = ReaderRole::missingMessage(err);
+            return false;
+        }
+        QSqlQuery q(db);
+        if (!q.exec(QStringLiteral("SELECT current_user, rolsuper OR rolcreaterole OR rolcreatedb OR rolreplication OR rolbypassrls "
+                                   "FROM pg_roles WHERE rolname = current_user"))
+            || !q.next()) {
+            *error = ReaderRole::missingMessage(q.lastError().text());
+            return false;
+        }
+        const bool mighty = q.value(1).toBool();
+        const QString role = q.value(0).toString();
+        q.finish();
+        if (mighty || role == programRole) {
+            *error = ReaderRole::missingMessage(
+                QStringLiteral("A(z) „%1” szerepkör többre is jogosult az olvasásnál, ezért nem futtathat felhasználói lekérdezést.")
+                    .arg(role));
+            return false;
+        }
         return setUp(error);
     }
 
@@ -503,9 +546,11 @@ public:
         return false;
     }
 
+    // Nothing the statement took outlives it: its transaction, session locks (the master
+    // lock among them), prepared statements and listens.
     void end() override
     {
-        if (!execSql(db, QStringLiteral("ROLLBACK"))) noteLost();
+        if (!execSql(db, QStringLiteral("ROLLBACK; SELECT pg_advisory_unlock_all(); DEALLOCATE ALL; UNLISTEN *"))) noteLost();
     }
 
     void interrupt() override
@@ -517,9 +562,11 @@ public:
     bool stream(const QString& statement, const QVariantList& values, QStringList* columns, const Sink& sink,
                 const QDeadlineTimer& deadline, QString* error) override
     {
+        // Always the extended protocol, values or not: the server itself refuses a second
+        // statement in the text, however it is quoted or commented.
         bool sent = false;
         if (m_conn && values.isEmpty()) {
-            sent = PQsendQuery(m_conn, statement.toUtf8().constData());
+            sent = PQsendQueryParams(m_conn, statement.toUtf8().constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
         } else if (m_conn) {
             int expected = 0;
             const QByteArray sql = numberedPlaceholders(statement, &expected).toUtf8();
@@ -597,7 +644,10 @@ public:
                 ok = false;
                 *error = QStringLiteral("A lekérdezés nem futtatható: COPY helyett SELECT kell.");
                 endCopy(status);
-            } else if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY && !stopped) {
+            } else if (status == PGRES_EMPTY_QUERY) {
+                ok = false;
+                *error = kEmpty;
+            } else if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && !stopped) {
                 ok = false;
                 const char* sqlState = PQresultErrorField(r, PG_DIAG_SQLSTATE);
                 const QString words = engineWords(QString::fromUtf8(PQresultErrorMessage(r)));
@@ -729,11 +779,15 @@ std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Connection& c, QStrin
     bool ok = false;
     const QString name = QStringLiteral("nexo_readonly_%1").arg(g_sourceCounter.fetchAndAddOrdered(1));
     if (c.isOpen() && isServerTarget(target)) {
-        auto pg = std::make_unique<PostgresBackend>();
-        pg->engine = makePostgresEngine();
-        pg->connectionName = name;
-        ok = pg->open(target, &err);
-        b = std::move(pg);
+        // As the server's reader role, never as the program's own.
+        const QString reader = c.readerTarget(&err);
+        if (!reader.isEmpty()) {
+            auto pg = std::make_unique<PostgresBackend>();
+            pg->engine = makePostgresEngine();
+            pg->connectionName = name;
+            ok = pg->open(reader, c.programRole(), &err);
+            b = std::move(pg);
+        }
     } else if (c.isOpen()) {
         auto lite = std::make_unique<SqliteBackend>();
         lite->engine = makeSqliteEngine();
@@ -776,11 +830,8 @@ bool ReadOnlySource::run(const QString& sql, const QVariantList& values, QString
         return false;
     };
     if (columns) columns->clear();
-    QString statement;
-    if (!singleStatement(sql, b.server(), &statement))
-        return fail(QStringLiteral("Egyszerre csak egy lekérdezés futtatható: a pontosvessző után nem állhat újabb "
-                                   "utasítás."));
-    if (statement.isEmpty()) return fail(QStringLiteral("Üres a lekérdezés."));
+    const QString statement = statementOf(sql, b.server());
+    if (statement.trimmed().isEmpty()) return fail(kEmpty);
 
     // No limit at all for 0 or less: an export reads every row, however long that takes.
     const QDeadlineTimer deadline = timeoutMs > 0 ? QDeadlineTimer(timeoutMs, Qt::PreciseTimer)

@@ -15,10 +15,13 @@ class Connection;
 // Open, run and destroy it on one thread (a worker, so that the user interface stays
 // alive during a long query); cancel() may come from any thread.
 //
-// One statement per run: text with a second statement after a ";" is refused before
-// anything runs. Nothing the statement does can change the database: the file is opened
-// read-only (SQLite), the session reads only and every run is a read-only transaction that
-// is rolled back (PostgreSQL).
+// One statement per run, as the engine reads the text: a second one is refused by SQLite's
+// own parser, and by the server, which takes every run through the extended protocol.
+// Nothing the statement does can change the database or read its secrets (Secrets.h): the
+// file is opened read-only with an authorizer that lets nothing but reading through and
+// hides the secrets (SQLite); on a server the link logs in as the reader role (ReaderRole.h),
+// which may only read what it is granted, every run is a read-only transaction that is
+// rolled back, and the session's locks are freed after it.
 //
 // Rows are streamed (a million-row source never sits in memory): each value as the engine
 // has it, with dates and booleans made usable:
@@ -52,6 +55,10 @@ public:
     // QDateTime as the clock reading, compared like the stored dates on both engines.
     bool run(const QString& sql, const QVariantList& values, QStringList* columns,
              const std::function<bool(const QVariantList&)>& sink, QString* error, int timeoutMs = 60000);
+    // `sql` without a trailing ";" and trailing comments, to wrap in a subquery. Decides
+    // nothing about safety: the engine does that.
+    static QString statementOf(const QString& sql, bool server);
+
     // Thread-safe; makes a running run() stop and return false with "A lekérdezés megszakítva."
     void cancel();
 

@@ -84,6 +84,10 @@ Schema::Schema()
     m_tables << makeTable("qnd_settings", Tables::Settings, "id",
                       L{lng("id"), txt("section", 50), txt("key_name", 100), memo("value")},
                       {idx("section_key", {"section", "key_name"}, true)});
+    // Settings that hold a stored secret (see Secrets.h): apart, so that no reader is given them.
+    m_tables << makeTable("qnd_secret", Tables::Secret, "id",
+                      L{lng("id"), txt("section", 50), txt("key_name", 100), memo("value")},
+                      {idx("section_key", {"section", "key_name"}, true)});
     // The last key handed out per table.
     m_tables << makeTable("qnd_key", Tables::Keys, "table_name", L{txt("table_name", 64), lng("last_key")});
 

@@ -47,6 +47,8 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
         run.error = QStringLiteral("A riportnak nincs SQL forrása.");
         return run;
     }
+    // The reader's login read here, on the connection's thread; the worker takes it as read.
+    connection.readerTarget(nullptr);
     // The read-only link lives in the worker thread, as a database link belongs to the
     // thread that opened it; only the cancel crosses over.
     std::mutex guard;

@@ -33,6 +33,10 @@ const QList<Spec>& specs()
         {{QStringLiteral("unregister")}, nullptr,
          "Törli a modul regisztrációját a felhasználó regisztrációs fájljából, majd kilép. A rendszerszintű "
          "regisztrációt (/etc/xdg/NexoFrame/classes.ini) a csomag kezeli."},
+        {{QStringLiteral("create-reader")}, nullptr,
+         "Létrehozza vagy frissíti a --db PostgreSQL-adatbázis olvasó szerepkörét, amellyel a felhasználók saját "
+         "lekérdezései (OLAP-riportok, listák, nyomtatott riportok) futnak, és elmenti a jelszavát az adatbázisba, "
+         "majd kilép. A --db címe az adatbázis rendszergazdájáé legyen (szerepkört létrehozhat, a táblákra jogot adhat)."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
@@ -45,7 +49,8 @@ QString helpText()
     QString text = QStringLiteral(
         "Használat: nexo-shell [kapcsolók]\n"
         "       nexo-shell --register [KÖNYVTÁR]\n"
-        "       nexo-shell --unregister [KÖNYVTÁR]\n\n"
+        "       nexo-shell --unregister [KÖNYVTÁR]\n"
+        "       nexo-shell --create-reader --db postgresql://rendszergazda@gép/adatbázis\n\n"
         "A Quandra Express keretrendszer NexoFrame adminisztrációs moduljának indítóprogramja.\n\n"
         "Kapcsolók:\n");
     for (const Spec& s : specs()) {
@@ -110,6 +115,15 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
     if (p.isSet(QStringLiteral("db")) && o->database.trimmed().isEmpty()) {
         *error = QStringLiteral("A --db kapcsolóhoz meg kell adni az adatbázis-fájlt vagy -címet.");
         return false;
+    }
+    if (p.isSet(QStringLiteral("create-reader"))) {
+        if (o->database.trimmed().isEmpty()) {
+            *error = QStringLiteral("A --create-reader kapcsolóhoz a --db kapcsolóval meg kell adni az adatbázis "
+                                    "rendszergazdai címét (postgresql://…).");
+            return false;
+        }
+        o->action = Options::Action::CreateReader;
+        return true;
     }
     o->userGiven = p.isSet(QStringLiteral("user"));
     o->user = p.value(QStringLiteral("user"));

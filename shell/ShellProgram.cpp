@@ -1,4 +1,5 @@
 #include "ShellProgram.h"
+#include "ReaderRole.h"
 #include "Connection.h"
 #include "ShellLogin.h"
 #include "Modules.h"
@@ -67,6 +68,16 @@ int Program::runGuarded(const QStringList& arguments)
         return registration(true, o.library);
     case Options::Action::Unregister:
         return registration(false, o.library);
+    case Options::Action::CreateReader: {
+        Notices::setConsole(true);
+        QString message;
+        if (!ReaderRole::create(o.database, &message)) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
+        Notices::info(message);
+        return Done;
+    }
     case Options::Action::Run:
         break;
     }

@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include "ReadOnlySource.h"
 #include "TestDatabase.h"
+#include "HostileSql.h"
 
 #include <QMutex>
 #include <QThread>
@@ -38,6 +39,9 @@ private slots:
     void errorsInTheEnginesWords();
     void cancelFromAnotherThread();
     void timeout();
+    void hostileSourcesAreHarmless();
+    void hostileSourcesWithASuperuserProgram();
+    void serverRefusesWithoutAReader();
 
 private:
     std::unique_ptr<TestDatabase> m_db;
@@ -68,6 +72,8 @@ void tst_readonly::init()
                  qPrintable(err));
     }
     QVERIFY(m_c->execute(QStringLiteral("INSERT INTO ro_sample (id) VALUES (6)")));
+    // A table made after the reader role: granted as a new --create-reader grants it.
+    m_db->makeReader();
     m_source = ReadOnlySource::open(*m_c, &err);
     QVERIFY2(m_source, qPrintable(err));
 }
@@ -334,6 +340,98 @@ void tst_readonly::timeout()
                            nullptr, [&](const QVariantList&) { return ++rows > 0; }, &err, 0),
              qPrintable(err));
     QCOMPARE(rows, qint64(300000));
+}
+
+namespace {
+
+// Runs every hostile text through `link` and checks after each that nothing changed, nothing
+// secret came back, no file was written, the master lock is free and the link still cannot write.
+void runHostile(Connection& c, ReadOnlySource& link)
+{
+    const QStringList secrets = Hostile::storedSecrets(c);
+    QVERIFY(secrets.size() >= 2);
+    const Hostile::State before = Hostile::stateOf(c);
+    for (const Hostile::Source& h : Hostile::sources(testingPostgres())) {
+        QList<QVariantList> rows;
+        QString err;
+        link.run(h.sql, nullptr, [&](const QVariantList& r) {
+            rows << r;
+            return true;
+        }, &err, 10000);
+        QString leaked;
+        QVERIFY2(Hostile::leaksNothing(rows, secrets, &leaked), qPrintable(h.name + QStringLiteral(": ") + leaked));
+        QVERIFY2(Hostile::stateOf(c) == before, qPrintable(h.name));
+        QVERIFY2(Hostile::masterLockFree(c), qPrintable(h.name));
+        // Nothing the text did outlives it: the link is as it was.
+        QVERIFY2(!link.run(QStringLiteral("DELETE FROM qnd_menu_log"), nullptr, [](const QVariantList&) { return true; }, &err),
+                 qPrintable(h.name));
+        QVERIFY2(Hostile::stateOf(c) == before, qPrintable(h.name));
+        QVERIFY2(link.run(QStringLiteral("SELECT count(*) FROM qnd_menu"), nullptr, [](const QVariantList&) { return true; }, &err),
+                 qPrintable(h.name + QStringLiteral(": ") + err));
+    }
+}
+
+void fillTheTargets(Connection& c)
+{
+    for (int i = 1; i <= 3; ++i)
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_menu_log (id, user_id, menu_id, log_date) VALUES (?, 1, 1, ?)"),
+                          {900000 + i, c.engine().toDb(ColumnDef{QString(), ColType::DateTime, 0, {}}, QDateTime(QDate(2026, 1, i), QTime(9, 0)))}));
+    // A stored secret on either engine (on a server the reader's own password is one already).
+    QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"),
+                           testingPostgres() ? c.readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"))
+                                             : QStringLiteral("olvaso-titok-42")));
+}
+
+} // namespace
+
+void tst_readonly::hostileSourcesAreHarmless()
+{
+    fillTheTargets(*m_c);
+    // A secret column reads as NULL on a file, and is refused on a server.
+    QList<QVariantList> rows;
+    QString err;
+    const bool read = m_source->run(QStringLiteral("SELECT user_name, password FROM qnd_user"), nullptr, [&](const QVariantList& r) {
+        rows << r;
+        return true;
+    }, &err);
+    if (testingPostgres()) {
+        QVERIFY(!read);
+        QVERIFY2(err.contains(QStringLiteral("nincs joga")), qPrintable(err));
+    } else {
+        QVERIFY2(read, qPrintable(err));
+        QVERIFY(!rows.isEmpty());
+        for (const QVariantList& r : rows) QVERIFY(r.value(1).isNull());
+    }
+    runHostile(*m_c, *m_source);
+}
+
+// A program role with every power the server has: user SQL still runs as the reader.
+void tst_readonly::hostileSourcesWithASuperuserProgram()
+{
+    if (!testingPostgres()) QSKIP("a server's roles only");
+    fillTheTargets(*m_c);
+    QString err;
+    auto super = Connection::openDatabase(m_db->adminTarget(), Connection::DemoData::None, &err);
+    QVERIFY2(super, qPrintable(err));
+    auto link = ReadOnlySource::open(*super, &err);
+    QVERIFY2(link, qPrintable(err));
+    runHostile(*super, *link);
+}
+
+// Without the reader role the server runs no user SQL at all, and says what to do.
+void tst_readonly::serverRefusesWithoutAReader()
+{
+    if (!testingPostgres()) QSKIP("a server's roles only");
+    m_source.reset();
+    QVERIFY(m_c->execute(QStringLiteral("DELETE FROM qnd_secret")));
+    QString err;
+    QVERIFY(!ReadOnlySource::open(*m_c, &err));
+    QVERIFY2(err.contains(QStringLiteral("--create-reader")), qPrintable(err));
+    // A reader that names the program's own role is refused too.
+    QVERIFY(m_c->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"), TestDatabase::programRole()));
+    QVERIFY(m_c->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"), QStringLiteral("x")));
+    QVERIFY(!ReadOnlySource::open(*m_c, &err));
+    QVERIFY2(err.contains(QStringLiteral("--create-reader")), qPrintable(err));
 }
 
 QTEST_GUILESS_MAIN(tst_readonly)

@@ -1,4 +1,5 @@
 #include "TestDatabase.h"
+#include "ReaderRole.h"
 #include <QAtomicInt>
 #include <QCoreApplication>
 #include <QSqlDatabase>
@@ -41,6 +42,16 @@ void onServer(const QString& sql)
     QSqlDatabase::removeDatabase(name);
 }
 
+// The program's own role on the test server: an ordinary login that owns its database, as on
+// an office's server (no superuser, no CREATEROLE). Made once per server.
+const QString kProgramRole = QStringLiteral("nexo_app");
+
+void ensureProgramRole()
+{
+    onServer(QStringLiteral("DO $$BEGIN IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = '%1') THEN "
+                            "CREATE ROLE %1 LOGIN; END IF; END$$").arg(kProgramRole));
+}
+
 } // namespace
 
 bool testingPostgres() { return qEnvironmentVariable("NEXO_TEST_ENGINE") == QLatin1String("postgres"); }
@@ -62,15 +73,21 @@ TestDatabase::TestDatabase()
         return;
     }
     m_serverDb = QStringLiteral("nexo_t_%1_%2").arg(QCoreApplication::applicationPid()).arg(g_serial.fetchAndAddOrdered(1));
-    onServer(QStringLiteral("CREATE DATABASE %1 TEMPLATE template0 ENCODING 'UTF8'").arg(m_serverDb));
+    ensureProgramRole();
+    onServer(QStringLiteral("CREATE DATABASE %1 OWNER %2 TEMPLATE template0 ENCODING 'UTF8'").arg(m_serverDb, kProgramRole));
     QUrl url(serverEnv());
     url.setPath(QLatin1Char('/') + m_serverDb);
+    m_adminTarget = url.toString();
+    url.setUserName(kProgramRole);
+    url.setPassword(QString());
     m_target = url.toString();
 }
 
 TestDatabase::~TestDatabase()
 {
-    if (!m_serverDb.isEmpty()) onServer(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_serverDb));
+    if (m_serverDb.isEmpty()) return;
+    onServer(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(m_serverDb));
+    onServer(QStringLiteral("DROP ROLE IF EXISTS %1").arg(ReaderRole::nameFor(m_serverDb)));
 }
 
 std::unique_ptr<Connection> TestDatabase::open(Connection::DemoData demo) const
@@ -78,7 +95,21 @@ std::unique_ptr<Connection> TestDatabase::open(Connection::DemoData demo) const
     QString err;
     auto c = Connection::openDatabase(m_target, demo, &err);
     if (!c) qFatal("test database %s: %s", qPrintable(m_target), qPrintable(err));
+    if (!m_serverDb.isEmpty() && !m_readerMade) {
+        makeReader();
+        c->readerTarget(nullptr); // the new login read now, as a fresh open would
+    }
     return c;
 }
+
+void TestDatabase::makeReader() const
+{
+    if (m_serverDb.isEmpty()) return;
+    QString message;
+    if (!ReaderRole::create(m_adminTarget, &message)) qFatal("reader role of %s: %s", qPrintable(m_serverDb), qPrintable(message));
+    m_readerMade = true;
+}
+
+QString TestDatabase::programRole() { return kProgramRole; }
 
 } // namespace NexoFrame

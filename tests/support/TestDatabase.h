@@ -23,7 +23,15 @@ public:
     // What Connection::openDatabase and the shell's --db take.
     QString target() const { return m_target; }
     // Opens it (with the demo data unless told otherwise); fails the test process on error.
+    // On the server the program logs in as an ordinary role that owns the database, and the
+    // first open also makes the database's reader role (as `--create-reader` does).
     std::unique_ptr<Connection> open(Connection::DemoData demo = Connection::DemoData::IfEmpty) const;
+    // The reader role made (again) now, for a database whose schema another process made.
+    void makeReader() const;
+    // The same database as the server's superuser (empty for a file).
+    QString adminTarget() const { return m_adminTarget; }
+    // The program's role on the test server.
+    static QString programRole();
     // A folder for the test's own files.
     QString filePath(const QString& name) const { return m_dir.filePath(name); }
 
@@ -34,6 +42,8 @@ private:
     QTemporaryDir m_dir;
     QString m_target;
     QString m_serverDb; // the database made on the server, if any
+    QString m_adminTarget;
+    mutable bool m_readerMade = false;
 };
 
 } // namespace NexoFrame

@@ -1,0 +1,43 @@
+#pragma once
+#include <QString>
+#include <QStringList>
+
+namespace NexoFrame {
+
+// What no SQL that users write may read: the one list both engines keep it by. The
+// read-only link on SQLite hides these through its authorizer; the server's reader role is
+// never granted them. A later secret is added here and nowhere else.
+namespace Secrets {
+
+// Settings that hold a stored secret live in their own table (qnd_secret, same section and
+// key) instead of qnd_settings, so that a whole table can be kept from the reader.
+inline constexpr const char* kTable = "qnd_secret";
+
+// Whether `column` of `table` holds a secret (names compared without regard to case). Every
+// column of the secret settings' table counts.
+bool isSecretColumn(const QString& table, const QString& column);
+// Whether every column of `table` is secret.
+bool isSecretTable(const QString& table);
+// The secret columns of `table`, lower-case; empty when it has none.
+QStringList secretColumnsOf(const QString& table);
+// Whether a setting of `section` / `key` is a secret (kept in the secret table).
+bool isSecretSetting(const QString& section, const QString& key);
+
+// The stored form of a secret setting and back: the same keyed cipher as the passwords, with
+// the secrets' own keys. Keeps it from a casual look, not from whoever has the program.
+QString seal(const QString& plain);
+QString unseal(const QString& stored);
+
+} // namespace Secrets
+
+namespace SettingKeys {
+// The server's reader role: its name (a plain setting) and its password (a secret).
+inline constexpr const char* kSection = "MAINFRAME";
+inline constexpr const char* kReaderRole = "ReaderRole";
+inline constexpr const char* kReaderPassword = "ReaderPassword";
+// How many links the reader role may hold at once (every preview, list and printed report
+// opens its own).
+inline constexpr const char* kReaderConnectionLimit = "ReaderConnectionLimit";
+} // namespace SettingKeys
+
+} // namespace NexoFrame
