@@ -373,13 +373,13 @@ int Connection::handOutKeys(int table, int count, const QString& column, int low
 QString Connection::historyText(const ColumnDef& c, const QVariant& value) const
 {
     const QVariant v = m_engine->fromDb(c, value);
+    if (c.type == ColType::Bool) return !v.isNull() && v.toBool() ? QStringLiteral("1") : QStringLiteral("0");
     if (v.isNull()) return QString();
-    if (c.type == ColType::Bool) return v.toBool() ? QStringLiteral("1") : QStringLiteral("0");
     return v.toString();
 }
 
-void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, const QVariant& oldValue,
-                               const QVariant& newValue)
+void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew,
+                               const QVariant& oldValue, const QVariant& newValue)
 {
     if (!m_history) return;
     const QString before = historyText(c, oldValue), after = historyText(c, newValue);
@@ -388,7 +388,7 @@ void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const C
     if (!execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
                                 "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
                  {newKey(Tables::RightsHistory), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
-                  m_currentUserId, t.name, rowId, c.name, oldValue.isNull() ? QVariant() : QVariant(before),
+                  m_currentUserId, t.name, rowId, c.name, rowIsNew ? QVariant() : QVariant(before),
                   QVariant(after)},
                  &error))
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));

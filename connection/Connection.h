@@ -81,12 +81,16 @@ public:
     // The rights history (qnd_rights_history): one row for a changed cell of a history
     // column, by the current user, now. Nothing when the value did not change; throws
     // DbError when it cannot be written (the caller's transaction then goes back whole).
-    void recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, const QVariant& oldValue,
+    // Only a row the change makes (`rowIsNew`) has no old value; a cell never set before
+    // has the old value historyText gives it.
+    void recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew, const QVariant& oldValue,
                        const QVariant& newValue);
     // Off while the starting state is written (a new database's demo data is no change).
     bool historyEnabled() const { return m_history; }
     void setHistoryEnabled(bool on) { m_history = on; }
-    // A value as the history keeps it: yes/no as "1"/"0", the rest as text.
+    // A value as the history keeps it: yes/no as "1"/"0" (a yes/no never set, NULL, is
+    // no: rows written by an older program or another module hold such cells), the rest as
+    // text, NULL as empty text.
     QString historyText(const ColumnDef& c, const QVariant& value) const;
 
     // Master lock, transactions (mode 3 is the only mode in use). The lock waits at most

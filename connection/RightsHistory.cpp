@@ -11,6 +11,7 @@ const QString kMoment = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 QVariant valueOf(const ColumnDef& c, const QString& text)
 {
+    if (text.isEmpty() && c.type != ColType::Text && c.type != ColType::Memo) return QVariant(); // a cell never set
     switch (c.type) {
     case ColType::Bool: return text == QLatin1String("1");
     case ColType::Long: return text.toInt();

@@ -9,6 +9,7 @@
 #include "TestSite.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
+#include <QLabel>
 #include <QSet>
 #include <QTest>
 #include <QTreeWidgetItem>
@@ -144,6 +145,57 @@ private slots:
         QCOMPARE(history(c, from), QStringList());
         QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE auth_7")).value(0).value(0).toInt(), 0);
         QVERIFY(!c.hasMasterLock());
+    }
+
+    // A role cell never set (NULL, as an older program or another module leaves it) is an
+    // untick: a tick on it is kept as from "0", taken back by Ctrl+Z, shown unticked in the
+    // state before it, and a revert to before it unticks it again.
+    void cellsNeverSetCountAsUnticked()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        module().takeSite(&site);
+        const auto neverSet = [&] { QVERIFY(c.execute(QStringLiteral("UPDATE qnd_menu SET auth_7 = NULL"))); };
+        const auto ticked = [&](int id) {
+            return c.historyText(*c.tableDef(Tables::Menu)->column(QStringLiteral("auth_7")),
+                                 c.select(QStringLiteral("SELECT auth_7 FROM qnd_menu WHERE id=?"), {id}).value(0).value(0));
+        };
+        neverSet();
+        const QDateTime moment = QDateTime::currentDateTime();
+        QTest::qWait(1100); // the history keeps seconds
+        Menus p;
+        p.IAddin_AttachToSite(&site, 1, QString());
+        p.selectRole(7);
+        const int from = lastHistoryId(c);
+        p.nodeOf(10)->setCheckState(0, Qt::Checked); // "Kimutatások" and the six items below it
+        QCOMPARE(ticked(10), QStringLiteral("1"));
+        QCOMPARE(history(c, from).size(), 7);
+        QVERIFY(history(c, from).contains(QStringLiteral("qnd_menu 10 auth_7 0>1")));
+        QCOMPARE(columnAt(c, QStringLiteral("qnd_menu"), QStringLiteral("auth_7"), moment).value(10, QStringLiteral("nincs")), QStringLiteral("0"));
+
+        p.show(); // the shortcut belongs to the window the user works in
+        p.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&p));
+        p.tree_Item->setFocus();
+        QTest::keySequence(p.tree_Item, QKeySequence::Undo);
+        QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
+        for (int id : {10, 11, 16}) QCOMPARE(ticked(id), QStringLiteral("0"));
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE auth_7")).value(0).value(0).toInt(), 0);
+        QCOMPARE(p.nodeOf(10)->checkState(0), Qt::Unchecked);
+
+        // Never set again, ticked again: the revert to before the tick unticks it.
+        neverSet();
+        const QDateTime again = QDateTime::currentDateTime();
+        QTest::qWait(1100);
+        p.nodeOf(10)->setCheckState(0, Qt::Checked);
+        QCOMPARE(ticked(11), QStringLiteral("1"));
+        QCOMPARE(stateAt(c, again).value(QStringLiteral("qnd_menu 11 auth_7")), QStringLiteral("0"));
+        const QList<RevertStep> plan = revertPlan(c, again, 7);
+        QCOMPARE(plan.size(), 7);
+        QString why;
+        QVERIFY2(revertTo(c, plan, &why), qPrintable(why));
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE auth_7")).value(0).value(0).toInt(), 0);
+        QVERIFY(revertPlan(c, again, 7).isEmpty());
     }
 
     // A group's slots and visibility rules, and a user's group, each change kept.
