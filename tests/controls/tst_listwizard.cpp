@@ -3,6 +3,7 @@
 #include "ModalDriver.h"
 #include "Snapshots.h"
 #include "TestDatabase.h"
+#include "HostileSql.h"
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
@@ -275,6 +276,36 @@ private slots:
         QCOMPARE(w->saveList(0, QStringLiteral("Idegen oszlop"), definition(QStringLiteral("[]"), QStringLiteral("qnd_user_list_view"),
                                                                             QStringLiteral(R"([{"field": "password"}])"))),
                  -1);
+    }
+
+    // Even a source an administrator opened on the secrets lists none of them: the password
+    // column reads empty on a file and is refused on a server; the secret table never reads.
+    void secretsStayHiddenFromAnOfferedSource()
+    {
+        const QStringList secrets = Hostile::storedSecrets(*m_c);
+        QVERIFY(!secrets.isEmpty());
+        const int key = m_c->newKey(Tables::ListSource);
+        QVERIFY(m_c->execute(QStringLiteral("INSERT INTO qnd_list_source (id, sort_order, table_name, caption, columns, del_status) "
+                                            "VALUES (?, 90, 'qnd_user', 'Jelszavak', ?, 0), (?, 91, 'qnd_secret', 'Titkok', ?, 0)"),
+                             {key, QStringLiteral("user_name=Név\npassword=Jelszó"), key + 1000,
+                              QStringLiteral("key_name=Kulcs\nvalue=Érték")}));
+        auto w = wizard(Edit, 1);
+        const int passwords = w->saveList(0, QStringLiteral("Jelszavak"),
+                                          definition(QStringLiteral("[]"), QStringLiteral("qnd_user"),
+                                                     QStringLiteral(R"([{"field": "user_name"}, {"field": "password"}])")));
+        QVERIFY2(passwords > 0, qPrintable(w->lastError()));
+        const bool ran = w->runList(passwords);
+        const QStringList rows = gridRows(*w);
+        for (const QString& secret : secrets) QVERIFY2(!rows.join(QLatin1Char('\n')).contains(secret), qPrintable(secret));
+        if (ran && !testingPostgres()) QVERIFY(!rows.isEmpty());
+        const int settings = w->saveList(0, QStringLiteral("Titkok"),
+                                         definition(QStringLiteral("[]"), QStringLiteral("qnd_secret"),
+                                                    QStringLiteral(R"([{"field": "key_name"}, {"field": "value"}])")));
+        if (settings > 0) {
+            w->runList(settings);
+            QVERIFY(gridRows(*w).isEmpty());
+        }
+        QVERIFY(Hostile::masterLockFree(*m_c));
     }
 
     // What is exported equals the grid: CSV and XLSX read back (the workbook by openpyxl),

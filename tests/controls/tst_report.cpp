@@ -5,6 +5,10 @@
 #include "QndReport.h"
 #include "ReadOnlySource.h"
 #include "TestDatabase.h"
+#include "HostileSql.h"
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QAction>
 #include <QDir>
 #include <QFileDialog>
@@ -368,6 +372,40 @@ private slots:
         QVERIFY2(r->lastError().contains(message), qPrintable(r->lastError()));
         QVERIFY(!QFile::exists(pdf));
         QCOMPARE(count(QStringLiteral("SELECT COUNT(*) FROM qnd_user")), users);
+    }
+
+    // A report file is user-written SQL too: its query and its choices run as the reader,
+    // whatever they hold.
+    void hostileQueriesAndChoices()
+    {
+        const QStringList secrets = Hostile::storedSecrets(*m_c);
+        const Hostile::State before = Hostile::stateOf(*m_c);
+        QList<Hostile::Source> sources = Hostile::sources(testingPostgres());
+        // The harmless pair first: the two ways do run SQL.
+        sources.prepend({QStringLiteral("harmless"), QStringLiteral("SELECT 1 AS x, 'egy' AS caption")});
+        for (const Hostile::Source& h : std::as_const(sources)) {
+            const QJsonObject column{{"field", "x"}};
+            const QJsonObject asQuery{{"query", h.sql}, {"columns", QJsonArray{column}}};
+            const QJsonObject asChoice{
+                {"query", "SELECT :p AS x"},
+                {"parameters", QJsonArray{QJsonObject{{"name", "p"}, {"type", "choice"}, {"default", "1"}, {"choices", h.sql}}}},
+                {"columns", QJsonArray{column}}};
+            for (const QJsonObject& json : {asQuery, asChoice}) {
+                auto r = report(reportFile(QStringLiteral("hostile.json"), QJsonDocument(json).toJson()));
+                const QString pdf = m_out.filePath(QStringLiteral("hostile.pdf"));
+                const bool exported = r->ExportPdf(pdf);
+                if (h.name == QLatin1String("harmless")) QVERIFY2(exported, qPrintable(r->lastError()));
+                if (exported) {
+                    QString leaked;
+                    QList<QVariantList> text;
+                    for (const QString& page : pdfPages(pdf)) text << QVariantList{page};
+                    QVERIFY2(Hostile::leaksNothing(text, secrets, &leaked), qPrintable(h.name));
+                    QFile::remove(pdf);
+                }
+                QVERIFY2(Hostile::stateOf(*m_c) == before, qPrintable(h.name));
+                QVERIFY2(Hostile::masterLockFree(*m_c), qPrintable(h.name));
+            }
+        }
     }
 
     void withoutConnection()

@@ -6,18 +6,27 @@
 #include "OlapPreview.h"
 #include "OlapRun.h"
 #include "TestSite.h"
+#include "HostileSql.h"
 #include "cDDXOlapReport.h"
 #include "frmOlapReport.h"
 #include "frmOlapReportForms.h"
+#include <QBarCategoryAxis>
+#include <QChart>
+#include <QChartView>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTableWidget>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QToolTip>
 #include <QTreeWidget>
 
 using namespace NexoFrame;
@@ -354,6 +363,14 @@ private slots:
         }
         QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM olap_sample_sales")).value(0).value(0).toInt(), before);
         QCOMPARE(c.select(QStringLiteral("SELECT SUM(amount) > 0 FROM olap_sample_sales")).value(0).value(0).toBool(), true);
+        // Every hostile source as a report's: nothing changes, no file, the master lock free.
+        const Hostile::State state = Hostile::stateOf(c);
+        for (const Hostile::Source& h : Hostile::sources(testingPostgres())) {
+            r.set_sql_source(h.sql);
+            runReport(nullptr, c, r);
+            QVERIFY2(Hostile::stateOf(c) == state, qPrintable(h.name));
+            QVERIFY2(Hostile::masterLockFree(c), qPrintable(h.name));
+        }
         // A field that the SQL does not give is named.
         r.set_sql_source(QStringLiteral("SELECT region FROM olap_sample_sales"));
         QVERIFY(runReport(nullptr, c, r).error.contains(QStringLiteral("„sale_year”")));
