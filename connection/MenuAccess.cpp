@@ -42,6 +42,26 @@ unsigned groupRoles(Connection& c, int groupId)
     return rolesOf(*rs);
 }
 
+unsigned roleBits(const QList<int>& held)
+{
+    unsigned bits = 0;
+    for (int s : held)
+        if (s >= 0 && s < kSlots) bits |= 1u << s;
+    return bits;
+}
+
+unsigned userRoles(Connection& c, int userId) { return roleBits(c.roleSlotsOf(userId)); }
+
+QList<LiveUser> liveUsers(Connection& c)
+{
+    QList<LiveUser> out;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.id, u.display_name, %1 FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
+                                                         "WHERE u.del_status=0 AND g.del_status=0 AND NOT COALESCE(u.access_denied, FALSE) ORDER BY u.id")
+                                              .arg(roleColumns(QStringLiteral("g")))))
+        out << LiveUser{r[0].toInt(), r[1].toString(), roleBits(rolesIn(r, 2))};
+    return out;
+}
+
 QList<MenuEntry> visibleMenu(Connection& c, unsigned roles, int userId)
 {
     auto rs = c.openRecordset(Tables::Menu);
@@ -74,6 +94,76 @@ QSet<int> menuIds(const QList<MenuEntry>& menu)
     QSet<int> ids;
     for (const MenuEntry& e : menu) ids += menuIds(e.children) + QSet<int>{e.id};
     return ids;
+}
+
+const MenuEntry* menuItemFor(const QList<MenuEntry>& menu, const QString& progId, int mode)
+{
+    for (const MenuEntry& e : menu) {
+        if (!e.isFolder() && !e.isExternal() && e.className == progId && e.parameterI == mode) return &e;
+        if (const MenuEntry* below = menuItemFor(e.children, progId, mode)) return below;
+    }
+    return nullptr;
+}
+
+bool mayOpenPanel(Connection& c, int userId, const QString& progId, int mode)
+{
+    const QString wanted = progId.trimmed();
+    if (wanted.isEmpty()) return false;
+    return menuItemFor(visibleMenu(c, userRoles(c, userId), userId), wanted, mode) != nullptr;
+}
+
+OlapAccess::OlapAccess(Connection& c)
+{
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT id, parent_id, report_type, %1 FROM qnd_olap_report WHERE del_status=0").arg(roleColumns())))
+        m_rows.insert(r[0].toInt(), Row{r[1].toInt(), roleBits(rolesIn(r, 3)), r[2].toInt() != 0});
+}
+
+void OlapAccess::setCell(int id, int slot, bool ticked)
+{
+    const auto it = m_rows.find(id);
+    if (it == m_rows.end() || slot < 0 || slot >= kSlots) return;
+    if (ticked) it->roles |= 1u << slot;
+    else it->roles &= ~(1u << slot);
+}
+
+bool OlapAccess::cell(int id, int slot) const { return slot >= 0 && slot < kSlots && (m_rows.value(id).roles & (1u << slot)); }
+
+bool OlapAccess::reaches(int id, unsigned roles) const
+{
+    // Up to the root: every row on the way live (a deleted or missing one is not in the map)
+    // and sharing a slot. The bound ends the walk on a damaged tree that loops.
+    for (int depth = 0; depth < 64; ++depth) {
+        const auto it = m_rows.constFind(id);
+        if (it == m_rows.constEnd() || !(it->roles & roles)) return false;
+        if (it->parent == 0) return true;
+        id = it->parent;
+    }
+    return false;
+}
+
+QSet<int> OlapAccess::reports(unsigned roles) const
+{
+    QSet<int> out;
+    if (!roles) return out;
+    for (auto it = m_rows.cbegin(); it != m_rows.cend(); ++it)
+        if (it->report && reaches(it.key(), roles)) out << it.key();
+    return out;
+}
+
+QSet<int> OlapAccess::shownTree(unsigned roles) const
+{
+    QSet<int> out;
+    for (int id : reports(roles))
+        for (int at = id; at != 0 && !out.contains(at); at = m_rows.value(at).parent) out << at;
+    return out;
+}
+
+QHash<int, QString> OlapAccess::usersReaching(const QList<LiveUser>& users, int id) const
+{
+    QHash<int, QString> out;
+    for (const LiveUser& u : users)
+        if (reaches(id, u.roles)) out.insert(u.id, u.name);
+    return out;
 }
 
 } // namespace NexoFrame

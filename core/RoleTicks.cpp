@@ -7,8 +7,8 @@
 
 namespace NexoFrame {
 
-RoleTicks::RoleTicks(Connection& connection, int table, int slot)
-    : m_c(connection), m_table(table), m_slot(slot), m_column(QStringLiteral("auth_%1").arg(slot))
+RoleTicks::RoleTicks(Connection& connection, int table, int slot, Reach reach)
+    : m_c(connection), m_table(table), m_slot(slot), m_reach(reach), m_column(QStringLiteral("auth_%1").arg(slot))
 {
 }
 
@@ -27,7 +27,7 @@ int RoleTicks::idOf(const QTreeWidgetItem* item)
     return item->data(0, Qt::UserRole).toString().mid(3).toInt();
 }
 
-void RoleTicks::apply(int id, QTreeWidgetItem* item, bool first, bool second)
+void RoleTicks::apply(int id, QTreeWidgetItem* item, bool grant)
 {
     if (!m_rs) {
         m_rs = m_c.openRecordset(m_table, {m_column, QStringLiteral("del_status")});
@@ -36,10 +36,10 @@ void RoleTicks::apply(int id, QTreeWidgetItem* item, bool first, bool second)
     Recordset& rs = *m_rs;
     if (!rs.seek({id})) return;
     rs.edit();
-    const bool grant = second;
     rs.setField(m_column, grant);
     if (item) {
-        item->setForeground(0, first && second ? grantColour() : greyColour());
+        // Grey marks what a grant below would lift: only where ticks reach up and down.
+        if (m_reach == Reach::Subtree) item->setForeground(0, grant ? grantColour() : greyColour());
         item->setCheckState(0, grant ? Qt::Checked : Qt::Unchecked);
     }
     if (!rs.update()) throw DbError(rs.lastError());
@@ -61,15 +61,17 @@ bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
     try {
         if (!m_c.beginUpdate()) throw DbError(QStringLiteral("A módosítás nem kezdhető el."));
         const int id = idOf(node);
-        apply(id, node, true, checked);
-        // Below the node the change is inherited: the rows are found in the database, so
-        // that parts of the tree not loaded yet change too.
-        m_c.setBelow(m_table, id, m_column, checked);
-        showInherited(node, checked);
-        // A grant lifts every revoked (grey) node above; a revoke leaves them alone.
-        if (checked) {
-            for (QTreeWidgetItem* up = node->parent(); up && idOf(up) > 0 && isGrey(up); up = up->parent())
-                apply(idOf(up), up, true, true);
+        apply(id, node, checked);
+        if (m_reach == Reach::Subtree) {
+            // Below the node the change is inherited: the rows are found in the database, so
+            // that parts of the tree not loaded yet change too.
+            m_c.setBelow(m_table, id, m_column, checked);
+            showInherited(node, checked);
+            // A grant lifts every revoked (grey) node above; a revoke leaves them alone.
+            if (checked) {
+                for (QTreeWidgetItem* up = node->parent(); up && idOf(up) > 0 && isGrey(up); up = up->parent())
+                    apply(idOf(up), up, true);
+            }
         }
         if (!m_c.endUpdate()) throw DbError(QStringLiteral("A módosítás nem menthető."));
     } catch (...) {

@@ -181,7 +181,7 @@ QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QStri
         item->setCheckState(0, checked ? Qt::Checked : Qt::Unchecked);
         item->setData(0, kCheckRole, checked);
         // A right not held shows grey, so that a grant below it lifts it too.
-        item->setForeground(0, checked ? RoleTicks::grantColour() : RoleTicks::greyColour());
+        if (tickCoversSubtree()) item->setForeground(0, checked ? RoleTicks::grantColour() : RoleTicks::greyColour());
     }
     m_nodes.insert(id, item);
     styleNode(item, kind);
@@ -192,7 +192,7 @@ bool TreePanel::hasLiveChildren(Recordset& rs, int id)
 {
     if (!rs.seek(Recordset::SeekOp::GreaterOrEqual, {id})) return false;
     for (; !rs.eof() && rs.field(QStringLiteral("parent_id")).toInt() == id; rs.moveNext())
-        if (rs.field(QStringLiteral("del_status")).toInt() == 0) return true;
+        if (rs.field(QStringLiteral("del_status")).toInt() == 0 && showsRow(rs.field(QStringLiteral("id")).toInt())) return true;
     return false;
 }
 
@@ -209,7 +209,7 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
     QList<Row> rows;
     if (rs.seek(Recordset::SeekOp::GreaterOrEqual, {parentId})) {
         for (; !rs.eof() && rs.field(QStringLiteral("parent_id")).toInt() == parentId; rs.moveNext()) {
-            if (rs.field(QStringLiteral("del_status")).toInt() != 0) continue;
+            if (rs.field(QStringLiteral("del_status")).toInt() != 0 || !showsRow(rs.field(QStringLiteral("id")).toInt())) continue;
             rows.append({rs.field(QStringLiteral("id")).toInt(), nodeText(rs), rs.field(authColumn).toBool(), nodeKind(rs)});
         }
     }
@@ -256,6 +256,7 @@ void TreePanel::reloadChildren(QTreeWidgetItem* node)
 void TreePanel::reloadTree()
 {
     WaitCursor wait;
+    treeReloading();
     m_filling = true;
     tree_Item->setUpdatesEnabled(false);
     tree_Item->clear();
@@ -308,7 +309,8 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
             bool& flag;
             ~Reset() { flag = false; }
         } reset{m_filling};
-        RoleTicks ticks(*module().connection(), tableNumber(), m_slot);
+        RoleTicks ticks(*module().connection(), tableNumber(), m_slot,
+                        tickCoversSubtree() ? RoleTicks::Reach::Subtree : RoleTicks::Reach::OwnRow);
         WaitCursor wait; // a large subtree takes a moment
         Connection& c = *module().connection();
         const int id = RoleTicks::idOf(item);
@@ -411,6 +413,21 @@ QString TreePanel::impactText(int id)
     else
         text += only.isEmpty() ? QStringLiteral("\nA pipa senkinek sem adna új jogot.") : QStringLiteral("\nA pipával megkapná: %1").arg(names(only));
     return text;
+}
+
+QString TreePanel::impactWords(const QHash<int, QString>& now, const QHash<int, QString>& afterTick, bool ticked) const
+{
+    // Who reaches it with the tick and not without: those a tick gives it to, an untick takes it from.
+    const QHash<int, QString>& with = ticked ? now : afterTick;
+    const QHash<int, QString>& without = ticked ? afterTick : now;
+    QList<QString> changed;
+    for (auto it = with.cbegin(); it != with.cend(); ++it)
+        if (!without.contains(it.key())) changed << *it;
+    QString text = QStringLiteral("Most %1 élő felhasználó éri el.").arg(now.size());
+    if (ticked)
+        return text + (changed.isEmpty() ? QStringLiteral("\nA pipa levételével senki sem veszítené el.")
+                                         : QStringLiteral("\nA pipa levételével elveszítené: %1").arg(names(changed)));
+    return text + (changed.isEmpty() ? QStringLiteral("\nA pipa senkinek sem adna új jogot.") : QStringLiteral("\nA pipával megkapná: %1").arg(names(changed)));
 }
 
 bool TreePanel::eventFilter(QObject* watched, QEvent* event)

@@ -66,7 +66,7 @@ public:
     // The live users (id -> name) who reach an item now: who holds it through any slot.
     virtual QHash<int, QString> usersReaching(int id);
     // What a tick of the chosen slot on an item would do, in words (the node's tooltip).
-    QString impactText(int id);
+    virtual QString impactText(int id);
     // Takes back the last tick of this panel (Ctrl+Z): every cell it wrote gets its value
     // back, kept in the history like any change. False when there is none to take back.
     bool undoLastTick();
@@ -95,6 +95,14 @@ protected:
     virtual bool canCreateUnder(int /*parentId*/) { return true; }
     virtual bool canModify(int /*id*/) { return true; }
     virtual bool canDelete(int /*id*/) { return true; }
+    // Whether a tick also writes the subtree below and lifts the grey nodes above (false: the
+    // node's own row only).
+    virtual bool tickCoversSubtree() const { return true; }
+    // Whether a stored row is shown at all; a tree fill asks treeReloading first.
+    virtual bool showsRow(int /*id*/) const { return true; }
+    virtual void treeReloading() {}
+    // The tooltip's words from who reaches an item now and who would after its tick.
+    QString impactWords(const QHash<int, QString>& now, const QHash<int, QString>& afterTick, bool ticked) const;
 
     void setupCommandBar() override;
     void applyMode() override;

@@ -645,7 +645,7 @@ bool RightsExplorer::reaches(int kind, int itemId, int userId, const QList<int>&
         for (const ReportEntry& e : reportsForRoles(*c, held))
             if (e.id == itemId) return true;
         return false;
-    case OlapKind: return olapReportsFor(held).contains(itemId);
+    case OlapKind: return OlapAccess(*c).reports(roleBits(held)).contains(itemId);
     case ListKind: {
         const Controls::ListScope scope = Controls::listsOfUser(*c, userId, held);
         return !c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE l.id = ? AND ") + scope.where, QVariantList{itemId} + scope.binds)
@@ -803,7 +803,8 @@ void RightsExplorer::showRights()
         for (const QVariantList& r : c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE ") + scope.where, scope.binds)) ids << r[0].toInt();
         return ids;
     };
-    const auto olap = [&](int id) { return olapReportsFor(heldBy(id)); };
+    const OlapAccess olapTree(*c);
+    const auto olap = [&](int id) { return olapTree.reports(roleBits(heldBy(id))); };
     struct Section {
         QString title;
         QString sql; // id and text of every entry
@@ -830,29 +831,6 @@ void RightsExplorer::showRights()
     tree_rights->header()->resizeSection(0, 300);
     tree_rights->header()->resizeSection(1, 320);
     applyFilter();
-}
-
-// An OLAP report a holder of `held` may open: live, under live folders, and sharing a slot.
-QSet<int> RightsExplorer::olapReportsFor(const QList<int>& held) const
-{
-    Connection* c = module().connection();
-    QHash<int, std::pair<int, bool>> rows; // parent, shares a slot
-    for (const QVariantList& r : c->select(QStringLiteral("SELECT id, parent_id, %1 FROM qnd_olap_report WHERE del_status=0").arg(roleColumns()))) {
-        bool shares = false;
-        for (int i : rolesIn(r, 2)) shares |= held.contains(i);
-        rows.insert(r[0].toInt(), {r[1].toInt(), shares});
-    }
-    QSet<int> out;
-    for (auto it = rows.cbegin(); it != rows.cend(); ++it) {
-        if (!it->second) continue;
-        bool reachable = true;
-        for (int p = it->first, depth = 0; reachable && p > 0 && depth < 64; ++depth) {
-            reachable = rows.contains(p);
-            p = rows.value(p).first;
-        }
-        if (reachable) out << it.key();
-    }
-    return out;
 }
 
 void RightsExplorer::applyFilter()

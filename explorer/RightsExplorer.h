@@ -93,7 +93,6 @@ private:
     QTreeWidgetItem* showWho(const RightPath& p);
     void applyFilter();
     QString roleName(int slot) const;
-    QSet<int> olapReportsFor(const QList<int>& held) const;
     QStringList m_roleNames;
 };
 
