@@ -194,10 +194,10 @@ void Connection::createDemoData()
             {7, 1, 6, "Menü log", "6", "NexoFrame.LogsViewer", 0, {1}},
             {8, 1, 7, "Kimutatás log", "7", "NexoFrame.LogsViewer", 1, {1}},
             {9, 1, 8, "Jogosultság-elemző", "9", "NexoFrame.RightsExplorer", 0, {1}},
-            {10, 0, 2, "Kimutatások", "K", "", 0, {1, 2, 3, 4}},
+            {10, 0, 2, "Kimutatások", "K", "", 0, {1, 2, 3, 4, 6}},
             {11, 10, 1, "OLAP kimutatások", "1", "NexoFrame.OLAPReports", 0, {1, 2, 4}, "olap_16.ico"},
             {12, 10, 2, "OLAP jogosultságok", "2", "NexoFrame.OLAPReports", 1, {1}},
-            {13, 10, 3, "Riportok", "3", "NexoFrame.Reports", 0, {1, 2, 3, 4}},
+            {13, 10, 3, "Riportok", "3", "NexoFrame.Reports", 0, {1, 2, 3, 4, 6}},
             {14, 10, 4, "Riport jogosultságok", "4", "NexoFrame.ReportAuthorizations", 0, {1}},
             {15, 10, 5, "Listavarázsló", "5", "NexoFrame.ListWizrads", 0, {1, 2, 3, 4}},
             {16, 10, 6, "Listavarázsló jogosultságok", "6", "NexoFrame.ListWizradAuths", 0, {1}},
@@ -225,13 +225,15 @@ void Connection::createDemoData()
         // types on every axis, facts of several algorithms, one of them a formula.
         const QString sql = QStringLiteral("SELECT region, product, sale_year, sale_month, sale_date, paid, quantity, amount "
                                            "FROM olap_sample_sales");
-        struct R { int id; int parent; const char* caption; int type; int chart; };
-        const R reports[] = {{1, 0, "Értékesítés", 0, 1}, {2, 1, "Forgalom régiónként", 1, 1},
-                             {3, 1, "Havi mennyiségek", 1, 3}, {5, 1, "Fizetett számlák", 1, 14}, {4, 0, "Pénzügy", 0, 1}};
+        // The sales role (4) sees the sales figures, not the paid invoices.
+        struct R { int id; int parent; const char* caption; int type; int chart; std::vector<int> grants; };
+        const R reports[] = {{1, 0, "Értékesítés", 0, 1, {0, 1, 2, 4}}, {2, 1, "Forgalom régiónként", 1, 1, {0, 1, 2, 4}},
+                             {3, 1, "Havi mennyiségek", 1, 3, {0, 1, 2, 4}}, {5, 1, "Fizetett számlák", 1, 14, {0, 1, 2}},
+                             {4, 0, "Pénzügy", 0, 1, {0, 1, 2}}};
         for (const R& r : reports) {
             w.row(Tables::OlapReport, {{"id", r.id}, {"parent_id", r.parent}, {"caption", QString::fromUtf8(r.caption)},
                                        {"report_type", r.type}, {"sql_source", r.type ? sql : QString()}, {"chart_type", r.chart}});
-            w.roles(Tables::OlapReport, r.id, Writer::roleSlots({0, 1, 2}));
+            w.roles(Tables::OlapReport, r.id, Writer::roleSlots(r.grants));
         }
         // report, caption, field, kind (0 dimension, 1 fact), data type, axis, order, total, algorithm, formula, sort
         struct F { int report; const char* caption; const char* field; int kind; int dimType; int axis; int order; int total;

@@ -108,7 +108,7 @@ MainWindow::~MainWindow() { closeAllPanels(); }
 void MainWindow::buildMenu()
 {
     guarded(this, QStringLiteral("A főmenü nem olvasható be."), [this] {
-        m_menu = visibleMenu(m_connection, groupRoles(m_connection, m_user.groupId), m_user.userId);
+        m_menu = visibleMenu(m_connection, userRoles(m_connection, m_user.userId), m_user.userId);
     });
     for (const MenuEntry& e : std::as_const(m_menu)) {
         if (e.children.isEmpty() && !e.isFolder()) {
@@ -221,10 +221,7 @@ const MenuEntry* MainWindow::menuEntry(int id) const
 
 QAction* MainWindow::menuAction(int id) const { return m_actions.value(id); }
 
-const MenuEntry* MainWindow::menuEntryFor(const QString& progId, int mode) const
-{
-    return findEntry(m_menu, [&](const MenuEntry& e) { return e.className == progId && e.parameterI == mode; });
-}
+const MenuEntry* MainWindow::menuEntryFor(const QString& progId, int mode) const { return menuItemFor(m_menu, progId, mode); }
 
 QWidget* MainWindow::openMenuItem(const MenuEntry& item)
 {
@@ -297,6 +294,14 @@ void MainWindow::editOwnMenu()
 QWidget* MainWindow::openPanel(const QString& progId, int mode, const QString& parameter, const QString& title)
 {
     const QString failed = QStringLiteral("A(z) „%1” panel nem nyitható meg.").arg(title);
+    // However it is asked for (the menu, a user's own item, the command line), a panel opens
+    // only for a user whose menu, as stored now, holds an item for it in this mode.
+    bool allowed = false;
+    if (!guarded(this, failed, [&] { allowed = mayOpenPanel(m_connection, m_user.userId, progId, mode); })) return nullptr;
+    if (!allowed) {
+        Notices::error(this, failed + QStringLiteral("\n\nÖnnek nincs joga az adott funkcióhoz!"));
+        return nullptr;
+    }
     QString error;
     QObject* object = nullptr;
     if (!guarded(this, failed, [&] { object = m_modules.create(progId, &error); })) return nullptr;

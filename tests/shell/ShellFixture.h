@@ -42,6 +42,24 @@ struct ShellFixture {
         for (const QString& id : progIds) r.add(id, {QStringLiteral(NEXO_TEST_MODULE), QStringLiteral("TestPanel")});
         r.sync();
     }
+    // Menu items of their own for panels (the stand-ins), in modes 0 and 1, for the
+    // administrators' role, under a folder "Tesztpanelek": the shell opens only what a
+    // user's menu holds.
+    void menuItems(const QStringList& progIds) const
+    {
+        const QString yes = db->boolLiteral(true);
+        QVERIFY(db->execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, sort_order, caption, class_name, auth_1) "
+                                           "VALUES (2000000, 0, 90, 'Tesztpanelek', '', %1)").arg(yes)));
+        int id = 2000001;
+        for (const QString& progId : progIds) {
+            for (int mode : {0, 1}) {
+                QVERIFY(db->execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, sort_order, caption, class_name, parameter_i, auth_1) "
+                                                   "VALUES (?, 2000000, ?, ?, ?, ?, %1)").arg(yes),
+                                    {id, id, QStringLiteral("%1 (%2)").arg(progId).arg(mode), progId, mode}));
+                ++id;
+            }
+        }
+    }
     int count(const QString& sql, const QVariantList& binds = {}) const
     {
         const auto rows = db->select(sql, binds);

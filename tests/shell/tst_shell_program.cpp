@@ -128,6 +128,8 @@ void TstShellProgram::screenshotShowsTheOpenedPanel()
     ShellFixture f;
     const QString bare = f.path(QStringLiteral("bare.png"));
     const QString png = f.path(QStringLiteral("panel.png"));
+    QVERIFY(f.open());
+    f.menuItems({QStringLiteral("NexoTest.Panel")});
     QCOMPARE(runShell(kStandIn, asAdmin(f, {"--screenshot", bare})), int(Program::Done));
     QCOMPARE(runShell(kStandIn, asAdmin(f, {"--open", "NexoTest.Panel", "--mode", "1", "--screenshot", png})), int(Program::Done));
     const QImage image(png);
@@ -140,9 +142,27 @@ void TstShellProgram::panelThatDoesNotOpenGivesNoPicture()
 {
     ShellFixture f;
     const QString png = f.path(QStringLiteral("panel.png"));
+    QVERIFY(f.open());
+    f.menuItems({QStringLiteral("NexoTest.Ismeretlen")});
     QCOMPARE(runShell(kStandIn, asAdmin(f, {"--open", "NexoTest.Ismeretlen", "--screenshot", png})), int(Program::PanelFailed));
     QVERIFY(Notices::last().contains(QStringLiteral("NexoTest.Ismeretlen")));
+    QVERIFY2(Notices::last().contains(QStringLiteral("nincs regisztrálva")), qPrintable(Notices::last()));
     QVERIFY(!QFileInfo::exists(png));
+    // A panel that no item of the user's menu opens, in that mode, is refused before it is made.
+    f.standIn({QStringLiteral("NexoFrame.Users"), QStringLiteral("NexoFrame.OLAPReports")});
+    const QList<QStringList> refused{{"nagy.peter", "peter123", "NexoFrame.Users", "0"},
+                                     {"nagy.peter", "peter123", "NexoFrame.OLAPReports", "1"},
+                                     {"kiss.bela", "bela123", "NexoFrame.OLAPReports", "0"},
+                                     {"admin", "admin", "NexoFrame.Users", "7"}};
+    for (const QStringList& r : refused) {
+        QCOMPARE(runShell(kStandIn, {"--db", f.dbPath(), "--user", r[0], "--password", r[1], "--open", r[2], "--mode", r[3], "--screenshot", png}),
+                 int(Program::PanelFailed));
+        QVERIFY2(Notices::last().contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")), qPrintable(Notices::last()));
+        QVERIFY(!QFileInfo::exists(png));
+    }
+    QCOMPARE(runShell(kStandIn, {"--db", f.dbPath(), "--user", "nagy.peter", "--password", "peter123", "--open", "NexoFrame.OLAPReports",
+                                 "--screenshot", png}),
+             int(Program::Done));
 }
 
 void TstShellProgram::registerAndUnregister()

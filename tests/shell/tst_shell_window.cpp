@@ -59,6 +59,7 @@ private slots:
     void brokenPanelsAreReportedNotFatal_data();
     void brokenPanelsAreReportedNotFatal();
     void configurationCommandsFollowTheirRights();
+    void onlyWhatTheMenuHoldsOpens();
 };
 
 void TstShellWindow::restrictedGroupSeesOnlyItsItems()
@@ -169,6 +170,7 @@ void TstShellWindow::throwingPanelsNeverEndTheShell()
     ShellFixture f;
     QVERIFY(f.open());
     f.standIn({QStringLiteral("NexoFrame.AuthUnits"), QStringLiteral("NexoTest.Panel")});
+    f.menuItems({QStringLiteral("NexoTest.Panel")});
     Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     admin.window->show();
     QPointer<QWidget> panel = admin.window->openMenuItem(*admin.window->menuEntry(2));
@@ -217,6 +219,8 @@ void TstShellWindow::brokenPanelsAreReportedNotFatal()
     f.standIn({QStringLiteral("NexoTest.Panel"), QStringLiteral("NexoTest.FactoryThrows"),
                QStringLiteral("NexoTest.Nothing"), QStringLiteral("NexoTest.NotAPanel")});
     ClassRegistry(f.registryPath()).add(QStringLiteral("NexoTest.Elveszett"), {f.path(QStringLiteral("nincs.so")), QString()});
+    f.menuItems({QStringLiteral("NexoTest.Panel"), QStringLiteral("NexoTest.FactoryThrows"), QStringLiteral("NexoTest.Nothing"),
+                 QStringLiteral("NexoTest.NotAPanel"), QStringLiteral("NexoTest.Ismeretlen"), QStringLiteral("NexoTest.Elveszett")});
     Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     const int logBefore = f.count(kLogCount);
 
@@ -300,6 +304,38 @@ void TstShellWindow::configurationCommandsFollowTheirRights()
     QCOMPARE(pendingModalActions(), 0);
     QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE caption=?"), {QStringLiteral("Menühasználat")}), 1);
     QVERIFY(captions(submenu(admin.window->menuBar(), QStringLiteral("Rendszer"))->actions()).contains(QStringLiteral("Menühasználat")));
+}
+
+// However a panel is asked for (by ProgID, from the menu), it opens only when the user's menu,
+// as stored at that moment, holds an item for it in that mode; a refusal opens and logs nothing.
+void TstShellWindow::onlyWhatTheMenuHoldsOpens()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    f.standIn({QStringLiteral("NexoFrame.Users"), QStringLiteral("NexoFrame.OLAPReports"), QStringLiteral("NexoFrame.Reports")});
+    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    const int logBefore = f.count(kLogCount);
+    Notices::setConsole(true);
+    QVERIFY(!peter.window->openPanel(QStringLiteral("NexoFrame.Users"), 0, QString(), QStringLiteral("Felhasználók")));
+    QVERIFY2(Notices::last().contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")), qPrintable(Notices::last()));
+    QVERIFY(!peter.window->openPanel(QStringLiteral("NexoFrame.OLAPReports"), 1, QString(), QStringLiteral("OLAP")));
+    QCOMPARE(peter.tabs()->count(), 0);
+    QVERIFY(peter.window->openPanel(QStringLiteral("NexoFrame.OLAPReports"), 0, QString(), QStringLiteral("OLAP")));
+
+    // His menu was built before an administrator took "Riportok" from his role: chosen now, it
+    // is refused.
+    QVERIFY(peter.window->menuAction(13));
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_menu SET auth_4=%1 WHERE id=13").arg(f.db->boolLiteral(false))));
+    Notices::clearLast();
+    peter.window->menuAction(13)->trigger();
+    QVERIFY2(Notices::last().contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")), qPrintable(Notices::last()));
+    QCOMPARE(peter.tabs()->count(), 1);
+    QCOMPARE(f.count(kLogCount), logBefore);
+    // A barred user keeps his window but opens nothing more.
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_user SET access_denied=%1 WHERE id=3").arg(f.db->boolLiteral(true))));
+    QVERIFY(!peter.window->openMenuItem(*peter.window->menuEntry(11)));
+    Notices::setConsole(false);
+    QCOMPARE(peter.tabs()->count(), 1);
 }
 
 // The shell's own application object, so that its exception guard is under test.
