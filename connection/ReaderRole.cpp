@@ -204,4 +204,51 @@ bool create(const QString& adminTarget, QString* message)
     }
 }
 
+namespace {
+
+bool storeLogin(const QString& target, const QString& role, const QString& password, QString* message)
+{
+    auto fail = [&](const QString& m) {
+        if (message) *message = m;
+        return false;
+    };
+    if (!isServerTarget(target)) return fail(QStringLiteral("Olvasó szerepkör csak PostgreSQL-adatbázishoz kell."));
+    if (password.isEmpty()) return fail(QStringLiteral("A szabványos bemeneten nem érkezett jelszó."));
+    QString err;
+    auto c = Connection::openDatabase(target, Connection::DemoData::None, &err);
+    if (!c) return fail(err);
+    {
+        // The login is tried first: a role that cannot log in, or may do more than read, is not kept.
+        Connection probe(makePostgresEngine());
+        if (!probe.open(targetWith(target, role, password), &err)) return fail(missingMessage(err));
+        const auto me = probe.select(QStringLiteral("SELECT rolsuper OR rolcreaterole OR rolcreatedb OR rolreplication OR rolbypassrls, "
+                                                    "current_user = ? FROM pg_roles WHERE rolname = current_user"),
+                                     {c->programRole()});
+        if (me.isEmpty() || me[0].value(0).toBool() || me[0].value(1).toBool())
+            return fail(QStringLiteral("A(z) „%1” szerepkör többre is jogosult az olvasásnál, vagy a program saját szerepköre: nem "
+                                       "lehet olvasó szerepkör.").arg(role));
+    }
+    const auto outcome = c->writeLocked([&] {
+        if (!c->writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderRole), role)
+            || !c->writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderPassword), password))
+            throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
+    }, &err);
+    if (outcome != Connection::LockedWrite::Done)
+        return fail(QStringLiteral("Az olvasó szerepkör adatai nem menthetők: %1").arg(err));
+    if (message) *message = QStringLiteral("Az olvasó szerepkör (%1) elmentve.").arg(role);
+    return true;
+}
+
+} // namespace
+
+bool store(const QString& target, const QString& role, const QString& password, QString* message)
+{
+    try {
+        return storeLogin(target, role, password, message);
+    } catch (const DbError& e) {
+        if (message) *message = missingMessage(e.message());
+        return false;
+    }
+}
+
 } // namespace NexoFrame::ReaderRole

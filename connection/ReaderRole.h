@@ -24,6 +24,11 @@ QString nameFor(const QString& database);
 // true with a summary in `message`. Nothing is kept unless all of it succeeds.
 bool create(const QString& adminTarget, QString* message);
 
+// For a reader role a database administrator made by hand: stores its name and password in
+// the database `target` names (the program's own login), after checking that the role logs in
+// and may do no more than read. False with a Hungarian message.
+bool store(const QString& target, const QString& role, const QString& password, QString* message);
+
 // Where SQL that users write runs: `programTarget` with the reader's login put in.
 QString targetWith(const QString& programTarget, const QString& role, const QString& password);
 

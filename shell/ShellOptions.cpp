@@ -37,6 +37,9 @@ const QList<Spec>& specs()
          "Létrehozza vagy frissíti a --db PostgreSQL-adatbázis olvasó szerepkörét, amellyel a felhasználók saját "
          "lekérdezései (OLAP-riportok, listák, nyomtatott riportok) futnak, és elmenti a jelszavát az adatbázisba, "
          "majd kilép. A --db címe az adatbázis rendszergazdájáé legyen (szerepkört létrehozhat, a táblákra jogot adhat)."},
+        {{QStringLiteral("set-reader")}, "SZEREPKÖR",
+         "Ha az olvasó szerepkört az adatbázis rendszergazdája kézzel hozta létre: elmenti a nevét és a szabványos "
+         "bemenetről olvasott jelszavát a --db adatbázisba (a program saját címével), majd kilép."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
@@ -123,6 +126,16 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
             return false;
         }
         o->action = Options::Action::CreateReader;
+        return true;
+    }
+    if (p.isSet(QStringLiteral("set-reader"))) {
+        o->readerRole = p.value(QStringLiteral("set-reader")).trimmed();
+        if (o->database.trimmed().isEmpty() || o->readerRole.isEmpty()) {
+            *error = QStringLiteral("A --set-reader kapcsolóhoz meg kell adni a szerepkör nevét, a --db kapcsolóval pedig az "
+                                    "adatbázis címét.");
+            return false;
+        }
+        o->action = Options::Action::SetReader;
         return true;
     }
     o->userGiven = p.isSet(QStringLiteral("user"));

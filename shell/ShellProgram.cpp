@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QTextStream>
 #include <QPixmap>
 #include <QStandardPaths>
 
@@ -72,6 +73,17 @@ int Program::runGuarded(const QStringList& arguments)
         Notices::setConsole(true);
         QString message;
         if (!ReaderRole::create(o.database, &message)) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
+        Notices::info(message);
+        return Done;
+    }
+    case Options::Action::SetReader: {
+        Notices::setConsole(true);
+        QTextStream in(stdin);
+        QString message;
+        if (!ReaderRole::store(o.database, o.readerRole, in.readLine(), &message)) {
             Notices::error(nullptr, message);
             return Failed;
         }

@@ -3,6 +3,8 @@
 #include "ShellNotices.h"
 #include "ShellOptions.h"
 #include "ShellProgram.h"
+#include "ReadOnlySource.h"
+#include "ReaderRole.h"
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
@@ -44,6 +46,7 @@ private slots:
     void serverRefusalsExitWithOne_data();
     void serverRefusalsExitWithOne();
     void twoShellsMakingOneDatabaseAtOnce();
+    void readerRoleCommands();
 };
 
 void TstShellProgram::badCommandLinesAreRefused_data()
@@ -245,6 +248,44 @@ void TstShellProgram::twoShellsMakingOneDatabaseAtOnce()
         QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_settings WHERE key_name='CUE_NAME_1'"))
                      .first().value(0).toInt(), 1);
     }
+}
+
+// --create-reader as the server's administrator makes the reader that user SQL runs as; the
+// program's own role may not; a file needs none. A role made by hand is stored by --set-reader's
+// ReaderRole::store, after its login is tried.
+void TstShellProgram::readerRoleCommands()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    if (!testingPostgres()) {
+        QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.dbPath()}), int(Program::Failed));
+        QVERIFY2(Notices::last().contains(QStringLiteral("csak PostgreSQL")), qPrintable(Notices::last()));
+        return;
+    }
+    QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.dbPath()}), int(Program::Failed));
+    QVERIFY2(Notices::last().contains(QStringLiteral("nem hozhat létre szerepkört")), qPrintable(Notices::last()));
+    QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.database.adminTarget()}), int(Program::Done));
+    QString err;
+    QVERIFY2(ReadOnlySource::open(*f.db, &err), qPrintable(err));
+    const QString first = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
+    // Again: the same role brought up to date, with a new password that the program learns.
+    QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.database.adminTarget()}), int(Program::Done));
+    QVERIFY(f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword")) != first);
+    const QString role = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"));
+    const QString password = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
+    auto link = ReadOnlySource::open(*f.db, &err);
+    QVERIFY2(link, qPrintable(err));
+    QString who;
+    QVERIFY(link->run(QStringLiteral("SELECT current_user"), nullptr, [&](const QVariantList& r) {
+        who = r.value(0).toString();
+        return true;
+    }, &err));
+    QCOMPARE(who, role);
+
+    QVERIFY(f.db->execute(QStringLiteral("DELETE FROM qnd_secret")));
+    QVERIFY(!ReaderRole::store(f.dbPath(), TestDatabase::programRole(), QStringLiteral("x"), &err));
+    QVERIFY2(ReaderRole::store(f.dbPath(), role, password, &err), qPrintable(err));
+    QVERIFY2(ReadOnlySource::open(*f.db, &err), qPrintable(err));
 }
 
 int main(int argc, char** argv)
