@@ -1,6 +1,7 @@
 #include "OLAPReports.h"
 #include "Connection.h"
 #include "ErrorList.h"
+#include "MenuAccess.h"
 #include "Module.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
@@ -8,6 +9,8 @@
 #include "cDDXOlapReport.h"
 #include "cMessage2.h"
 #include <QAction>
+#include <QComboBox>
+#include <QMenu>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QShortcut>
@@ -90,6 +93,83 @@ void OLAPReports::setupCommandBar()
     cmd_bar_class->addAction(preview);
 }
 
+void OLAPReports::GetAuthorisation()
+{
+    // Asked quietly: the answers only choose between the full panel and the viewer.
+    Connection* c = module().connection();
+    const int user = module().currentUserId();
+    m_rights = {c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_add")),
+                c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_mod")),
+                c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_del"))};
+}
+
+void OLAPReports::InitializePanel()
+{
+    m_viewer = !roleMode() && !right(0) && !right(1) && !right(2);
+    // A viewer gets no definition command; the preview stays.
+    for (QWidget* owner : {static_cast<QWidget*>(cmd_bar_class), static_cast<QWidget*>(popup)})
+        for (QAction* a : owner->actions())
+            if (a->property("treeAction").isValid()) a->setVisible(!m_viewer);
+}
+
+void OLAPReports::treeReloading()
+{
+    if (!m_viewer) return;
+    Connection& c = *module().connection();
+    m_shown = OlapAccess(c).shownTree(userRoles(c, module().currentUserId()));
+}
+
+void OLAPReports::InitializeSite()
+{
+    TreePanel::InitializeSite();
+    if (!m_viewer) return;
+    // A viewer's tree holds only what he may use: all of it is opened at once.
+    QList<QTreeWidgetItem*> folders{tree_Item->topLevelItem(0)};
+    while (!folders.isEmpty()) {
+        QTreeWidgetItem* node = folders.takeFirst();
+        node->setExpanded(true); // loads its children
+        for (int i = 0; i < node->childCount(); ++i) folders << node->child(i);
+    }
+}
+
+bool OLAPReports::holdsDefinitionRight()
+{
+    Connection* c = module().connection();
+    const int user = module().currentUserId();
+    for (const char* key : {"vtk_controlling_olap_report_add", "vtk_controlling_olap_report_mod", "vtk_controlling_olap_report_del"})
+        if (c->rightsTest(user, QString::fromLatin1(key))) return true;
+    return false;
+}
+
+bool OLAPReports::mayPreview(int id)
+{
+    if (typeOf(id) != cDDXOlapReport::Report) return false;
+    if (holdsDefinitionRight()) return true;
+    Connection& c = *module().connection();
+    return OlapAccess(c).reaches(id, userRoles(c, module().currentUserId()));
+}
+
+QHash<int, QString> OLAPReports::usersReaching(int id)
+{
+    Connection& c = *module().connection();
+    return OlapAccess(c).usersReaching(liveUsers(c), id);
+}
+
+QString OLAPReports::impactText(int id)
+{
+    Connection& c = *module().connection();
+    const QList<LiveUser> users = liveUsers(c);
+    OlapAccess access(c);
+    const bool ticked = access.cell(id, currentSlot());
+    const QHash<int, QString> now = access.usersReaching(users, id);
+    access.setCell(id, currentSlot(), !ticked);
+    QString text = impactWords(now, access.usersReaching(users, id), ticked);
+    // A tick under a folder without it reaches no one through this role alone.
+    if (!ticked && !access.reaches(id, 1u << currentSlot()))
+        text += QStringLiteral("\nEgy fölötte lévő mappán nincs pipa a(z) „%1” szerepkörnél.").arg(cbo_role ? cbo_role->currentText() : QString::number(currentSlot()));
+    return text;
+}
+
 int OLAPReports::typeOf(int id) const
 {
     Connection* c = module().connection();
@@ -161,6 +241,10 @@ void OLAPReports::PreviewReport()
     r.step([this] {
         const int id = SelectedId();
         if (typeOf(id) != cDDXOlapReport::Report) return;
+        if (!mayPreview(id)) {
+            module().message().MsgWarning(module().rightsDeniedText());
+            return;
+        }
         cDDXOlapReport report;
         if (!report.CoreLoad(id)) return;
         QDialog dialog(this);
