@@ -7,6 +7,7 @@
 #include "Recordset.h"
 #include "RightsHistory.h"
 #include "TestSite.h"
+#include "TreeTesting.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
 #include <QLabel>
@@ -173,11 +174,7 @@ private slots:
         QVERIFY(history(c, from).contains(QStringLiteral("qnd_menu 10 auth_7 0>1")));
         QCOMPARE(columnAt(c, QStringLiteral("qnd_menu"), QStringLiteral("auth_7"), moment).value(10, QStringLiteral("nincs")), QStringLiteral("0"));
 
-        p.show(); // the shortcut belongs to the window the user works in
-        p.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&p));
-        p.tree_Item->setFocus();
-        QTest::keySequence(p.tree_Item, QKeySequence::Undo);
+        QVERIFY(pressUndo(p));
         QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
         for (int id : {10, 11, 16}) QCOMPARE(ticked(id), QStringLiteral("0"));
         QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE auth_7")).value(0).value(0).toInt(), 0);

@@ -12,6 +12,7 @@
 #include "Recordset.h"
 #include "RightsHistory.h"
 #include "TestSite.h"
+#include "TreeTesting.h"
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateTimeEdit>
@@ -312,11 +313,7 @@ private slots:
         QVERIFY(p.impactText(21).contains(QStringLiteral("levételével elveszítené: Nagy Péter")));
         keepPicture(&p, QStringLiteral("tick_impact"), {1100, 700});
         QVERIFY(rightsDump(c) != start);
-        p.show(); // the shortcut belongs to the window the user works in
-        p.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&p));
-        p.tree_Item->setFocus();
-        QTest::keySequence(p.tree_Item, QKeySequence::Undo);
+        QVERIFY(pressUndo(p));
         QCOMPARE(rightsDump(c), start);
         QCOMPARE(fullDump(c), whole);
         QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
