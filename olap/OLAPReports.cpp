@@ -5,12 +5,14 @@
 #include "Module.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
+#include "PreviewExport.h"
 #include "Recordset.h"
 #include "cDDXOlapReport.h"
 #include "cMessage2.h"
 #include <QAction>
 #include <QComboBox>
 #include <QMenu>
+#include <QPushButton>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QShortcut>
@@ -253,6 +255,9 @@ void OLAPReports::PreviewReport()
         auto* preview = new Olap::OlapPreview(&dialog);
         layout->addWidget(preview, 1);
         auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, &dialog);
+        // The exports of the form's preview, beside "Bezárás".
+        for (QPushButton* b : previewExportButtons(preview, &dialog, [&report] { return report.caption(); }))
+            buttons->addButton(b, QDialogButtonBox::ActionRole);
         connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
         layout->addWidget(buttons);
         QList<std::pair<int, QVariant>> filter;

@@ -13,7 +13,9 @@
 #include <QGraphicsScene>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QLabel>
+#include <QLegend>
 #include <QLineSeries>
 #include <QPainter>
 #include <QPdfWriter>
@@ -22,6 +24,7 @@
 #include <QSplitter>
 #include <QStackedBarSeries>
 #include <QTableView>
+#include <QToolTip>
 #include <QValueAxis>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -36,6 +39,7 @@ const QString kAll = QStringLiteral("<mind>");
 const QString kTotal = QStringLiteral("Összesen");
 const QColor kTotalBackground(0xEE, 0xF2, 0xF8);
 const QColor kErrorColor(0xC0, 0x00, 0x00);
+const char* const kWholeCategories = "wholeCategories";
 
 enum class Kind { Bar, Line, Area, Step, Pie, XY, Combination };
 
@@ -220,6 +224,44 @@ void niceRange(QValueAxis* axis, double lo, double hi)
     axis->setLabelFormat(span >= 10 ? QStringLiteral("%.0f") : span >= 1 ? QStringLiteral("%.1f") : QStringLiteral("%.2f"));
 }
 
+// A category's label on the axis (the chart reads it as rich text): a long value wraps at its
+// blanks and after its hyphens and slashes, instead of being cut short ("Észak-Magyaror…").
+QString wrappedLabel(const QString& text)
+{
+    constexpr int kLine = 14; // characters; a longer word keeps a line of its own
+    // The words, each with what joins it to the one before: a blank, or nothing after a hyphen.
+    QList<std::pair<QString, QString>> words;
+    QString word, joint;
+    const auto finish = [&](const QString& next) {
+        if (!word.isEmpty()) words.append({joint, word});
+        word.clear();
+        joint = next;
+    };
+    for (const QChar ch : text) {
+        if (ch == QLatin1Char(' ')) {
+            finish(QStringLiteral(" "));
+            continue;
+        }
+        word += ch;
+        if ((ch == QLatin1Char('-') || ch == QLatin1Char('/')) && word.size() > 1) finish(QString());
+    }
+    finish(QString());
+    QStringList lines;
+    QString line;
+    for (const auto& [before, w] : std::as_const(words)) {
+        if (!line.isEmpty() && line.size() + before.size() + w.size() > kLine) {
+            lines << line;
+            line = w;
+        } else {
+            line += (line.isEmpty() ? QString() : before) + w;
+        }
+    }
+    if (!line.isEmpty()) lines << line;
+    for (QString& l : lines) l = l.toHtmlEscaped();
+    if (lines.size() < 2) return lines.value(0);
+    return QStringLiteral("<div align=\"center\">%1</div>").arg(lines.join(QStringLiteral("<br>")));
+}
+
 QLineSeries* lineOf(const QList<double>& values, bool step, QObject* parent = nullptr)
 {
     auto* line = new QLineSeries(parent);
@@ -283,7 +325,9 @@ QChart* buildChart(const PivotResult& r, const ChartOptions& o)
         xAxis = axis;
     } else {
         auto* axis = new QBarCategoryAxis;
-        axis->append(p.categories);
+        for (const QString& c : p.categories) axis->append(wrappedLabel(c));
+        // The values as they are, for the tooltip over the axis.
+        axis->setProperty(kWholeCategories, p.categories);
         xAxis = axis;
     }
     auto* yAxis = new QValueAxis;
@@ -386,6 +430,7 @@ OlapPreview::OlapPreview(QWidget* parent) : QWidget(parent), m_model(new Preview
     m_chartView->setObjectName(QStringLiteral("chv_chart"));
     m_chartView->setRenderHint(QPainter::Antialiasing);
     m_chartView->setMinimumHeight(220);
+    m_chartView->viewport()->installEventFilter(this);
     // The chart gets the larger share: a cube of a few rows needs little room.
     m_splitter->setStretchFactor(0, 2);
     m_splitter->setStretchFactor(1, 3);
@@ -460,6 +505,33 @@ void OlapPreview::rebuildChart()
     m_chartView->setChart(shown ? buildChart(*r, m_chart) : new QChart);
     delete old; // setChart hands the previous chart back to us
     m_chartView->setVisible(shown);
+}
+
+QString OlapPreview::categoryAt(const QPoint& viewportPos) const
+{
+    QChart* chart = m_chartView->chart();
+    const QList<QAbstractAxis*> axes = chart ? chart->axes(Qt::Horizontal) : QList<QAbstractAxis*>();
+    const QStringList whole = axes.isEmpty() ? QStringList() : axes.first()->property(kWholeCategories).toStringList();
+    if (whole.isEmpty()) return {};
+    const QPointF at = chart->mapFromScene(m_chartView->mapToScene(viewportPos));
+    const QRectF plot = chart->plotArea();
+    // Down to the legend below the axis, or to the chart's foot.
+    const QLegend* legend = chart->legend();
+    const qreal foot = legend->isVisible() && legend->alignment() == Qt::AlignBottom ? legend->geometry().top() : chart->size().height();
+    if (at.x() < plot.left() || at.x() >= plot.right() || at.y() < plot.top() || at.y() > foot) return {};
+    return whole.value(int((at.x() - plot.left()) * whole.size() / plot.width()));
+}
+
+bool OlapPreview::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_chartView->viewport() && event->type() == QEvent::ToolTip) {
+        const auto* help = static_cast<QHelpEvent*>(event);
+        const QString text = categoryAt(help->pos());
+        if (text.isEmpty()) QToolTip::hideText();
+        else QToolTip::showText(help->globalPos(), text, m_chartView->viewport());
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 bool OlapPreview::exportCsv(const QString& path, QString* error) const

@@ -46,6 +46,14 @@ public:
     bool exportCsv(const QString& path, QString* error) const;
     bool exportPdf(const QString& path, const QString& title, QString* error) const;
 
+    // The whole category value under a point of the chart view's viewport (over its column of
+    // the plot or its label on the axis), as the tooltip there shows it; empty elsewhere. The
+    // axis wraps a long value; the tooltip keeps it on one line.
+    QString categoryAt(const QPoint& viewportPos) const;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 signals:
     // The user chose another value of the page dimension at this position among
     // result.pageDimensions; an invalid value means all.

@@ -6,13 +6,13 @@
 #include "OlapCodes.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
+#include "PreviewExport.h"
 #include "SqlHighlighter.h"
 #include "cDDXOlapReport.h"
 #include "cMessage2.h"
 #include "frmOlapReportForms.h"
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFileDialog>
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -162,16 +162,12 @@ frmOlapReport::frmOlapReport(QWidget* parent)
     cmd_preview = new QPushButton(QStringLiteral("Frissítés"));
     cmd_preview->setObjectName(QStringLiteral("cmd_preview"));
     cmd_preview->setAutoDefault(false);
-    auto* csv = new QPushButton(QStringLiteral("CSV mentése…"));
-    auto* pdf = new QPushButton(QStringLiteral("PDF mentése…"));
-    for (QPushButton* b : {csv, pdf}) b->setAutoDefault(false);
     bar->addWidget(cmd_preview);
     bar->addStretch();
-    bar->addWidget(csv);
-    bar->addWidget(pdf);
     pv->addLayout(bar);
     preview = new Olap::OlapPreview;
     pv->addWidget(preview, 1);
+    for (QPushButton* b : previewExportButtons(preview, this, [this] { return txt_name->text(); })) bar->addWidget(b);
     TabControl->addTab(previewPage, QStringLiteral("Előnézet"));
     connect(cmd_preview, &QPushButton::clicked, this, [this] { RefreshPreview(); });
     connect(TabControl, &QTabWidget::currentChanged, this, [this, previewPage](int i) {
@@ -182,17 +178,6 @@ frmOlapReport::frmOlapReport(QWidget* parent)
         if (value.isValid()) m_pageFilter.append({page, value});
         RefreshPreview();
     });
-    auto save = [this](bool asPdf) {
-        const QString path = QFileDialog::getSaveFileName(this, asPdf ? QStringLiteral("PDF mentése") : QStringLiteral("CSV mentése"),
-                                                          txt_name->text() + (asPdf ? QStringLiteral(".pdf") : QStringLiteral(".csv")),
-                                                          asPdf ? QStringLiteral("PDF (*.pdf)") : QStringLiteral("CSV (*.csv)"));
-        if (path.isEmpty()) return;
-        QString error;
-        const bool ok = asPdf ? preview->exportPdf(path, txt_name->text(), &error) : preview->exportCsv(path, &error);
-        if (!ok) module().message().MsgError(QStringLiteral("A mentés nem sikerült."), error);
-    };
-    connect(csv, &QPushButton::clicked, this, [save] { save(false); });
-    connect(pdf, &QPushButton::clicked, this, [save] { save(true); });
 
     cmd_ok->setText(QStringLiteral("&Rögzít"));
     resize(820, 620);

@@ -21,6 +21,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTableView>
 #include <QTableWidget>
@@ -341,6 +342,77 @@ private slots:
         });
         again.ShowForm();
         QCOMPARE(storedFields(c, r.id()).size(), 2);
+    }
+
+    // The panel's preview saves as the form's preview tab does (the same buttons, the same
+    // file), and a long region name is shown whole: wrapped on the chart's axis, on one line
+    // in the tooltip over it.
+    void panelPreviewExportsAndShowsLongNamesWhole()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        const QString longName = QStringLiteral("Közép-Magyarországi Tervezési-Statisztikai Régió");
+        QVERIFY(c.execute(QStringLiteral("UPDATE olap_sample_sales SET region=? WHERE region=?"), {longName, QStringLiteral("Közép-Magyarország")}));
+        QTemporaryDir dir;
+        const auto wrapped = [](const QString& lines) { return QStringLiteral("<div align=\"center\">%1</div>").arg(lines); };
+        const auto saveAs = [](const QString& path) {
+            onNextModal([path](QWidget* d) {
+                auto* files = qobject_cast<QFileDialog*>(d);
+                QVERIFY(files);
+                // Typed into its name box, as a user would.
+                files->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(path);
+                static_cast<QDialog*>(files)->accept();
+            });
+        };
+        OLAPReports p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        p.nodeOf(1)->setExpanded(true);
+        p.tree_Item->setCurrentItem(p.nodeOf(2));
+        onNextModal([&](QWidget* d) {
+            auto* preview = d->findChild<Olap::OlapPreview*>();
+            QVERIFY(preview && findButton(d, QStringLiteral("cmd_pdf")));
+            d->resize(900, 650);
+            QTest::qWait(100);
+            if (!qEnvironmentVariableIsEmpty("NEXO_KEEP_OUTPUT"))
+                d->grab().save(QDir(qEnvironmentVariable("NEXO_KEEP_OUTPUT")).filePath(QStringLiteral("olap_panel_preview.png")));
+            QChart* chart = preview->chartView()->chart();
+            auto* axis = qobject_cast<QBarCategoryAxis*>(chart->axes(Qt::Horizontal).value(0));
+            QVERIFY(axis);
+            QVERIFY(!axis->labelsTruncated());
+            QVERIFY(axis->categories().contains(wrapped(QStringLiteral("Közép-<br>Magyarországi<br>Tervezési-<br>Statisztikai<br>Régió"))));
+            QVERIFY(axis->categories().contains(wrapped(QStringLiteral("Észak-<br>Magyarország"))));
+            QVERIFY(axis->categories().contains(QStringLiteral("Dél-Alföld")));
+            // Hovering the long name's label, below its column.
+            const int at = axis->categories().indexOf(wrapped(QStringLiteral("Közép-<br>Magyarországi<br>Tervezési-<br>Statisztikai<br>Régió")));
+            const QRectF plot = chart->plotArea();
+            const QPoint label = preview->chartView()->mapFromScene(
+                chart->mapToScene(QPointF(plot.left() + (at + 0.5) * plot.width() / axis->count(), plot.bottom() + 12)));
+            QHelpEvent hover(QEvent::ToolTip, label, preview->chartView()->viewport()->mapToGlobal(label));
+            QCoreApplication::sendEvent(preview->chartView()->viewport(), &hover);
+            QCOMPARE(QToolTip::text(), longName);
+            QCOMPARE(preview->categoryAt(QPoint(1, 1)), QString());
+            saveAs(dir.filePath(QStringLiteral("panel.csv")));
+            clickButton(d, QStringLiteral("cmd_csv"));
+            d->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Close)->click();
+        });
+        p.PreviewReport();
+
+        cDDXOlapReport r;
+        QVERIFY(r.CoreLoad(2));
+        onNextModal([&](QWidget* d) {
+            auto* f = qobject_cast<frmOlapReport*>(d);
+            f->TabControl->setCurrentIndex(4);
+            saveAs(dir.filePath(QStringLiteral("form.csv")));
+            clickButton(f, QStringLiteral("cmd_csv"));
+            clickButton(f, QStringLiteral("cmd_cancel"));
+        });
+        r.ShowForm();
+        QFile panel(dir.filePath(QStringLiteral("panel.csv"))), form(dir.filePath(QStringLiteral("form.csv")));
+        QVERIFY(panel.open(QIODevice::ReadOnly) && form.open(QIODevice::ReadOnly));
+        const QByteArray bytes = panel.readAll();
+        QVERIFY(bytes.contains(longName.toUtf8()));
+        QCOMPARE(bytes, form.readAll());
     }
 
     void reportSqlRunsReadOnly()
