@@ -636,11 +636,7 @@ bool RightsExplorer::reaches(int kind, int itemId, int userId, const QList<int>&
 {
     Connection* c = module().connection();
     switch (kind) {
-    case MenuKind: {
-        unsigned roles = 0;
-        for (int s : held) roles |= 1u << s;
-        return menuIds(visibleMenu(*c, roles, userId)).contains(itemId);
-    }
+    case MenuKind: return menuIds(visibleMenu(*c, roleBits(held), userId)).contains(itemId);
     case ReportKind:
         for (const ReportEntry& e : reportsForRoles(*c, held))
             if (e.id == itemId) return true;
@@ -748,13 +744,7 @@ void RightsExplorer::showRights()
     const auto rightsOf = [&](int id) { return users ? effectiveRights(*c, id) : effectiveRights(*c, -1, id); };
     const auto menuOf = [&](int id) {
         // The menu as the shell builds it for that user (or for a holder of the group's slots).
-        unsigned roles = 0;
-        if (users) {
-            for (int s : c->roleSlotsOf(id)) roles |= 1u << s;
-        } else {
-            const QList<QVariantList> g = c->select(QStringLiteral("SELECT del_status FROM qnd_user_group WHERE id=?"), {id});
-            if (!g.isEmpty() && g[0][0].toInt() == 0) roles = groupRoles(*c, id);
-        }
+        const unsigned roles = users ? userRoles(*c, id) : roleBits(c->groupRoleSlots(id));
         return menuIds(visibleMenu(*c, roles, users ? id : -1));
     };
     const QList<RightPath> mine = rightsOf(subject);

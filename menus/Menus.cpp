@@ -65,11 +65,8 @@ QHash<int, QString> Menus::usersReaching(int id)
 {
     Connection& c = *module().connection();
     QHash<int, QString> out;
-    for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status = 0"))) {
-        unsigned roles = 0;
-        for (int s : c.roleSlotsOf(u[0].toInt())) roles |= 1u << s;
-        if (roles && menuIds(visibleMenu(c, roles, u[0].toInt())).contains(id)) out.insert(u[0].toInt(), u[1].toString());
-    }
+    for (const LiveUser& u : liveUsers(c))
+        if (u.roles && menuIds(visibleMenu(c, u.roles, u.id)).contains(id)) out.insert(u.id, u.name);
     return out;
 }
 
