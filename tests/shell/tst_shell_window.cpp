@@ -77,6 +77,12 @@ void TstShellWindow::restrictedGroupSeesOnlyItsItems()
              (QStringList{QStringLiteral("OLAP kimutatások"), QStringLiteral("Riportok"), QStringLiteral("Listavarázsló")}));
     for (int hidden : {1, 2, 3, 12, 14, 16}) QVERIFY2(!peter.window->menuAction(hidden), qPrintable(QString::number(hidden)));
 
+    // The driver reaches his printed reports, and nothing else, from his menu.
+    Session bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
+    bar = bela.window->menuBar();
+    QCOMPARE(captions(bar->actions()), (QStringList{"Kimutatások", "Keretrendszer"}));
+    QCOMPARE(captions(submenu(bar, QStringLiteral("Kimutatások"))->actions()), QStringList{QStringLiteral("Riportok")});
+
     Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     bar = admin.window->menuBar();
     QCOMPARE(captions(bar->actions()), (QStringList{"Rendszer", "Kimutatások", "Egyedi", "Keretrendszer"}));
