@@ -8,6 +8,7 @@
 #include "RoleTicks.h"
 #include "Snapshots.h"
 #include "TestSite.h"
+#include "TreeTesting.h"
 #include <QAction>
 #include <QLabel>
 #include <QTest>
@@ -107,11 +108,7 @@ private slots:
         QCOMPARE(changedCells(start, rightsDump(c)), QStringList{QStringLiteral("qnd_olap_report 1 auth_6")});
         QCOMPARE(p.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("−2 felhasználó"));
         QCOMPARE(historyRows(c), history + 3);
-        p.show(); // the shortcut belongs to the window the user works in
-        p.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&p));
-        p.tree_Item->setFocus();
-        QTest::keySequence(p.tree_Item, QKeySequence::Undo);
+        QVERIFY(pressUndo(p));
         QCOMPARE(p.lbl_impact->text(), QStringLiteral("Az utolsó pipa visszavonva."));
         QCOMPARE(changedCells(start, rightsDump(c)),
                  (QStringList{QStringLiteral("qnd_olap_report 1 auth_6"), QStringLiteral("qnd_olap_report 2 auth_6")}));
