@@ -1,7 +1,6 @@
 #include "Connection.h"
 #include "Secrets.h"
 #include "ReaderRole.h"
-#include <QThread>
 #include "RightsPath.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
@@ -234,7 +233,6 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
         }
         m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0"))
             != QLatin1String("0");
-        refreshReader();
     } catch (const DbError& e) {
         if (m_lockDepth > 0) abandonLock();
         m_createdSchema = false;
@@ -713,41 +711,35 @@ void Connection::cipher(QString& text, const QString& key1, const QString& key2)
     }
 }
 
-void Connection::refreshReader()
-{
-    QString role, password, program;
-    if (m_open && isServerTarget(m_target)) {
-        try {
-            const QString section = QString::fromLatin1(SettingKeys::kSection);
-            role = readSetting(section, QString::fromLatin1(SettingKeys::kReaderRole));
-            password = readSetting(section, QString::fromLatin1(SettingKeys::kReaderPassword));
-            const auto me = select(QStringLiteral("SELECT current_user"));
-            if (!me.isEmpty()) program = me[0].value(0).toString();
-        } catch (const DbError&) {
-            // A database made before the settings' tables, or a lost link: no reader now.
-        }
-    }
-    QMutexLocker locker(&m_readerLock);
-    m_readerRole = role;
-    m_readerPassword = password;
-    if (!program.isEmpty()) m_programRole = program;
-}
-
 QString Connection::readerTarget(QString* error) const
 {
     if (!isServerTarget(m_target)) return m_target;
-    if (QThread::currentThread() == thread()) const_cast<Connection*>(this)->refreshReader();
-    QMutexLocker locker(&m_readerLock);
-    if (m_readerRole.isEmpty() || m_readerPassword.isEmpty()) {
+    auto* self = const_cast<Connection*>(this);
+    QString role, password;
+    try {
+        const QString section = QString::fromLatin1(SettingKeys::kSection);
+        role = self->readSetting(section, QString::fromLatin1(SettingKeys::kReaderRole));
+        password = self->readSetting(section, QString::fromLatin1(SettingKeys::kReaderPassword));
+    } catch (const DbError& e) {
+        if (error) *error = ReaderRole::missingMessage(e.message());
+        return {};
+    }
+    if (role.isEmpty() || password.isEmpty()) {
         if (error) *error = ReaderRole::missingMessage();
         return {};
     }
-    return ReaderRole::targetWith(m_target, m_readerRole, m_readerPassword);
+    return ReaderRole::targetWith(m_target, role, password);
 }
 
 QString Connection::programRole() const
 {
-    QMutexLocker locker(&m_readerLock);
+    if (m_programRole.isEmpty() && isServerTarget(m_target)) {
+        try {
+            m_programRole = const_cast<Connection*>(this)->select(QStringLiteral("SELECT current_user")).value(0).value(0).toString();
+        } catch (const DbError&) {
+            // Asked again next time.
+        }
+    }
     return m_programRole;
 }
 

@@ -4,7 +4,6 @@
 #include "Recordset.h"
 #include "Schema.h"
 #include <QHash>
-#include <QMutex>
 #include <QObject>
 #include <functional>
 #include <QSqlDatabase>
@@ -152,9 +151,8 @@ public:
     }
 
     // Where SQL that users write runs (ReadOnlySource): on a server, this database with the
-    // reader role's login (ReaderRole.h); empty with a Hungarian message when the server has
-    // none. A file needs no other login: its own target. Any thread: read afresh on the
-    // connection's own thread, remembered for the others.
+    // reader role's login (ReaderRole.h), read afresh; empty with a Hungarian message when the
+    // server has none. A file needs no other login: its own target.
     QString readerTarget(QString* error) const;
     // The role the program itself logs in as on a server; user SQL never runs as it.
     QString programRole() const;
@@ -238,10 +236,7 @@ private:
     bool m_lost = false;
     bool m_createdSchema = false;
     QString m_lastError;
-    // The reader's login, as last read (readerTarget).
-    void refreshReader();
-    mutable QMutex m_readerLock;
-    QString m_readerRole, m_readerPassword, m_programRole;
+    mutable QString m_programRole;
 };
 
 } // namespace NexoFrame

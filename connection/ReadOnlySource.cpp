@@ -771,32 +771,54 @@ ReadOnlySource::ReadOnlySource(std::unique_ptr<Backend> backend) : m_backend(std
 
 ReadOnlySource::~ReadOnlySource() = default;
 
+ReadOnlySource::Target ReadOnlySource::targetOf(const Connection& c, QString* error)
+{
+    Target t;
+    if (!c.isOpen()) {
+        if (error) *error = QStringLiteral("Nincs megnyitott adatbázis.");
+        return t;
+    }
+    if (isServerTarget(c.target())) {
+        // As the server's reader role, never as the program's own.
+        t.server = true;
+        t.where = c.readerTarget(error);
+        t.programRole = c.programRole();
+    } else {
+        // The file as the connection resolved it when it opened.
+        t.where = c.databaseName();
+    }
+    return t;
+}
+
 std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Connection& c, QString* error)
 {
     QString err;
-    const QString target = c.target();
+    const Target t = targetOf(c, &err);
+    if (!t.valid()) {
+        if (error) *error = err;
+        return nullptr;
+    }
+    return open(t, error);
+}
+
+std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Target& t, QString* error)
+{
+    QString err = QStringLiteral("Nincs megnyitott adatbázis.");
     std::unique_ptr<Backend> b;
     bool ok = false;
     const QString name = QStringLiteral("nexo_readonly_%1").arg(g_sourceCounter.fetchAndAddOrdered(1));
-    if (c.isOpen() && isServerTarget(target)) {
-        // As the server's reader role, never as the program's own.
-        const QString reader = c.readerTarget(&err);
-        if (!reader.isEmpty()) {
-            auto pg = std::make_unique<PostgresBackend>();
-            pg->engine = makePostgresEngine();
-            pg->connectionName = name;
-            ok = pg->open(reader, c.programRole(), &err);
-            b = std::move(pg);
-        }
-    } else if (c.isOpen()) {
+    if (t.valid() && t.server) {
+        auto pg = std::make_unique<PostgresBackend>();
+        pg->engine = makePostgresEngine();
+        pg->connectionName = name;
+        ok = pg->open(t.where, t.programRole, &err);
+        b = std::move(pg);
+    } else if (t.valid()) {
         auto lite = std::make_unique<SqliteBackend>();
         lite->engine = makeSqliteEngine();
         lite->connectionName = name;
-        // The file as the connection resolved it when it opened.
-        ok = lite->open(c.databaseName(), &err);
+        ok = lite->open(t.where, &err);
         b = std::move(lite);
-    } else {
-        err = QStringLiteral("Nincs megnyitott adatbázis.");
     }
     if (!ok) {
         if (error) *error = err;

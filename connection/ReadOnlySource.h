@@ -13,7 +13,8 @@ class Connection;
 // write themselves (OLAP sources, lists).
 //
 // Open, run and destroy it on one thread (a worker, so that the user interface stays
-// alive during a long query); cancel() may come from any thread.
+// alive during a long query: take its Target on the connection's thread first); cancel()
+// may come from any thread.
 //
 // One statement per run, as the engine reads the text: a second one is refused by SQLite's
 // own parser, and by the server, which takes every run through the extended protocol.
@@ -37,8 +38,22 @@ class Connection;
 //   as -1), which QVariant::toBool() reads correctly.
 class ReadOnlySource {
 public:
-    // nullptr and a Hungarian message on failure.
+    // Where a link goes: the file, or the server database with the reader's login. Plain
+    // values, taken on the connection's thread, so that a worker opens the link without
+    // touching the connection.
+    struct Target {
+        bool server = false;
+        QString where;       // the file, or the reader's URI; empty: none (the error says why)
+        QString programRole; // on a server: the role the link must never log in as
+        bool valid() const { return !where.isEmpty(); }
+    };
+    // On the connection's thread.
+    static Target targetOf(const Connection& c, QString* error);
+
+    // nullptr and a Hungarian message on failure. The first on the connection's thread; the
+    // second on any.
     static std::unique_ptr<ReadOnlySource> open(const Connection& c, QString* error);
+    static std::unique_ptr<ReadOnlySource> open(const Target& target, QString* error);
     ~ReadOnlySource();
     ReadOnlySource(const ReadOnlySource&) = delete;
     ReadOnlySource& operator=(const ReadOnlySource&) = delete;

@@ -47,8 +47,13 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
         run.error = QStringLiteral("A riportnak nincs SQL forrása.");
         return run;
     }
-    // The reader's login read here, on the connection's thread; the worker takes it as read.
-    connection.readerTarget(nullptr);
+    // Where the link goes is read here, on the connection's thread; the worker opens it.
+    QString whereError;
+    const ReadOnlySource::Target target = ReadOnlySource::targetOf(connection, &whereError);
+    if (!target.valid()) {
+        run.error = whereError;
+        return run;
+    }
     // The read-only link lives in the worker thread, as a database link belongs to the
     // thread that opened it; only the cancel crosses over.
     std::mutex guard;
@@ -56,7 +61,7 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
     std::atomic<bool> cancelled{false};
     QThread* worker = QThread::create([&] {
         QString error;
-        auto source = ReadOnlySource::open(connection, &error);
+        auto source = ReadOnlySource::open(target, &error);
         if (!source) {
             run.error = error;
             return;

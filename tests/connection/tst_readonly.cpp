@@ -289,9 +289,10 @@ void tst_readonly::cancelFromAnotherThread()
     std::atomic<bool> done{false};
     bool ok = true, rowSeen = false, afterwards = false;
     QString err, openErr, afterErr;
-    const Connection& c = *m_c;
+    // Where the link goes is taken here, on the connection's thread, as the preview does.
+    const ReadOnlySource::Target target = ReadOnlySource::targetOf(*m_c, &openErr);
     std::unique_ptr<QThread> worker(QThread::create([&] {
-        std::unique_ptr<ReadOnlySource> source = ReadOnlySource::open(c, &openErr);
+        std::unique_ptr<ReadOnlySource> source = ReadOnlySource::open(target, &openErr);
         if (source) {
             {
                 QMutexLocker locker(&guard);

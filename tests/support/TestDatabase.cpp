@@ -95,10 +95,7 @@ std::unique_ptr<Connection> TestDatabase::open(Connection::DemoData demo) const
     QString err;
     auto c = Connection::openDatabase(m_target, demo, &err);
     if (!c) qFatal("test database %s: %s", qPrintable(m_target), qPrintable(err));
-    if (!m_serverDb.isEmpty() && !m_readerMade) {
-        makeReader();
-        c->readerTarget(nullptr); // the new login read now, as a fresh open would
-    }
+    if (!m_serverDb.isEmpty() && !m_readerMade) makeReader();
     return c;
 }
 
