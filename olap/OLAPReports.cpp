@@ -261,8 +261,10 @@ void OLAPReports::PreviewReport()
         connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
         layout->addWidget(buttons);
         QList<std::pair<int, QVariant>> filter;
-        auto show = [&] {
-            const OlapRun run = runReport(this, *module().connection(), report, filter);
+        // The run goes on while the dialog is up; closing it cancels the run, and a new page
+        // filter replaces a run still going.
+        auto* runner = new OlapRunner(&dialog);
+        connect(runner, &OlapRunner::finished, &dialog, [&](const OlapRun& run) {
             if (!run.ok()) {
                 preview->setMessage(run.error);
                 return;

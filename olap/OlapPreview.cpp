@@ -445,6 +445,10 @@ QComboBox* OlapPreview::pageCombo(int i) const { return m_pageCombos.value(i); }
 
 void OlapPreview::setResult(const PivotResult& result, const ChartOptions& chart)
 {
+    // The first result, or one after a message, may come while the preview is already up
+    // (the run goes on in the background): the grid and the chart then share the height as
+    // they do at the start, two to three; a later one keeps what the user set.
+    const bool first = m_model->result() == nullptr;
     m_model->setResult(result);
     m_chart = chart;
     rebuildPageFilters();
@@ -452,6 +456,7 @@ void OlapPreview::setResult(const PivotResult& result, const ChartOptions& chart
     m_grid->resizeColumnsToContents();
     m_message->hide();
     m_splitter->show();
+    if (first) m_splitter->setSizes({2000, 3000});
 }
 
 void OlapPreview::setMessage(const QString& text)

@@ -4,89 +4,121 @@
 #include "cDDXOlapReport.h"
 #include <QEventLoop>
 #include <QProgressDialog>
-#include <QThread>
+#include <QtConcurrent/QtConcurrentRun>
 #include <atomic>
+#include <exception>
 #include <mutex>
 
 namespace NexoFrame {
 
-Olap::PivotSpec pivotSpecOf(const cDDXOlapReport& report, const QStringList& columns, QString* error)
+namespace {
+
+const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
+
+} // namespace
+
+QList<OlapField> olapFieldsOf(const cDDXOlapReport& report)
+{
+    QList<OlapField> fields;
+    for (int i = 1; i <= report.ReportFieldCount(); ++i) {
+        const cDDXOlapReportField* f = report.ReportField(i);
+        OlapField o;
+        o.name = f->field_name().trimmed();
+        o.fact = f->field_type() == cDDXOlapReportField::Fact;
+        o.formula = o.fact && f->fact_algorithm() == Olap::xfam_FORMULA;
+        o.asFact = Olap::PivotFact{f->caption(), -1, f->fact_algorithm(), f->fact_formula(), f->field_sort_order()};
+        o.asDimension = Olap::PivotDimension{f->caption(), -1, f->dim_field_type(), f->dim_field_axis(),
+                                             f->dim_order() != 0, f->dim_total() != 0, f->field_sort_order()};
+        fields << o;
+    }
+    return fields;
+}
+
+Olap::PivotSpec pivotSpecOf(const QList<OlapField>& fields, const QStringList& columns, QString* error)
 {
     Olap::PivotSpec spec;
     auto columnOf = [&](const QString& name) {
         for (int i = 0; i < columns.size(); ++i)
-            if (columns[i].compare(name.trimmed(), Qt::CaseInsensitive) == 0) return i;
+            if (columns[i].compare(name, Qt::CaseInsensitive) == 0) return i;
         return -1;
     };
-    for (int i = 1; i <= report.ReportFieldCount(); ++i) {
-        const cDDXOlapReportField* f = report.ReportField(i);
-        const int column = columnOf(f->field_name());
-        const bool formula = f->field_type() == cDDXOlapReportField::Fact && f->fact_algorithm() == Olap::xfam_FORMULA;
-        if (column < 0 && !formula) {
-            *error = QStringLiteral("A(z) „%1” mező nincs a lekérdezés eredményében.").arg(f->field_name());
+    for (const OlapField& f : fields) {
+        const int column = columnOf(f.name);
+        if (column < 0 && !f.formula) {
+            *error = QStringLiteral("A(z) „%1” mező nincs a lekérdezés eredményében.").arg(f.name);
             return {};
         }
-        if (f->field_type() == cDDXOlapReportField::Fact) {
-            spec.facts << Olap::PivotFact{f->caption(), formula ? -1 : column, f->fact_algorithm(), f->fact_formula(),
-                                          f->field_sort_order()};
+        if (f.fact) {
+            spec.facts << f.asFact;
+            spec.facts.last().column = f.formula ? -1 : column;
         } else {
-            spec.dimensions << Olap::PivotDimension{f->caption(), column, f->dim_field_type(), f->dim_field_axis(),
-                                                    f->dim_order() != 0, f->dim_total() != 0, f->field_sort_order()};
+            spec.dimensions << f.asDimension;
+            spec.dimensions.last().column = column;
         }
     }
     if (spec.facts.isEmpty()) *error = QStringLiteral("A riporthoz nincs meghatározva összesítés.");
     return spec;
 }
 
-OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport& report,
-                  const QList<std::pair<int, QVariant>>& pageFilter)
+Olap::PivotSpec pivotSpecOf(const cDDXOlapReport& report, const QStringList& columns, QString* error)
 {
-    OlapRun run;
-    const QString sql = report.sql_source().trimmed();
-    if (sql.isEmpty()) {
-        run.error = QStringLiteral("A riportnak nincs SQL forrása.");
-        return run;
-    }
-    // Where the link goes is read here, on the connection's thread; the worker opens it.
-    QString whereError;
-    const ReadOnlySource::Target target = ReadOnlySource::targetOf(connection, &whereError);
-    if (!target.valid()) {
-        run.error = whereError;
-        return run;
-    }
-    // The read-only link lives in the worker thread, as a database link belongs to the
-    // thread that opened it; only the cancel crosses over.
+    return pivotSpecOf(olapFieldsOf(report), columns, error);
+}
+
+// What a run shares between the worker and the runner: its inputs (copied) and the link
+// to cancel. Outlives the runner when the runner goes first.
+struct OlapRunner::Job {
+    ReadOnlySource::Target target;
+    QString sql;
+    QList<OlapField> fields;
+    QList<std::pair<int, QVariant>> pageFilter;
     std::mutex guard;
     ReadOnlySource* live = nullptr;
     std::atomic<bool> cancelled{false};
-    QThread* worker = QThread::create([&] {
+
+    void cancel()
+    {
+        cancelled = true;
+        std::lock_guard lock(guard);
+        if (live) live->cancel();
+    }
+
+    OlapRun run()
+    {
+        OlapRun out;
         QString error;
         auto source = ReadOnlySource::open(target, &error);
         if (!source) {
-            run.error = error;
-            return;
+            out.error = error;
+            return out;
         }
         {
             std::lock_guard lock(guard);
             live = source.get();
         }
-        if (cancelled) source->cancel();
+        // Cancelled before it began (a second run started at once): it never runs. A cancel
+        // from here on reaches the link.
+        if (cancelled) {
+            out.error = kCancelled;
+            return out;
+        }
         std::unique_ptr<Olap::Pivot> pivot;
         QStringList columns;
         QString specError;
-        const bool ok = source->run(sql, &columns, [&](const QVariantList& row) {
-            if (!pivot) {
-                Olap::PivotSpec spec = pivotSpecOf(report, columns, &specError);
-                if (!specError.isEmpty()) return false;
-                for (const auto& [pageIndex, value] : pageFilter) {
-                    // The page filter names the page dimensions in order; the cube wants their index among all dimensions.
-                    int seen = -1;
-                    for (int d = 0; d < spec.dimensions.size(); ++d)
-                        if (spec.dimensions[d].axis == Olap::xda_outside && ++seen == pageIndex)
-                            spec.pageFilter.append({d, value});
-                }
-                pivot = std::make_unique<Olap::Pivot>(spec);
+        auto makePivot = [&] {
+            Olap::PivotSpec spec = pivotSpecOf(fields, columns, &specError);
+            if (!specError.isEmpty()) return false;
+            for (const auto& [pageIndex, value] : pageFilter) {
+                // The page filter names the page dimensions in order; the cube wants their index among all dimensions.
+                int seen = -1;
+                for (int d = 0; d < spec.dimensions.size(); ++d)
+                    if (spec.dimensions[d].axis == Olap::xda_outside && ++seen == pageIndex) spec.pageFilter.append({d, value});
             }
+            pivot = std::make_unique<Olap::Pivot>(spec);
+            return true;
+        };
+        const bool ok = source->run(sql, &columns, [&](const QVariantList& row) {
+            if (!pivot && !makePivot()) return false;
             pivot->addRow(row);
             return true;
         }, &error);
@@ -94,38 +126,108 @@ OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport&
             std::lock_guard lock(guard);
             live = nullptr;
         }
-        if (!specError.isEmpty()) run.error = specError;
-        else if (!ok) run.error = error;
-        else {
-            if (!pivot) {
-                // No rows: the headers still come from the report's fields.
-                Olap::PivotSpec spec = pivotSpecOf(report, columns, &specError);
-                if (!specError.isEmpty()) {
-                    run.error = specError;
-                    return;
-                }
-                pivot = std::make_unique<Olap::Pivot>(spec);
-            }
-            run.result = pivot->result();
+        if (!specError.isEmpty()) out.error = specError;
+        else if (!ok) out.error = error;
+        // No rows: the headers still come from the report's fields.
+        else if (!pivot && !makePivot()) out.error = specError;
+        else out.result = pivot->result();
+        return out;
+    }
+};
+
+OlapRunner::OlapRunner(QWidget* parent) : QObject(parent), m_parent(parent) {}
+
+OlapRunner::~OlapRunner()
+{
+    // The worker finishes on its own, cancelled, with nothing of ours left to touch.
+    if (m_job) m_job->cancel();
+}
+
+bool OlapRunner::running() const { return m_job != nullptr; }
+
+void OlapRunner::cancel()
+{
+    if (m_job) m_job->cancel();
+}
+
+void OlapRunner::start(Connection& connection, const cDDXOlapReport& report, const QList<std::pair<int, QVariant>>& pageFilter)
+{
+    // Another run going: cancelled, and its result never shown.
+    if (m_job) m_job->cancel();
+    if (m_watcher) {
+        m_watcher->disconnect(this);
+        m_watcher->deleteLater();
+        m_watcher = nullptr;
+    }
+    auto job = std::make_shared<Job>();
+    m_job = job;
+    job->sql = report.sql_source().trimmed();
+    if (job->sql.isEmpty()) {
+        m_job.reset();
+        emit finished(OlapRun{{}, QStringLiteral("A riportnak nincs SQL forrása.")});
+        return;
+    }
+    // Where the link goes is read here, on the connection's thread; the worker opens it.
+    QString whereError;
+    job->target = ReadOnlySource::targetOf(connection, &whereError);
+    if (!job->target.valid()) {
+        m_job.reset();
+        emit finished(OlapRun{{}, whereError});
+        return;
+    }
+    job->fields = olapFieldsOf(report);
+    job->pageFilter = pageFilter;
+
+    if (!m_progress) {
+        m_progress = new QProgressDialog(QStringLiteral("A riport lekérdezése fut…"), QStringLiteral("Mégsem"), 0, 0, m_parent);
+        m_progress->setWindowTitle(QStringLiteral("Előnézet"));
+        m_progress->setWindowModality(Qt::WindowModal);
+        connect(m_progress, &QProgressDialog::canceled, this, &OlapRunner::cancel);
+    }
+    m_progress->setMinimumDuration(400);
+    m_progress->reset();
+    m_progress->setValue(0);
+
+    m_watcher = new QFutureWatcher<OlapRun>(this);
+    connect(m_watcher, &QFutureWatcher<OlapRun>::finished, this, &OlapRunner::done);
+    m_watcher->setFuture(QtConcurrent::run([job] {
+        try {
+            OlapRun out = job->run();
+            if (job->cancelled && !out.ok()) out.error = kCancelled;
+            return out;
+        } catch (const std::exception& e) {
+            return OlapRun{{}, QStringLiteral("A riport futtatása közben hiba keletkezett: %1").arg(QString::fromUtf8(e.what()))};
+        } catch (...) {
+            return OlapRun{{}, QStringLiteral("A riport futtatása közben ismeretlen hiba keletkezett.")};
         }
-    });
-    QProgressDialog progress(QStringLiteral("A riport lekérdezése fut…"), QStringLiteral("Mégsem"), 0, 0, parent);
-    progress.setWindowTitle(QStringLiteral("Előnézet"));
-    progress.setMinimumDuration(400);
-    QObject::connect(&progress, &QProgressDialog::canceled, [&] {
-        cancelled = true;
-        std::lock_guard lock(guard);
-        if (live) live->cancel();
-    });
+    }));
+}
+
+void OlapRunner::done()
+{
+    if (m_progress) m_progress->reset();
+    const OlapRun run = m_watcher->result();
+    m_watcher->deleteLater();
+    m_watcher = nullptr;
+    m_job.reset();
+    emit finished(run);
+}
+
+OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport& report,
+                  const QList<std::pair<int, QVariant>>& pageFilter)
+{
+    OlapRunner runner(parent);
+    OlapRun out;
+    bool ended = false;
     QEventLoop loop;
-    QObject::connect(worker, &QThread::finished, &loop, &QEventLoop::quit);
-    worker->start();
-    if (!worker->isFinished()) loop.exec();
-    worker->wait();
-    delete worker;
-    progress.reset();
-    if (cancelled && !run.ok()) run.error = QStringLiteral("A lekérdezés megszakítva.");
-    return run;
+    QObject::connect(&runner, &OlapRunner::finished, &loop, [&](const OlapRun& run) {
+        out = run;
+        ended = true;
+        loop.quit();
+    });
+    runner.start(connection, report, pageFilter);
+    if (!ended) loop.exec();
+    return out;
 }
 
 } // namespace NexoFrame

@@ -1,7 +1,11 @@
 #pragma once
 #include "Pivot.h"
+#include <QFutureWatcher>
+#include <QObject>
 #include <QString>
+#include <memory>
 
+class QProgressDialog;
 class QWidget;
 
 namespace NexoFrame {
@@ -9,16 +13,57 @@ namespace NexoFrame {
 class Connection;
 class cDDXOlapReport;
 
-// Runs a report's SQL source read-only and pivots its rows by the report's fields, in a
-// worker thread under a cancellable progress dialog. `pageFilter` picks values of the page
-// dimensions (by position among them).
+// The outcome of running a report's SQL source read-only and pivoting its rows by the
+// report's fields.
 struct OlapRun {
     Olap::PivotResult result;
     QString error; // Hungarian; empty on success
     bool ok() const { return error.isEmpty(); }
 };
 
+// A report's fields as the cube needs them, copied out of the record: a run's worker takes
+// these, never the record.
+struct OlapField {
+    QString name;           // the source's column
+    bool fact = false;
+    bool formula = false;   // a formula fact: no column of its own
+    Olap::PivotFact asFact; // column still unknown (-1)
+    Olap::PivotDimension asDimension;
+};
+QList<OlapField> olapFieldsOf(const cDDXOlapReport& report);
+// The cube's spec once the source's columns are known; empty with `error` when a field has no column.
+Olap::PivotSpec pivotSpecOf(const QList<OlapField>& fields, const QStringList& columns, QString* error);
 Olap::PivotSpec pivotSpecOf(const cDDXOlapReport& report, const QStringList& columns, QString* error);
+
+// Runs reports in a worker (QtConcurrent) while the user interface stays alive, with a
+// cancellable progress dialog over `parent` after a moment. The job gets copies of all it
+// needs (the SQL, the fields, the page filter, where the read-only link goes), so that the
+// report, the form or the panel may go while it runs: destroying the runner cancels the job
+// and drops its result; starting another run does the same to the one still going.
+class OlapRunner : public QObject {
+    Q_OBJECT
+public:
+    explicit OlapRunner(QWidget* parent);
+    ~OlapRunner() override;
+    // `pageFilter` picks values of the page dimensions (by position among them).
+    void start(Connection& connection, const cDDXOlapReport& report, const QList<std::pair<int, QVariant>>& pageFilter = {});
+    void cancel();
+    bool running() const;
+
+signals:
+    // The outcome of the latest run started; a cancelled run ends with its message.
+    void finished(const NexoFrame::OlapRun& run);
+
+private:
+    struct Job;
+    void done();
+    QWidget* m_parent;
+    std::shared_ptr<Job> m_job;
+    QFutureWatcher<OlapRun>* m_watcher = nullptr;
+    QProgressDialog* m_progress = nullptr;
+};
+
+// The same, waited for: returns when the run has ended (the user interface stays alive).
 OlapRun runReport(QWidget* parent, Connection& connection, const cDDXOlapReport& report,
                   const QList<std::pair<int, QVariant>>& pageFilter = {});
 

@@ -169,6 +169,21 @@ frmOlapReport::frmOlapReport(QWidget* parent)
     pv->addWidget(preview, 1);
     for (QPushButton* b : previewExportButtons(preview, this, [this] { return txt_name->text(); })) bar->addWidget(b);
     TabControl->addTab(previewPage, QStringLiteral("Előnézet"));
+    m_runner = new OlapRunner(this);
+    connect(m_runner, &OlapRunner::finished, this, [this](const OlapRun& run) {
+        if (!run.ok()) {
+            preview->setMessage(run.error);
+            return;
+        }
+        Olap::ChartOptions chart;
+        chart.visible = CheckGet(chk_chart_visible);
+        chart.type = ComboGetData(cbo_chart_type, 1);
+        chart.showLegend = CheckGet(chk_chart_option_show_legend);
+        chart.showMarkers = CheckGet(chk_chart_option_show_markers);
+        chart.stackSeries = CheckGet(chk_chart_option_stack_series);
+        chart.seriesInRows = CheckGet(chk_chart_option_series_in_rows);
+        preview->setResult(run.result, chart);
+    });
     connect(cmd_preview, &QPushButton::clicked, this, [this] { RefreshPreview(); });
     connect(TabControl, &QTabWidget::currentChanged, this, [this, previewPage](int i) {
         if (TabControl->widget(i) == previewPage) RefreshPreview();
@@ -317,19 +332,9 @@ void frmOlapReport::RefreshPreview()
             shown->CoreReportFieldAdd(std::move(field));
         }
         shown->set_sql_source(txt_sql_source->toPlainText());
-        const OlapRun run = runReport(this, *module().connection(), *shown, m_pageFilter);
-        if (!run.ok()) {
-            preview->setMessage(run.error);
-            return true;
-        }
-        Olap::ChartOptions chart;
-        chart.visible = CheckGet(chk_chart_visible);
-        chart.type = ComboGetData(cbo_chart_type, 1);
-        chart.showLegend = CheckGet(chk_chart_option_show_legend);
-        chart.showMarkers = CheckGet(chk_chart_option_show_markers);
-        chart.stackSeries = CheckGet(chk_chart_option_stack_series);
-        chart.seriesInRows = CheckGet(chk_chart_option_series_in_rows);
-        preview->setResult(run.result, chart);
+        // The result comes back to the runner's handler above; another refresh meanwhile
+        // replaces this one.
+        m_runner->start(*module().connection(), *shown, m_pageFilter);
         return true;
     });
 }

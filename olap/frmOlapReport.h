@@ -1,4 +1,5 @@
 #pragma once
+#include "OlapRun.h"
 #include "EditDialog.h"
 
 class QCheckBox;
@@ -66,6 +67,8 @@ private:
     void chartVisibleChanged();
     int selectedPosition(bool fact) const;
     QList<std::pair<int, QVariant>> m_pageFilter;
+    // Runs the preview off the user interface's thread; closing the form cancels it.
+    OlapRunner* m_runner = nullptr;
 };
 
 } // namespace NexoFrame

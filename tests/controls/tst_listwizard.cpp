@@ -287,7 +287,7 @@ private slots:
         const int key = m_c->newKey(Tables::ListSource);
         QVERIFY(m_c->execute(QStringLiteral("INSERT INTO qnd_list_source (id, sort_order, table_name, caption, columns, del_status) "
                                             "VALUES (?, 90, 'qnd_user', 'Jelszavak', ?, 0), (?, 91, 'qnd_secret', 'Titkok', ?, 0)"),
-                             {key, QStringLiteral("user_name=Név\npassword=Jelszó"), key + 1000,
+                             {key, QStringLiteral("user_name=Név\ndisplay_name=Teljes név\npassword=Jelszó"), key + 1000,
                               QStringLiteral("key_name=Kulcs\nvalue=Érték")}));
         auto w = wizard(Edit, 1);
         const int passwords = w->saveList(0, QStringLiteral("Jelszavak"),
@@ -299,12 +299,11 @@ private slots:
         for (const QString& secret : secrets) QVERIFY2(!rows.join(QLatin1Char('\n')).contains(secret), qPrintable(secret));
         if (ran && !testingPostgres()) QVERIFY(!rows.isEmpty());
         const int settings = w->saveList(0, QStringLiteral("Titkok"),
-                                         definition(QStringLiteral("[]"), QStringLiteral("qnd_secret"),
-                                                    QStringLiteral(R"([{"field": "key_name"}, {"field": "value"}])")));
-        if (settings > 0) {
-            w->runList(settings);
-            QVERIFY(gridRows(*w).isEmpty());
-        }
+                                         QByteArray(R"({"format": "nexo-lista", "version": 1, "source": "qnd_secret", "match": "all",
+                                                       "columns": [{"field": "key_name"}, {"field": "value"}], "conditions": []})"));
+        QVERIFY2(settings > 0, qPrintable(w->lastError()));
+        w->runList(settings);
+        QVERIFY(gridRows(*w).isEmpty());
         QVERIFY(Hostile::masterLockFree(*m_c));
     }
 

@@ -372,6 +372,7 @@ private slots:
         onNextModal([&](QWidget* d) {
             auto* preview = d->findChild<Olap::OlapPreview*>();
             QVERIFY(preview && findButton(d, QStringLiteral("cmd_pdf")));
+            QTRY_VERIFY(!d->findChild<OlapRunner*>()->running());
             d->resize(900, 650);
             QTest::qWait(100);
             if (!qEnvironmentVariableIsEmpty("NEXO_KEEP_OUTPUT"))
@@ -403,6 +404,7 @@ private slots:
         onNextModal([&](QWidget* d) {
             auto* f = qobject_cast<frmOlapReport*>(d);
             f->TabControl->setCurrentIndex(4);
+            QTRY_VERIFY(!f->findChild<OlapRunner*>()->running());
             saveAs(dir.filePath(QStringLiteral("form.csv")));
             clickButton(f, QStringLiteral("cmd_csv"));
             clickButton(f, QStringLiteral("cmd_cancel"));
@@ -415,6 +417,40 @@ private slots:
         QCOMPARE(bytes, form.readAll());
     }
 
+    // A run goes on off the user interface's thread: a second run started meanwhile replaces
+    // it (only the second's result comes), and the runner's owner may go while one runs.
+    void runsReplacedAndLeftBehind()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        module().takeSite(&site);
+        cDDXOlapReport slow, quick;
+        QVERIFY(slow.CoreLoad(2) && quick.CoreLoad(2));
+        slow.set_sql_source(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000000) "
+                                           "SELECT 'x' AS region, 1 AS sale_year, 'y' AS product, 1 AS quantity, 1.0 AS amount FROM n"));
+        auto owner = std::make_unique<QWidget>();
+        auto* runner = new OlapRunner(owner.get());
+        QList<OlapRun> results;
+        connect(runner, &OlapRunner::finished, this, [&](const OlapRun& run) { results << run; });
+        runner->start(c, slow);
+        QVERIFY(runner->running());
+        runner->start(c, quick);
+        QTRY_COMPARE_WITH_TIMEOUT(results.size(), 1, 30000);
+        QVERIFY2(results[0].ok(), qPrintable(results[0].error));
+        QCOMPARE(results[0].result.sourceRows, qint64(3000));
+        QTest::qWait(200);
+        QCOMPARE(results.size(), 1);
+
+        runner->start(c, slow);
+        QVERIFY(runner->running());
+        owner.reset(); // the panel's tab closed while it runs
+        QTest::qWait(300);
+        QCOMPARE(results.size(), 1);
+        // The link of the abandoned run is gone soon after; the master lock is free meanwhile.
+        QVERIFY(c.lockMaster(3, 0));
+        c.unlockMaster(3);
+    }
+
     void reportSqlRunsReadOnly()
     {
         TestSite site;
@@ -424,7 +460,7 @@ private slots:
         QVERIFY(r.CoreLoad(2));
         const OlapRun good = runReport(nullptr, c, r);
         QVERIFY2(good.ok(), qPrintable(good.error));
-        QVERIFY(good.result.sourceRows == 3000);
+        QCOMPARE(good.result.sourceRows, qint64(3000));
         QVERIFY(!good.result.rows.isEmpty());
         const int before = c.select(QStringLiteral("SELECT COUNT(*) FROM olap_sample_sales")).value(0).value(0).toInt();
         for (const char* sql : {"DELETE FROM olap_sample_sales", "UPDATE olap_sample_sales SET amount=0",
