@@ -518,22 +518,17 @@ private:
     void store(const TableDef& t, int id, bool add, const std::function<void(Recordset&)>& fill)
     {
         Recordset& rs = m_c.editRecordset(t.number);
-        const QDateTime now = QDateTime::currentDateTime();
         if (add) {
             rs.addNew();
             rs.setField(t.primaryKey, id);
-            // A menu item's maker sees it whatever its roles: the installation's items are nobody's.
-            rs.setField(QStringLiteral("create_user"), t.number == Tables::Menu ? -1 : m_c.currentUserId());
-            rs.setField(QStringLiteral("create_date"), now);
         } else {
             rs.setIndex(QString());
             if (!rs.seek({id})) throw DbError(QStringLiteral("A(z) %1 tábla %2. sora közben eltűnt.").arg(t.name).arg(id));
             rs.edit();
         }
-        if (t.hasColumn(QStringLiteral("last_action_user_id1"))) {
-            rs.setField(QStringLiteral("last_action_user_id1"), m_c.currentUserId());
-            rs.setField(QStringLiteral("last_action_date1"), now);
-        }
+        rs.stampAudit(m_c.currentUserId(), QDateTime::currentDateTime());
+        // A menu item's maker sees it whatever its roles: the installation's items are nobody's.
+        if (add && t.number == Tables::Menu) rs.setField(QStringLiteral("create_user"), -1);
         fill(rs);
         if (!rs.update()) throw DbError(rs.lastError());
     }
@@ -655,7 +650,7 @@ bool previewConfig(Connection& c, const QString& path, ConfigImport* plan, QStri
     return true;
 }
 
-bool importConfig(Connection& c, ConfigImport* plan, QString* error)
+bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Connection::AskAgain& askAgain)
 {
     QList<ConfigChange> done;
     QString why;
@@ -665,7 +660,8 @@ bool importConfig(Connection& c, ConfigImport* plan, QString* error)
         } catch (const Damaged& e) {
             throw DbError(QStringLiteral("A fájl sérült. %1").arg(e.why));
         }
-    }, &why);
+        return true;
+    }, &why, askAgain);
     if (result == Connection::LockedWrite::Refused)
         return fail(error, QStringLiteral("Az adatbázist most más felhasználó írja; a betöltés nem kezdhető el. Semmi sem változott."));
     if (result == Connection::LockedWrite::Failed)

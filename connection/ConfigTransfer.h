@@ -1,12 +1,11 @@
 #pragma once
+#include "Connection.h"
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 namespace NexoFrame {
-
-class Connection;
 
 // Carrying an installation's configuration to another database (a test database's to the
 // live one): the rights tree, the role names, the user groups (users and their passwords
@@ -44,8 +43,9 @@ struct ConfigImport {
 // with a Hungarian message; nothing is written either way.
 bool previewConfig(Connection& c, const QString& path, ConfigImport* plan, QString* error);
 // Imports a previewed file: worked out once more and written in one transaction under the
-// master lock (role slots kept in the rights history). False with a Hungarian message and
-// nothing written. `plan` is refreshed to what was written.
-bool importConfig(Connection& c, ConfigImport* plan, QString* error);
+// master lock (role slots kept in the rights history; `askAgain` asks when another user
+// keeps the lock). False with a Hungarian message and nothing written. `plan` is refreshed
+// to what was written.
+bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Connection::AskAgain& askAgain = {});
 
 } // namespace NexoFrame

@@ -6,6 +6,7 @@
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSqlError>
 #include <QSqlRecord>
 
@@ -539,16 +540,6 @@ bool Connection::rollbackTrans(int)
     return ok;
 }
 
-bool Connection::openTableExclusive(int table, int waitMs)
-{
-    if (!Schema::instance().table(table)) return false;
-    return lockMaster(3, waitMs);
-}
-
-bool Connection::closeTableExclusive(int) { return unlockMaster(3); }
-bool Connection::beginUpdate() { return beginTrans(3); }
-bool Connection::endUpdate() { return commitTrans(3); }
-
 void Connection::idle(int flags)
 {
     m_engine->idle(m_db, flags);
@@ -584,28 +575,78 @@ bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
     return false;
 }
 
-Connection::LockedWrite Connection::writeLocked(const std::function<void()>& work, QString* why, int waitMs)
+bool Connection::lockWithRetry(const AskAgain& askAgain)
 {
-    if (!lockMaster(3, waitMs)) return LockedWrite::Refused;
-    bool ok = beginTrans();
-    QString reason = ok ? QString() : lastError();
-    if (ok) {
-        try {
-            work();
-        } catch (const DbError& e) {
-            ok = false;
-            reason = e.message();
+    for (;;) {
+        for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
+            if (lockMaster(3, attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
+        if (!askAgain || !askAgain()) return false;
+        touch();
+    }
+}
+
+Connection::LockedWrite Connection::writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain)
+{
+    QString reason;
+    const auto answer = [&](LockedWrite r) {
+        touch();
+        if (why) *why = reason;
+        return r;
+    };
+    const bool outermost = m_lockDepth == 0;
+    const int level = m_spDepth;
+    try {
+        if (!lockWithRetry(askAgain)) return answer(LockedWrite::Refused);
+    } catch (const DbError& e) {
+        reason = e.message();
+        return answer(LockedWrite::Failed);
+    }
+    bool ended = false;
+    // Nothing of an unfinished write is kept, and the lock goes with it: a write of our own
+    // goes back whole, one inside a caller's lock goes back to where it began.
+    const auto goBack = [&] {
+        ended = true;
+        if (outermost) {
+            abandonLock();
+            return;
         }
+        while (m_spDepth > level)
+            if (!rollbackTrans()) break;
+        unlockMaster();
+    };
+    const auto guard = qScopeGuard([&] {
+        if (!ended) goBack();
+    });
+    const auto notKept = [&] {
+        reason = lastError();
+        if (reason.isEmpty()) reason = QStringLiteral("A módosítások nem menthetők.");
+    };
+    bool ok = false;
+    try {
+        // The lock's previous holder may have written: nothing read before counts.
+        touch();
+        ok = beginTrans();
+        if (!ok) reason = QStringLiteral("A tranzakció nem kezdhető el.");
+        ok = ok && work();
+        if (ok && !commitTrans()) {
+            ok = false;
+            notKept();
+        }
+    } catch (const DbError& e) {
+        ok = false;
+        reason = e.message();
     }
-    ok = ok && commitTrans();
     if (!ok) {
-        if (reason.isEmpty()) reason = lastError();
-        rollbackTrans();
+        goBack();
+        return answer(LockedWrite::Failed);
     }
-    unlockMaster();
-    touch();
-    if (why) *why = reason;
-    return ok ? LockedWrite::Done : LockedWrite::Failed;
+    ended = true;
+    // Freeing the lock commits; a commit that failed kept nothing.
+    if (!unlockMaster()) {
+        notKept();
+        return answer(LockedWrite::Failed);
+    }
+    return answer(LockedWrite::Done);
 }
 
 QString Connection::readSetting(const QString& section, const QString& key, const QString& defaultValue)

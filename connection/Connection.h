@@ -99,23 +99,30 @@ public:
     // (nothing was kept then; lastError() says why).
     bool unlockMaster(int mode = 3);
     bool hasMasterLock() const { return m_lockDepth > 0; }
-    // Runs `work` as one transaction under the master lock (waiting at most `waitMs` for it):
-    // kept whole, or, when it throws DbError or the commit fails, not at all. Refused: the
-    // lock was not had and nothing ran; Failed: `why` says what went wrong.
+
+    // Every write takes the master lock the same way: one try, then kQuietLockTries quiet
+    // tries that each wait up to kQuietLockWaitMs for the holder (a save takes milliseconds,
+    // so a user meets the question only when someone keeps the database locked), then
+    // `askAgain`, for as long as it answers yes. This library has no widgets: the side that
+    // has them asks (LockQuestion.h holds the words). Without a question it gives up.
+    using AskAgain = std::function<bool()>;
+    static constexpr int kQuietLockTries = 3;
+    static constexpr int kQuietLockWaitMs = 250;
+    bool lockWithRetry(const AskAgain& askAgain);
+    // The one way to write under the master lock: `work` runs as one transaction, kept
+    // whole, or not at all when it returns false (having said why its own way), throws, or
+    // the commit fails. The transaction always ends and the lock is always freed, also when
+    // `work` throws something other than DbError, which then goes on to the caller.
+    // Refused: the lock was not had and nothing ran; Failed: `why` says what went wrong
+    // (empty when `work` returned false).
     enum class LockedWrite { Done, Refused, Failed };
-    LockedWrite writeLocked(const std::function<void()>& work, QString* why, int waitMs = 2000);
+    LockedWrite writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain = {});
     bool openMasterTable(int table);
     void closeMasterTable(int table);
     bool beginTrans(int mode = 3);
     bool commitTrans(int mode = 3);
     bool rollbackTrans(int mode = 3);
     bool inTransaction() const { return m_spDepth > 0; }
-
-    // Exclusive table open and the update bracket, around writes that bypass the records.
-    bool openTableExclusive(int table, int waitMs = 0);
-    bool closeTableExclusive(int table);
-    bool beginUpdate();
-    bool endUpdate();
 
     // Drop cached state so that the next read sees other users' writes
     // (8 refreshes the cache, 1 frees locks).

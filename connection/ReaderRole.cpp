@@ -178,6 +178,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
         if (!c.writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderRole), role)
             || !c.writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderPassword), password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
+        return true;
     }, &err);
     if (outcome == Connection::LockedWrite::Refused)
         return fail(QStringLiteral("Az adatbázist más éppen módosítja (a fő zárat más tartja); próbálja újra később."));
@@ -232,6 +233,7 @@ bool storeLogin(const QString& target, const QString& role, const QString& passw
         if (!c->writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderRole), role)
             || !c->writeSetting(QString::fromLatin1(SettingKeys::kSection), QString::fromLatin1(SettingKeys::kReaderPassword), password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
+        return true;
     }, &err);
     if (outcome != Connection::LockedWrite::Done)
         return fail(QStringLiteral("Az olvasó szerepkör adatai nem menthetők: %1").arg(err));

@@ -440,6 +440,38 @@ void Recordset::setField(const QString& name, const QVariant& v)
     setField(i, v);
 }
 
+QStringList Recordset::stampAudit(int user, const QDateTime& now)
+{
+    static const QString user1 = QStringLiteral("last_action_user_id1"), date1 = QStringLiteral("last_action_date1");
+    if (!m_table->hasColumn(user1)) return {};
+    if (m_mode == Mode::None) throw DbError(QStringLiteral("A rekord nincs szerkeszthető állapotban (%1).").arg(m_table->name));
+    QStringList written;
+    const auto put = [&](const QString& column, const QVariant& v) {
+        setField(column, v);
+        written << column;
+    };
+    if (m_mode == Mode::Add) {
+        put(QStringLiteral("create_user"), user);
+        put(QStringLiteral("create_date"), now);
+    } else {
+        // The change before this one is the stored row's, read under the lock: another user
+        // may have saved since the writer read it, and the writer may have set these already.
+        const int u1 = m_table->columnIndex(user1), d1 = m_table->columnIndex(date1);
+        put(QStringLiteral("last_action_user_id2"), m_c->engine().fromDb(m_table->columns[u1], current().value(u1)));
+        put(QStringLiteral("last_action_date2"), m_c->engine().fromDb(m_table->columns[d1], current().value(d1)));
+    }
+    put(user1, user);
+    put(date1, now);
+    return written;
+}
+
+QStringList Recordset::markDeleted(int user, const QDateTime& now)
+{
+    if (m_mode != Mode::Edit) throw DbError(QStringLiteral("Csak tárolt sor törölhető (%1).").arg(m_table->name));
+    setField(QStringLiteral("del_status"), kDeleted);
+    return stampAudit(user, now);
+}
+
 bool Recordset::update()
 {
     if (m_mode == Mode::None) {

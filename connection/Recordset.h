@@ -1,6 +1,7 @@
 #pragma once
 #include "Schema.h"
 #include <QByteArray>
+#include <QDateTime>
 #include <QHash>
 #include <QVariant>
 #include <QVector>
@@ -59,6 +60,16 @@ public:
     // would, without reading it back.
     void showWritten(const Recordset& writer);
     QString lastError() const { return m_lastError; }
+
+    // The audit columns of the row being added or edited, stamped as every writer stamps
+    // them (nothing in a table without them): a new row gets its maker and the time, and
+    // the same as its latest change; a change moves the latest change as stored now into
+    // the earlier pair and becomes the latest. Returns the columns written.
+    QStringList stampAudit(int user, const QDateTime& now);
+    // A delete is soft: the edited row is marked deleted (del_status kDeleted) and
+    // stamped as a change; rows are never removed. Returns the audit columns written.
+    static constexpr int kDeleted = 2;
+    QStringList markDeleted(int user, const QDateTime& now);
 
     QVariant field(const QString& name) const;  // null for a null value
     QVariant field(int column) const;

@@ -152,7 +152,7 @@ QList<RevertStep> revokePlan(const QList<UnusedGrant>& grants, int slot)
     return plan;
 }
 
-bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error)
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Connection::AskAgain& askAgain)
 {
     if (plan.isEmpty()) return true;
     QString why;
@@ -166,7 +166,8 @@ bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error)
             rs.setField(s.column, valueOf(*t->column(s.column), s.then));
             if (!rs.update()) throw DbError(rs.lastError());
         }
-    }, &why);
+        return true;
+    }, &why, askAgain);
     if (done == Connection::LockedWrite::Done) return true;
     if (error)
         *error = done == Connection::LockedWrite::Refused

@@ -1,4 +1,5 @@
 #pragma once
+#include "Connection.h"
 #include <QDateTime>
 #include <QHash>
 #include <QList>
@@ -45,9 +46,10 @@ qint64 lastRightsChange(Connection& c);
 // What takes back the changes kept after `from` up to `to` (ids): each cell its value
 // before them, newest first.
 QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to);
-// Writes the plan back in one transaction under the master lock; each write is kept in the
-// history itself. False with a Hungarian message, nothing written.
-bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error);
+// Writes the plan back in one transaction under the master lock (`askAgain` asks when
+// another user keeps it); each write is kept in the history itself. False with a Hungarian
+// message, nothing written.
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Connection::AskAgain& askAgain = {});
 
 // A menu item or a printed report that a role's users may open through it but none of them
 // opened since `since` (from the menu log and the report log).

@@ -66,12 +66,6 @@ QString cDDXRecord::keyColumn() const
     return t ? t->primaryKey : QStringLiteral("id");
 }
 
-bool cDDXRecord::hasAudit() const
-{
-    const TableDef* t = Schema::instance().table(tableNumber());
-    return t && t->hasColumn(QStringLiteral("create_date"));
-}
-
 QList<FieldSpec> cDDXRecord::allFields() const
 {
     // A new record has no key until it is saved.
@@ -159,7 +153,7 @@ bool cDDXRecord::CoreLoad(int lID)
 int cDDXRecord::OpenExcMasterTable()
 {
     Connection* c = connection();
-    if (!LockWithRetry(*c, [c](int waitMs) { return c->lockMaster(3, waitMs); })) return 1;
+    if (!c->lockWithRetry(lockQuestion())) return 1;
     c->idle(8);
     if (c->openMasterTable(tableNumber())) return 0;
     c->unlockMaster(3);
@@ -176,37 +170,6 @@ int cDDXRecord::CloseExcMasterTable()
     return 1;
 }
 
-int cDDXRecord::Begin()
-{
-    if (OpenExcMasterTable() != 0) return 1;
-    if (connection()->beginTrans(3)) return 0;
-    CloseExcMasterTable();
-    return 1;
-}
-
-int cDDXRecord::CommitTrans()
-{
-    int status = 1;
-    try {
-        if (connection()->commitTrans(3)) status = CloseExcMasterTable();
-    } catch (const std::exception& e) {
-        reportFailure("CommitTrans", QString::fromUtf8(e.what()));
-    }
-    return status;
-}
-
-int cDDXRecord::RollbackTrans()
-{
-    int status = 1;
-    try {
-        if (connection()->rollbackTrans(3)) status = CloseExcMasterTable();
-        else CloseExcMasterTable();
-    } catch (const std::exception& e) {
-        reportFailure("RollbackTrans", QString::fromUtf8(e.what()));
-    }
-    return status;
-}
-
 bool cDDXRecord::CoreUpdate()
 {
     Errors& errors = module().errors();
@@ -215,50 +178,37 @@ bool cDDXRecord::CoreUpdate()
         errors.add(eError, kLifecycleErrorNumber, kTemporary);
         return false;
     }
-    if (!ownsTransaction()) {
-        // Written inside its owner's transaction, under its owner's lock.
-        if ((m_status == IsNew || m_status == isModified) && !Validate(eDontCheckWarning)) return false;
-        return UpdateNative() && afterNativeWrite();
-    }
-    bool inTransaction = false;
+    // A failing step says why in Errors; then the whole write goes back.
+    const auto write = [this] {
+        try {
+            if ((m_status == IsNew || m_status == isModified) && !Validate(eDontCheckWarning)) return false;
+            return UpdateNative() && afterNativeWrite();
+        } catch (const std::exception& e) {
+            reportFailure("CoreUpdate", QString::fromUtf8(e.what()));
+            return false;
+        }
+    };
+    // Written inside its owner's transaction, under its owner's lock.
+    if (!ownsTransaction()) return write();
     try {
-        if (Begin() != 0) return false;
-        inTransaction = true;
-        if ((m_status == IsNew || m_status == isModified) && !Validate(eDontCheckWarning)) {
-            inTransaction = false;
-            RollbackTrans();
+        QString why;
+        switch (connection()->writeLocked(write, &why, lockQuestion())) {
+        case Connection::LockedWrite::Done: return true;
+        case Connection::LockedWrite::Refused: return false;
+        case Connection::LockedWrite::Failed:
+            // Without a reason of its own, the write's step has reported already.
+            if (!why.isEmpty()) reportFailure("CommitTrans", why);
             return false;
         }
-        if (!UpdateNative() || !afterNativeWrite()) {
-            inTransaction = false;
-            RollbackTrans();
-            return false;
-        }
-        inTransaction = false;
-        if (CommitTrans() != 0) {
-            RollbackTrans();
-            if (errors.Count() == 0)
-                reportFailure("CommitTrans", QStringLiteral("A módosítások nem menthetők."));
-            return false;
-        }
-        return true;
     } catch (const std::exception& e) {
         reportFailure("CoreUpdate", QString::fromUtf8(e.what()));
-        if (inTransaction) RollbackTrans();
-        return false;
     }
+    return false;
 }
 
-void cDDXRecord::writeRow(bool deleting)
+void cDDXRecord::writeRow()
 {
     Recordset& rs = connection()->editRecordset(tableNumber());
-    static const QStringList deleteColumns = {QStringLiteral("last_action_user_id1"), QStringLiteral("last_action_date1"),
-                                              QStringLiteral("last_action_user_id2"), QStringLiteral("last_action_date2")};
-    if (deleting) {
-        rs.setField(QStringLiteral("del_status"), 2);
-        for (const QString& c : deleteColumns) rs.setField(c, value(c));
-        return;
-    }
     // The key is written by the key step on insert and never changes afterwards.
     for (int i = 1; i < m_fields.size(); ++i) rs.setField(m_fields[i].name, m_values[i]);
 }
@@ -270,35 +220,30 @@ bool cDDXRecord::UpdateNative()
         Recordset& rs = c->editRecordset(tableNumber());
         const int user = module().currentUserId();
         const QDateTime now = QDateTime::currentDateTime();
+        QStringList stamped;
         switch (m_status) {
         case isLoaded: return true;
-        case IsNew: {
+        case IsNew:
             set_id(c->newOwnKey(tableNumber(), module().systemEdit(), keyColumn()));
             rs.addNew();
             rs.setField(keyColumn(), id());
-            if (hasAudit()) {
-                set_create_user(user);
-                set_create_date(now);
-                set_last_action_user_id1(user);
-                set_last_action_date1(now);
-            }
+            writeRow();
+            stamped = rs.stampAudit(user, now);
             break;
-        }
         case isModified:
-        case isDeleted:
             rs.setBookmark(m_bookmark);
             rs.edit();
-            if (hasAudit()) {
-                // The previous change is the one stored now, read under the lock: another
-                // user may have saved since this record was loaded.
-                set_last_action_user_id2(rs.field(QStringLiteral("last_action_user_id1")).toInt());
-                set_last_action_date2(rs.field(QStringLiteral("last_action_date1")).toDateTime());
-                set_last_action_user_id1(user);
-                set_last_action_date1(now);
-            }
+            writeRow();
+            stamped = rs.stampAudit(user, now);
+            break;
+        case isDeleted:
+            // The mark and the audit columns only: the other columns stay as stored.
+            rs.setBookmark(m_bookmark);
+            rs.edit();
+            stamped = rs.markDeleted(user, now);
             break;
         }
-        writeRow(m_status == isDeleted);
+        for (const QString& column : std::as_const(stamped)) setValue(column, rs.field(column));
         if (!rs.update()) {
             reportFailure("UpdateNative", rs.lastError());
             return false;

@@ -49,8 +49,6 @@ public:
     // The columns besides the key, in table order, as the schema declares them.
     virtual QList<FieldSpec> entityFields() const;
     QString keyColumn() const;
-    // Whether the table carries the audit columns.
-    virtual bool hasAudit() const;
 
     // The lifecycle.
     bool CoreDefault();
@@ -128,11 +126,8 @@ protected:
 
 private:
     bool UpdateNative();
-    int Begin();
-    int CommitTrans();
-    int RollbackTrans();
     void readRow();
-    void writeRow(bool deleting);
+    void writeRow();
     int indexOf(const QString& column) const;
 
     QList<FieldSpec> m_fields;

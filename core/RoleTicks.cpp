@@ -57,9 +57,8 @@ void RoleTicks::showInherited(QTreeWidgetItem* node, bool granted)
 
 bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
 {
-    if (!LockWithRetry(m_c, [this](int waitMs) { return m_c.openTableExclusive(m_table, waitMs); })) return false;
-    try {
-        if (!m_c.beginUpdate()) throw DbError(QStringLiteral("A módosítás nem kezdhető el."));
+    QString why;
+    const Connection::LockedWrite done = m_c.writeLocked([&] {
         const int id = idOf(node);
         apply(id, node, checked);
         if (m_reach == Reach::Subtree) {
@@ -73,16 +72,11 @@ bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
                     apply(idOf(up), up, true);
             }
         }
-        if (!m_c.endUpdate()) throw DbError(QStringLiteral("A módosítás nem menthető."));
-    } catch (...) {
-        if (m_c.inTransaction()) m_c.rollbackTrans();
-        m_c.closeTableExclusive(m_table);
-        throw;
-    }
-    // Closing commits: a tick the database did not keep must not pass for written.
-    if (!m_c.closeTableExclusive(m_table))
-        throw DbError(QStringLiteral("A módosítás nem menthető: %1").arg(m_c.lastError()));
-    return true;
+        return true;
+    }, &why, lockQuestion());
+    // A tick the database did not keep must not pass for written.
+    if (done == Connection::LockedWrite::Failed) throw DbError(QStringLiteral("A módosítás nem menthető: %1").arg(why));
+    return done == Connection::LockedWrite::Done;
 }
 
 } // namespace NexoFrame

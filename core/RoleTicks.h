@@ -15,14 +15,15 @@ class Recordset;
 // every grey node above; the rows below are written with one statement, also where the tree
 // is not loaded. In the OLAP tree a tick writes the node's own row alone (its folders decide
 // with it who reaches a report). Each change goes straight to the row's "auth_<slot>" column
-// inside the exclusive table open and the update bracket; nothing else is written.
+// as one locked write (Connection::writeLocked); nothing else is written.
 class RoleTicks {
 public:
     enum class Reach { Subtree, OwnRow };
     RoleTicks(Connection& connection, int table, int slot, Reach reach = Reach::Subtree);
     ~RoleTicks();
 
-    // False when the table could not be opened exclusively: nothing was written.
+    // False when the lock was refused: nothing was written. Throws DbError when the write
+    // failed; nothing of it was kept then.
     bool toggle(QTreeWidgetItem* node, bool checked);
 
     static QColor grantColour();

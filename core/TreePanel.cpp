@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ControlUtils.h"
 #include "ErrorList.h"
+#include "LockRetry.h"
 #include "Module.h"
 #include "Record.h"
 #include "RoleTicks.h"
@@ -451,7 +452,7 @@ bool TreePanel::undoLastTick()
     Connection& c = *module().connection();
     QList<RevertStep> plan = undoPlan(c, m_tickFrom, m_tickTo);
     QString why;
-    if (!revertTo(c, plan, &why)) {
+    if (!revertTo(c, plan, &why, lockQuestion())) {
         module().message().MsgInfo(why);
         return false;
     }

@@ -4,6 +4,7 @@
 #include "MenuAccess.h"
 #include "RightsHistory.h"
 #include "ListDefinition.h"
+#include "LockRetry.h"
 #include "ReportCatalogue.h"
 #include "Module.h"
 #include "WaitCursor.h"
@@ -334,7 +335,7 @@ bool RightsExplorer::revokeUnused()
     bool ok;
     {
         Controls::WaitCursor wait;
-        ok = revertTo(*c, revokePlan(chosen, slot), &why);
+        ok = revertTo(*c, revokePlan(chosen, slot), &why, lockQuestion());
     }
     if (!ok) {
         module().message().MsgInfo(why);
@@ -481,7 +482,7 @@ bool RightsExplorer::revert()
     bool ok;
     {
         Controls::WaitCursor wait;
-        ok = revertTo(*c, plan, &why);
+        ok = revertTo(*c, plan, &why, lockQuestion());
     }
     if (!ok) {
         module().message().MsgInfo(why);

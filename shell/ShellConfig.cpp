@@ -144,7 +144,7 @@ void ConfigImportDialog::runImport()
     bool ok;
     {
         BusyCursor busy;
-        ok = importConfig(m_connection, &m_plan, &why);
+        ok = importConfig(m_connection, &m_plan, &why, Notices::lockQuestion(this));
     }
     if (!ok) {
         Notices::error(this, why);

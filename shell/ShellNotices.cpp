@@ -1,5 +1,6 @@
 #include "ShellNotices.h"
 #include "DbError.h"
+#include "LockQuestion.h"
 #include "RuntimeError.h"
 #include <QMessageBox>
 #include <cstdio>
@@ -44,6 +45,12 @@ void info(const QString& text)
 {
     std::fputs(qUtf8Printable(text + QLatin1Char('\n')), stdout);
     std::fflush(stdout);
+}
+
+Connection::AskAgain lockQuestion(QWidget* parent)
+{
+    if (g_console) return {};
+    return [parent] { return QMessageBox::question(parent, QStringLiteral("Figyelem"), LockQuestion::text()) == QMessageBox::Yes; };
 }
 
 QString describe(std::exception_ptr e)
