@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ListExport.h"
 #include "ListWizardDialog.h"
+#include "LockQuestion.h"
 #include "ReadOnlySource.h"
 #include <QAbstractTableModel>
 #include <QAction>
@@ -34,7 +35,6 @@ namespace {
 
 constexpr int kPage = 200;
 constexpr int kCaptionLength = 100;
-constexpr int kDeleted = 2;
 const QString kTitle = QStringLiteral("Listavarázsló");
 
 } // namespace
@@ -108,6 +108,7 @@ ListWizard::ListWizard(QWidget* parent)
     : QWidget(parent), m_bar(new QToolBar(kTitle, this)), m_list(new QListWidget(this)), m_grid(new QTableView(this)),
       m_groups(new QTreeWidget(this)), m_status(new QLabel(this)), m_model(new ListModel(this))
 {
+    m_askAgain = [this] { return QMessageBox::question(this, kTitle, LockQuestion::text()) == QMessageBox::Yes; };
     m_bar->setObjectName(QStringLiteral("cmd_bar"));
     m_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     const auto add = [this](const char* name, QStyle::StandardPixmap icon, const QString& text, const QString& tip) {
@@ -311,25 +312,25 @@ void ListWizard::updateCommands()
     command(QStringLiteral("cmd_export"))->setEnabled(id > 0);
 }
 
-// One writer at a time: under the master lock (a refused lock asks before giving up), in one
-// transaction that goes back whole when `write` fails.
-bool ListWizard::writeLocked(const QString& action, QString* why, const std::function<bool(QString*)>& write)
+// One writer at a time: `fill` makes one row of qnd_list, written under the master lock as
+// every write is (a refused lock asks first), in one transaction that goes back whole.
+bool ListWizard::writeList(QString* why, const std::function<void(Recordset&)>& fill)
 {
-    while (!m_connection->lockMaster(3, 2000)) {
-        if (QMessageBox::question(this, kTitle,
-                                  QStringLiteral("Az adatbázist most más felhasználó írja, ezért a lista nem %1.\nMegpróbálja újra?").arg(action))
-            != QMessageBox::Yes) {
-            *why = QStringLiteral("Az adatbázist más felhasználó írta.");
-            return false;
-        }
-    }
-    bool ok = m_connection->beginTrans() && write(why) && m_connection->commitTrans();
-    if (!ok) {
-        if (why->isEmpty()) *why = m_connection->lastError();
-        m_connection->rollbackTrans();
-    }
-    m_connection->unlockMaster();
-    return ok;
+    const Connection::LockedWrite done = m_connection->writeLocked([&] {
+        Recordset& rs = m_connection->editRecordset(Tables::List);
+        fill(rs);
+        if (!rs.update()) throw DbError(rs.lastError());
+        return true;
+    }, why, m_askAgain);
+    if (done == Connection::LockedWrite::Refused) *why = QStringLiteral("Az adatbázist más felhasználó írta.");
+    return done == Connection::LockedWrite::Done;
+}
+
+void ListWizard::openRow(Recordset& rs, int id)
+{
+    rs.setIndex(QString());
+    if (!rs.seek({id})) throw DbError(QStringLiteral("Ez a lista nem érhető el."));
+    rs.edit();
 }
 
 // Every row of the run on the report engine's pages, under the company's header.
@@ -377,21 +378,23 @@ int ListWizard::saveList(int id, const QString& caption, const QByteArray& defin
     if (name.isEmpty()) return refuse(QStringLiteral("Adja meg a lista megnevezését!")), -1;
 
     int saved = id;
-    const QDateTime now = QDateTime::currentDateTime();
     const QByteArray json = def.toJson();
     why.clear();
-    const bool ok = writeLocked(QStringLiteral("menthető"), &why, [&](QString* error) {
+    const bool ok = writeList(&why, [&](Recordset& rs) {
         if (id) {
-            return m_connection->execute(QStringLiteral("UPDATE qnd_list SET caption = ?, definition = ?, last_action_user_id1 = ?, "
-                                                        "last_action_date1 = ? WHERE id = ?"),
-                                         {name, QString::fromUtf8(json), m_userId, now, id}, error);
+            openRow(rs, id);
+        } else {
+            saved = m_connection->newKey(Tables::List);
+            const QVariantList sort = m_connection->select(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) + 1 FROM qnd_list")).value(0);
+            rs.addNew();
+            rs.setField(QStringLiteral("id"), saved);
+            rs.setField(QStringLiteral("parent_id"), 0);
+            rs.setField(QStringLiteral("sort_order"), sort.value(0).toInt());
+            rs.setField(QStringLiteral("owner_user_id"), m_userId);
         }
-        saved = m_connection->newKey(Tables::List);
-        const QVariantList sort = m_connection->select(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) + 1 FROM qnd_list")).value(0);
-        return saved > 0
-            && m_connection->execute(QStringLiteral("INSERT INTO qnd_list (id, parent_id, sort_order, caption, owner_user_id, definition, "
-                                                    "create_user, create_date) VALUES (?, 0, ?, ?, ?, ?, ?, ?)"),
-                                     {saved, sort.value(0).toInt(), name, m_userId, QString::fromUtf8(json), m_userId, now}, error);
+        rs.setField(QStringLiteral("caption"), name);
+        rs.setField(QStringLiteral("definition"), QString::fromUtf8(json));
+        rs.stampAudit(m_userId, QDateTime::currentDateTime());
     });
     if (!ok) return refuse(QStringLiteral("A lista nem lett mentve. %1").arg(why)), -1;
     fillLists(saved);
@@ -404,9 +407,9 @@ bool ListWizard::deleteList(int id)
     if (!entry(id)) return refuse(QStringLiteral("Ez a lista nem érhető el."));
     if (!mayEdit(id)) return refuse(QStringLiteral("Nincs jogosultsága ennek a listának a törléséhez."));
     QString why;
-    const bool ok = writeLocked(QStringLiteral("törölhető"), &why, [&](QString* error) {
-        return m_connection->execute(QStringLiteral("UPDATE qnd_list SET del_status = ?, last_action_user_id2 = ?, last_action_date2 = ? WHERE id = ?"),
-                                     {kDeleted, m_userId, QDateTime::currentDateTime(), id}, error);
+    const bool ok = writeList(&why, [&](Recordset& rs) {
+        openRow(rs, id);
+        rs.markDeleted(m_userId, QDateTime::currentDateTime());
     });
     if (!ok) return refuse(QStringLiteral("A lista nem lett törölve. %1").arg(why));
     if (m_runId == id) {

@@ -1,4 +1,5 @@
 #pragma once
+#include "Connection.h"
 #include "ListDefinition.h"
 #include "ReportOutput.h"
 #include <functional>
@@ -15,7 +16,6 @@ class QToolBar;
 class QTreeWidget;
 
 namespace NexoFrame {
-class Connection;
 class ReadOnlySource;
 }
 
@@ -51,6 +51,10 @@ public:
     QObject* database() const;
     void setDatabase(QObject* db);
     QString lastError() const { return m_lastError; }
+    // Asked when another user keeps the database locked past the quiet tries (true: try
+    // again); the host gives its own. Until then the wizard asks the same question in a
+    // message box of its own; an empty one gives up without asking.
+    void setLockQuestion(Connection::AskAgain askAgain) { m_askAgain = std::move(askAgain); }
 
     // Reads the sources and the lists and sets the commands; false with LastError.
     Q_INVOKABLE bool Init();
@@ -104,7 +108,8 @@ private:
     void updateCommands();
     bool answerQuestions(ListDefinition* def, const QStringList& answers, bool ask);
     bool feedAll(const std::function<bool(const QVariantList&)>& sink, QString* error);
-    bool writeLocked(const QString& action, QString* why, const std::function<bool(QString*)>& write);
+    bool writeList(QString* why, const std::function<void(Recordset&)>& fill);
+    static void openRow(Recordset& rs, int id); // the stored list `id`, opened for a change
     bool paper(ReportDocument* doc, QString* why);
     QString exportPath(const QString& suffix) const;
     void exportInteractive(const QString& format);
@@ -117,6 +122,7 @@ private:
     int m_userId = -1;
     QVariantMap m_company;
     QString m_lastError;
+    Connection::AskAgain m_askAgain;
 
     QList<ListSource> m_sources;
     QList<Entry> m_lists;

@@ -1,6 +1,7 @@
 #include "ListWizrads.h"
 #include "Connection.h"
 #include "ListWizard.h"
+#include "LockRetry.h"
 #include "Module.h"
 #include "RuntimeError.h"
 #include "ReportCatalogue.h"
@@ -17,6 +18,8 @@ ListWizrads::ListWizrads(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.L
 {
     ctl_wizard = new Controls::ListWizard(this);
     ctl_wizard->setObjectName(QStringLiteral("ctl_wizard"));
+    // The wizard's writes ask what every write of the module asks.
+    ctl_wizard->setLockQuestion(lockQuestion());
     body()->addWidget(ctl_wizard, 1);
 }
 

@@ -1,5 +1,6 @@
 #include "ConfigTransfer.h"
 #include "Connection.h"
+#include "ListWizard.h"
 #include "ModalDriver.h"
 #include "Module.h"
 #include "RightsHistory.h"
@@ -198,6 +199,29 @@ tst_lockedwrites::Write tst_lockedwrites::kind(const QString& name)
                     return true;
                 }};
     }
+    if (name == "list" || name == "list key") {
+        // A new list: its key, its row, then its role slot's history (the key alone for the
+        // second: a key that cannot be had throws from the middle of the list's own code).
+        auto wizard = std::make_shared<Controls::ListWizard>();
+        const QString caption = QStringLiteral("Hibás lista (%1)").arg(name);
+        return {[=, this, &c] {
+                    wizard->setProperty("CanEdit", true);
+                    wizard->setProperty("Database", QVariant::fromValue<QObject*>(&c));
+                    wizard->setProperty("WorkFolder", m_dir.path());
+                    wizard->setProperty("UserID", 1);
+                    QVERIFY2(wizard->Init(), qPrintable(wizard->lastError()));
+                },
+                "INSERT", name == "list" ? "qnd_rights_history" : "qnd_key", "NEW.table_name = 'qnd_list'",
+                [=] {
+                    const int id = wizard->saveList(0, caption,
+                                                    R"({"format": "nexo-lista", "version": 1, "source": "qnd_user_list_view",
+                                                        "columns": [{"field": "display_name"}]})");
+                    if (id < 0 && !wizard->lastError().startsWith(QStringLiteral("A lista nem lett mentve.")))
+                        qWarning("%s", qPrintable(wizard->lastError()));
+                    return id > 0;
+                },
+                [=] { return scalar("SELECT COUNT(*) FROM qnd_list WHERE caption = ?", {caption}).toInt() == 1; }};
+    }
     if (name == "import") {
         // A group's slot (the file's first part) is written back, then a printed report's
         // (its last part) is refused.
@@ -238,7 +262,7 @@ tst_lockedwrites::Write tst_lockedwrites::kind(const QString& name)
 void tst_lockedwrites::faultInTheMiddle_data()
 {
     QTest::addColumn<QString>("name");
-    for (const char* k : {"record", "subtree tick", "import", "revert"}) QTest::newRow(k) << QString::fromLatin1(k);
+    for (const char* k : {"record", "subtree tick", "list", "list key", "import", "revert"}) QTest::newRow(k) << QString::fromLatin1(k);
 }
 
 void tst_lockedwrites::faultInTheMiddle()

@@ -2,9 +2,13 @@
 #include "Engine.h"
 #include "ListWizard.h"
 #include "ListWizrads.h"
+#include "ModalDriver.h"
 #include "TestSite.h"
 #include <QDir>
 #include <QLabel>
+#include <QAbstractButton>
+#include <QMessageBox>
+#include <QProcess>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -56,6 +60,63 @@ private slots:
         QVERIFY(kept.exists()); // the same folder, kept as it was
         QCOMPARE(second.ctl_wizard->property("CompanyHeader").toMap().value(QStringLiteral("RegUserNev")).toString(),
                  QStringLiteral("Quandra Demo Kft."));
+    }
+
+    // Another process keeps the database locked: a save asks the question every write asks,
+    // in the module's message box when the panel hosts the wizard and in a box of its own
+    // without a host; "Nem" writes nothing and leaves no lock behind.
+    void aSaveUnderAnotherProcesssLockAsksTheRecordsQuestion()
+    {
+        const QString message = QStringLiteral("Az adatállományt a rendszer nem tudja lokkolni. Valószinűleg valaki más is "
+                                               "használja az adatbázist.");
+        const QString retry = QStringLiteral("Megpróbáljam újból?");
+        const QByteArray definition = R"({"format": "nexo-lista", "version": 1, "source": "qnd_user_list_view",
+                                          "columns": [{"field": "display_name"}]})";
+        TestSite site(1);
+        ListWizrads panel;
+        panel.IAddin_AttachToSite(&site, 0, QString());
+        Controls::ListWizard bare;
+        bare.setProperty("CanEdit", true);
+        bare.setProperty("Database", QVariant::fromValue<QObject*>(&site.db()));
+        bare.setProperty("UserID", 1);
+        QVERIFY(bare.Init());
+
+        QProcess holder;
+        holder.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo_lockholder"), {site.target()});
+        QVERIFY2(holder.waitForStarted(), qPrintable(holder.errorString()));
+        QByteArray out;
+        while (!out.contains('\n') && holder.waitForReadyRead(10000)) out += holder.readAllStandardOutput();
+        QCOMPARE(out.trimmed(), QByteArray("LOCKED"));
+        const int lists = site.db().select(QStringLiteral("SELECT COUNT(*) FROM qnd_list")).value(0).value(0).toInt();
+
+        QStringList asked;
+        const auto answer = [&asked](bool again) {
+            onNextModal([&asked, again](QWidget* d) {
+                asked << dialogText(d);
+                if (auto* box = qobject_cast<QMessageBox*>(d)) box->button(again ? QMessageBox::Yes : QMessageBox::No)->click();
+                else clickButton(d, again ? QStringLiteral("Igen") : QStringLiteral("Nem"));
+            }, 15000);
+        };
+        answer(true);
+        answer(false);
+        QCOMPARE(panel.ctl_wizard->saveList(0, QStringLiteral("Zárolt lista"), definition), -1);
+        answer(false);
+        QCOMPARE(bare.saveList(0, QStringLiteral("Zárolt lista"), definition), -1);
+        QCOMPARE(asked.size(), 3);
+        for (const QString& text : std::as_const(asked)) {
+            QVERIFY2(text.contains(message) && text.contains(retry), qPrintable(text));
+            QVERIFY2(!text.contains(QStringLiteral("Megpróbálja újra?")), qPrintable(text));
+        }
+        QVERIFY(panel.ctl_wizard->lastError().startsWith(QStringLiteral("A lista nem lett mentve.")));
+        QCOMPARE(site.db().select(QStringLiteral("SELECT COUNT(*) FROM qnd_list")).value(0).value(0).toInt(), lists);
+        QVERIFY(!site.db().hasMasterLock() && !site.db().inTransaction());
+
+        // The holder gone, the same save goes through without a question.
+        holder.kill();
+        QVERIFY(holder.waitForFinished());
+        QVERIFY(panel.ctl_wizard->saveList(0, QStringLiteral("Zárolt lista"), definition) > 0);
+        QCOMPARE(pendingModalActions(), 0);
+        QCOMPARE(expiredModalActions(), 0);
     }
 
     // The rights tree: every live list under "Listák", ticks written at once.
