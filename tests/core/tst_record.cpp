@@ -61,14 +61,7 @@ class tst_record : public QObject {
         return m;
     }
     // Nothing may stay locked or open: our connection ends clean and another one can lock.
-    bool released()
-    {
-        QString err;
-        auto other = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
-        const bool free = other && other->lockMaster(3);
-        if (free) other->unlockMaster(3);
-        return free && !m_c->hasMasterLock() && !m_c->inTransaction();
-    }
+    bool released() { return m_db.released(*m_c); }
     std::unique_ptr<cDDXAuthUnit> load(int id)
     {
         auto u = std::make_unique<cDDXAuthUnit>();

@@ -107,6 +107,15 @@ void TestDatabase::makeReader() const
     m_readerMade = true;
 }
 
+bool TestDatabase::released(Connection& c) const
+{
+    QString err;
+    auto other = Connection::openDatabase(m_target, Connection::DemoData::None, &err);
+    const bool free = other && other->lockMaster(3);
+    if (free) other->unlockMaster(3);
+    return free && !c.hasMasterLock() && !c.inTransaction();
+}
+
 QString TestDatabase::programRole() { return kProgramRole; }
 
 } // namespace NexoFrame

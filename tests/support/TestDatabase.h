@@ -28,6 +28,8 @@ public:
     std::unique_ptr<Connection> open(Connection::DemoData demo = Connection::DemoData::IfEmpty) const;
     // The reader role made (again) now, for a database whose schema another process made.
     void makeReader() const;
+    // Nothing stays locked or open on `c`, and a connection of its own can take the master lock.
+    bool released(Connection& c) const;
     // The same database as the server's superuser (empty for a file).
     QString adminTarget() const { return m_adminTarget; }
     // The program's role on the test server.
