@@ -5,9 +5,12 @@
 #include "cDDXAuthUnit.h"
 #include "cMessage2.h"
 
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QProcess>
 #include <QtTest>
+#include <csignal>
+#include <thread>
 
 using namespace NexoFrame;
 
@@ -106,6 +109,7 @@ private slots:
     }
     void refusedLockAsksAfterThreeSilentTries();
     void killedHolderLeavesTheLockFree();
+    void creationWaitsForTheHolder();
 };
 
 void tst_masterlock::initTestCase()
@@ -178,6 +182,35 @@ void tst_masterlock::killedHolderLeavesTheLockFree()
     QCOMPARE(count("Szabad egység"), 1);
     QVERIFY(!m_c->hasMasterLock());
     resetModalDriver(); // the guard above found nothing to answer
+}
+
+void tst_masterlock::creationWaitsForTheHolder()
+{
+    // A database without its demo data yet, locked by another process for a while: the open
+    // that fills it waits past the quiet tries without asking anyone, then fills it.
+    TestDatabase empty;
+    QVERIFY(!empty.open(Connection::DemoData::None)->hasData());
+    QProcess holder;
+    holder.start(qEnvironmentVariable("NEXO_TEST_BIN") + "/nexo_lockholder", {empty.target()});
+    QVERIFY(holder.waitForStarted());
+    QByteArray out;
+    while (!out.contains('\n') && holder.waitForReadyRead(10000)) out += holder.readAllStandardOutput();
+    QCOMPARE(out.trimmed(), QByteArray("LOCKED"));
+    const pid_t pid = pid_t(holder.processId());
+    std::thread killer([pid] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2000));
+        ::kill(pid, SIGKILL);
+    });
+    QElapsedTimer waited;
+    waited.start();
+    QString err;
+    auto filled = Connection::openDatabase(empty.target(), Connection::DemoData::IfEmpty, &err);
+    killer.join();
+    holder.waitForFinished();
+    QVERIFY2(filled, qPrintable(err));
+    QVERIFY(waited.elapsed() >= 1500);
+    QVERIFY(filled->hasData());
+    QVERIFY(!filled->hasMasterLock() && !filled->inTransaction());
 }
 
 QTEST_MAIN(tst_masterlock)
