@@ -284,6 +284,13 @@ QList<int> rolesIn(const QVariantList& row, int from)
     return l;
 }
 
+bool isAuditColumn(const QString& name)
+{
+    for (const ColumnDef& c : audit())
+        if (c.name == name) return true;
+    return false;
+}
+
 const Schema& Schema::instance()
 {
     static const Schema s;

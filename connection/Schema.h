@@ -62,6 +62,10 @@ private:
 QString roleColumns(const QString& alias = {});
 QList<int> rolesIn(const QVariantList& row, int from);
 
+// Whether a column is one of the audit columns every record keeps (del_status, temp_status,
+// who made and changed the row and when).
+bool isAuditColumn(const QString& name);
+
 // Table numbers of the registry.
 namespace Tables {
 inline constexpr int Settings = 1;

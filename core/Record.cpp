@@ -74,23 +74,30 @@ QList<FieldSpec> cDDXRecord::allFields() const
 
 int cDDXRecord::indexOf(const QString& column) const
 {
-    for (int i = 0; i < m_fields.size(); ++i)
-        if (m_fields[i].name.compare(column, Qt::CaseInsensitive) == 0) return i;
-    return -1;
+    // Through the schema's index of the table: the key stands first in the record.
+    const TableDef* t = Schema::instance().table(tableNumber());
+    const int at = t ? t->columnIndex(column) : -1;
+    if (at < 0) return -1;
+    const int key = t->columnIndex(t->primaryKey);
+    return at == key ? 0 : at < key ? at + 1 : at;
 }
 
 QVariant cDDXRecord::value(const QString& column) const
 {
+    // A column the table lacks is a fault of the caller, never an empty value.
     const int i = indexOf(column);
-    return i < 0 ? QVariant() : m_values[i];
+    if (i < 0) throw RuntimeError(QStringLiteral("Ismeretlen mező: %1.%2").arg(className(), column), 438);
+    return m_values[i];
 }
 
 void cDDXRecord::setValue(const QString& column, const QVariant& v)
 {
     const int i = indexOf(column);
-    if (i < 0) throw RuntimeError(QStringLiteral("Ismeretlen mező: %1").arg(column), 438);
+    if (i < 0) throw RuntimeError(QStringLiteral("Ismeretlen mező: %1.%2").arg(className(), column), 438);
     m_values[i] = convert(m_fields[i].kind, v);
 }
+
+void cDDXRecord::setValueAt(int i, const QVariant& v) { m_values[i] = convert(m_fields[i].kind, v); }
 
 Connection* cDDXRecord::connection() const
 {

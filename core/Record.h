@@ -1,5 +1,6 @@
 #pragma once
 #include "Enums.h"
+#include "RecordColumns.h"
 #include <QByteArray>
 #include <QDateTime>
 #include <QList>
@@ -24,7 +25,8 @@ struct FieldSpec {
 // The lifecycle every record class shares: defaults, load by key, validation, the
 // exclusive lock with its retry question, a transaction around the write, insert /
 // update / soft delete with the audit columns, and cloning. An entity declares only its
-// table, its columns with defaults, and its checks.
+// table (its columns, their properties and defaults come from the schema: NEXO_COLUMNS_<table>
+// after Q_OBJECT) and its checks.
 class cDDXRecord : public QObject {
     Q_OBJECT
     Q_PROPERTY(int ItemStatus READ ItemStatus WRITE setItemStatus)
@@ -124,6 +126,11 @@ protected:
     Connection* connection() const;
     void reportFailure(const char* procedure, const QString& message);
 
+    // A column by its place in the record (the key first, then the table's columns in order):
+    // what the accessors that NEXO_COLUMNS_<table> writes from the schema use.
+    const QVariant& valueAt(int i) const { return m_values[i]; }
+    void setValueAt(int i, const QVariant& v);
+
 private:
     bool UpdateNative();
     void readRow();
@@ -137,23 +144,5 @@ private:
     int m_cloneSource = -1;
     QByteArray m_bookmark;
 };
-
-// Typed accessors of an entity column, so that entities only list their columns.
-#define NEXO_LONG(col) \
-    int col() const { return value(QStringLiteral(#col)).toInt(); } \
-    void set_##col(int v) { setValue(QStringLiteral(#col), v); }
-#define NEXO_BOOL(col) \
-    bool col() const { return value(QStringLiteral(#col)).toBool(); } \
-    void set_##col(bool v) { setValue(QStringLiteral(#col), v); }
-#define NEXO_TEXT(col) \
-    QString col() const { return value(QStringLiteral(#col)).toString(); } \
-    void set_##col(const QString& v) { setValue(QStringLiteral(#col), v); }
-// The ten role slots auth_0 .. auth_9 of a record that holds them.
-#define NEXO_ROLE_SLOTS \
-    NEXO_BOOL(auth_0) NEXO_BOOL(auth_1) NEXO_BOOL(auth_2) NEXO_BOOL(auth_3) NEXO_BOOL(auth_4) \
-    NEXO_BOOL(auth_5) NEXO_BOOL(auth_6) NEXO_BOOL(auth_7) NEXO_BOOL(auth_8) NEXO_BOOL(auth_9)
-#define NEXO_DATE(col) \
-    QDateTime col() const { return value(QStringLiteral(#col)).toDateTime(); } \
-    void set_##col(const QDateTime& v) { setValue(QStringLiteral(#col), v); }
 
 } // namespace NexoFrame

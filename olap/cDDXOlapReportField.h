@@ -7,18 +7,7 @@ namespace NexoFrame {
 // (field_type 1). Written only inside its report's save.
 class cDDXOlapReportField : public cDDXRecord {
     Q_OBJECT
-    Q_PROPERTY(int report_id READ report_id WRITE set_report_id)
-    Q_PROPERTY(QString caption READ caption WRITE set_caption)
-    Q_PROPERTY(QString field_name READ field_name WRITE set_field_name)
-    Q_PROPERTY(int field_type READ field_type WRITE set_field_type)
-    Q_PROPERTY(int dim_field_type READ dim_field_type WRITE set_dim_field_type)
-    Q_PROPERTY(int dim_field_axis READ dim_field_axis WRITE set_dim_field_axis)
-    Q_PROPERTY(int dim_order READ dim_order WRITE set_dim_order)
-    Q_PROPERTY(int dim_total READ dim_total WRITE set_dim_total)
-    Q_PROPERTY(int fact_algorithm READ fact_algorithm WRITE set_fact_algorithm)
-    Q_PROPERTY(QString fact_formula READ fact_formula WRITE set_fact_formula)
-    Q_PROPERTY(int fact_count_level READ fact_count_level WRITE set_fact_count_level)
-    Q_PROPERTY(int field_sort_order READ field_sort_order WRITE set_field_sort_order)
+    NEXO_COLUMNS_qnd_olap_report_field
 
 public:
     enum FieldType { Dimension = 0, Fact = 1 };
@@ -30,19 +19,6 @@ public:
     eReturnValue ShowForm() override;
     // Takes every column value of `source`, the key included; the status stays.
     void CoreCopy(const cDDXOlapReportField& source);
-
-    NEXO_LONG(report_id)
-    NEXO_TEXT(caption)
-    NEXO_TEXT(field_name)
-    NEXO_LONG(field_type)
-    NEXO_LONG(dim_field_type)
-    NEXO_LONG(dim_field_axis)
-    NEXO_LONG(dim_order)
-    NEXO_LONG(dim_total)
-    NEXO_LONG(fact_algorithm)
-    NEXO_TEXT(fact_formula)
-    NEXO_LONG(fact_count_level)
-    NEXO_LONG(field_sort_order)
 
 protected:
     bool ownsTransaction() const override { return false; }

@@ -10,22 +10,12 @@ namespace NexoFrame {
 // One event of crm_event.
 class cDDXEvent : public cDDXRecord {
     Q_OBJECT
+    NEXO_COLUMNS_crm_event
 public:
     explicit cDDXEvent(QObject* parent = nullptr) : cDDXRecord(parent) { init(); }
     QString className() const override { return QStringLiteral("cDDXEvent"); }
     int tableNumber() const override;
     eReturnValue ShowForm() override { return rvCancel; }
-
-    NEXO_LONG(event_type_id)
-    NEXO_LONG(dedicate_user_id)
-    NEXO_LONG(partner_id)
-    NEXO_TEXT(subject)
-    NEXO_DATE(event_date)
-    NEXO_DATE(event_time)
-    NEXO_BOOL(reminder)
-    NEXO_DATE(reminder_date)
-    NEXO_DATE(reminder_time)
-    NEXO_BOOL(system_made)
 
 protected:
     std::unique_ptr<cDDXRecord> newInstance() const override { return std::make_unique<cDDXEvent>(); }
@@ -34,6 +24,7 @@ protected:
 // One partner of pa_partner (keyed by pa_qndid).
 class cDDXPartner : public cDDXRecord {
     Q_OBJECT
+    NEXO_COLUMNS_pa_partner
 public:
     explicit cDDXPartner(QObject* parent = nullptr) : cDDXRecord(parent) { init(); }
     QString className() const override { return QStringLiteral("cDDXPartner"); }

@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include "ModalDriver.h"
 #include "Module.h"
+#include "RuntimeError.h"
 #include "TestDatabase.h"
 #include "cDDXAuthUnit.h"
 
@@ -157,6 +158,15 @@ void tst_record::newRecordDefaults()
     for (int v : {u.create_user(), u.last_action_user_id1(), u.last_action_user_id2()}) QCOMPARE(v, -1);
     const QDateTime today = QDate::currentDate().startOfDay();
     for (const QDateTime& d : {u.create_date(), u.last_action_date1(), u.last_action_date2()}) QCOMPARE(d, today);
+
+    // Every column of the table is a property of the record, by the schema; a name the
+    // table lacks is a fault, not an empty value.
+    const TableDef* t = Schema::instance().table(QStringLiteral("qnd_auth_unit"));
+    for (const ColumnDef& c : t->columns) QVERIFY2(u.metaObject()->indexOfProperty(qPrintable(c.name)) >= 0, qPrintable(c.name));
+    QVERIFY(u.setProperty("prefix", QStringLiteral("a_b")));
+    QCOMPARE(u.value(QStringLiteral("prefix")).toString(), QStringLiteral("a_b"));
+    QVERIFY_THROWS_EXCEPTION(RuntimeError, u.value(QStringLiteral("prefx")));
+    QVERIFY_THROWS_EXCEPTION(RuntimeError, u.setValue(QStringLiteral("prefx"), 1));
 
     // A failed load leaves the defaults.
     u.set_name("x");
