@@ -4,7 +4,8 @@
 
 namespace NexoFrame {
 
-// An unexpected fault of a procedure: what the error traps catch and report.
+// An unexpected fault of a procedure: what the error traps catch and report. Part of the host
+// contract: the shell reports what a panel lets escape.
 class RuntimeError : public std::runtime_error {
 public:
     explicit RuntimeError(const QString& description, long number = 0, const QString& source = {})
