@@ -1,4 +1,5 @@
 #include "ConfigTransfer.h"
+#include "Access.h"
 #include "Connection.h"
 #include "Recordset.h"
 #include <QDateTime>
@@ -271,8 +272,8 @@ private:
         const QJsonValue v = m_doc.value(QStringLiteral("role_names"));
         if (v.isUndefined()) return;
         const QJsonArray names = v.toArray();
-        if (!v.isArray() || names.size() != 10) throw Damaged{QStringLiteral("A szerepkörök neveinek listája sérült.")};
-        for (int i = 0; i < 10; ++i) {
+        if (!v.isArray() || names.size() != RoleSet::kSlots) throw Damaged{QStringLiteral("A szerepkörök neveinek listája sérült.")};
+        for (int i = 0; i < RoleSet::kSlots; ++i) {
             if (names[i].isNull()) continue;
             if (!names[i].isString()) throw Damaged{QStringLiteral("A szerepkörök neveinek listája sérült.")};
             const QString wanted = names[i].toString();
@@ -298,11 +299,7 @@ private:
         return m_roleTexts.value(slot);
     }
 
-    QString readRoleText(int slot)
-    {
-        QString n = m_c.readSetting(kSettings, roleSettingKey(slot)).remove(QLatin1Char(':')).trimmed();
-        return n.isEmpty() ? QStringLiteral("%1. szerepkör").arg(slot) : QStringLiteral("%1. szerepkör (%2)").arg(slot).arg(n);
-    }
+    QString readRoleText(int slot) { return QStringLiteral("%1. szerepkör (%2)").arg(slot).arg(roleName(m_c, slot)); }
 
     QString columnText(const QString& column)
     {
@@ -588,7 +585,7 @@ bool exportConfig(Connection& c, const QString& path, QString* error)
         doc.insert(QStringLiteral("exported_at"), QDateTime::currentDateTime().toString(Qt::ISODate));
         doc.insert(QStringLiteral("database"), c.databaseName());
         QJsonArray roles;
-        for (int i = 0; i < 10; ++i) {
+        for (int i = 0; i < RoleSet::kSlots; ++i) {
             const QString n = c.readSetting(kSettings, roleSettingKey(i), QStringLiteral("\x01"));
             roles << (n == QStringLiteral("\x01") ? QJsonValue() : QJsonValue(n));
         }

@@ -680,21 +680,6 @@ bool Connection::writeSetting(const QString& section, const QString& key, const 
     return rs.update();
 }
 
-QList<int> Connection::roleSlotsOf(int userId)
-{
-    const auto group = select(QStringLiteral("SELECT %1 FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
-                                             "WHERE u.id=? AND u.del_status=0 AND g.del_status=0 AND NOT COALESCE(u.access_denied, FALSE)")
-                                  .arg(roleColumns(QStringLiteral("g"))),
-                              {userId});
-    return group.isEmpty() ? QList<int>() : rolesIn(group[0], 0);
-}
-
-QList<int> Connection::groupRoleSlots(int groupId)
-{
-    const auto group = select(QStringLiteral("SELECT %1 FROM qnd_user_group WHERE id=? AND del_status=0").arg(roleColumns()), {groupId});
-    return group.isEmpty() ? QList<int>() : rolesIn(group[0], 0);
-}
-
 bool Connection::rightsTest(int userId, const QString& key)
 {
     // The explorer's why-path and the test are one computation: they cannot disagree.

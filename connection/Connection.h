@@ -139,11 +139,6 @@ public:
 
     // Whether the user holds the right named by `key`: see the README for the rule.
     bool rightsTest(int userId, const QString& key);
-    // The role slots (0..9) a user holds through the group: none for a deleted or barred
-    // user, or one whose group is deleted or missing.
-    QList<int> roleSlotsOf(int userId);
-    // The role slots of a live group; none for a deleted or missing one.
-    QList<int> groupRoleSlots(int groupId);
 
     // True when no other row of `table` (other than `ownId`) has `value` in `compared`.
     bool isUnique(int table, const QString& keyField, const QString& comparedField,

@@ -1,3 +1,4 @@
+#include "Access.h"
 #include "Connection.h"
 #include <QDateTime>
 #include <initializer_list>
@@ -37,7 +38,7 @@ public:
     static QVariantList roleSlots(const std::vector<int>& on)
     {
         QVariantList l;
-        for (int i = 0; i < 10; ++i) l << false;
+        for (int i = 0; i < RoleSet::kSlots; ++i) l << false;
         for (int s : on) l[s] = true;
         return l;
     }
@@ -58,7 +59,7 @@ public:
         rs.setIndex(QString());
         if (!rs.seek({id})) throw DbError(QStringLiteral("demo: missing row %1").arg(id));
         rs.edit();
-        for (int i = 0; i < 10; ++i) rs.setField(QStringLiteral("auth_%1").arg(i), flags[i]);
+        for (int i = 0; i < RoleSet::kSlots; ++i) rs.setField(RoleSet::column(i), flags[i]);
         if (!rs.update()) throw DbError(rs.lastError());
     }
 

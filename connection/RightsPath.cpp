@@ -8,42 +8,12 @@ namespace NexoFrame {
 
 namespace {
 
-QString slotList(const QList<int>& held)
+QString slotList(RoleSet held)
 {
     QStringList l;
-    for (int s : held) l << QString::number(s);
+    for (int s : held.list()) l << QString::number(s);
     return l.join(QStringLiteral(", "));
 }
-
-} // namespace
-
-// The user and his group, and the slots he holds through it.
-RightPath whoIs(Connection& c, int userId)
-{
-    RightPath p;
-    p.userId = userId;
-    const QList<QVariantList> user = c.select(
-        QStringLiteral("SELECT display_name, user_name, del_status, access_denied, user_group_id FROM qnd_user WHERE id=?"), {userId});
-    if (!user.isEmpty()) {
-        p.userFound = true;
-        p.userName = user[0][0].toString();
-        p.login = user[0][1].toString();
-        p.userLive = user[0][2].toInt() == 0;
-        p.userBarred = user[0][3].toLongLong() != 0 || user[0][3].toBool();
-        p.groupId = user[0][4].toInt();
-        const QList<QVariantList> group = c.select(QStringLiteral("SELECT name, del_status FROM qnd_user_group WHERE id=?"), {p.groupId});
-        if (!group.isEmpty()) {
-            p.groupFound = true;
-            p.groupName = group[0][0].toString();
-            p.groupLive = group[0][1].toInt() == 0;
-        }
-    }
-    // The slots through the group: none unless user and group are both in order.
-    p.groupSlots = c.roleSlotsOf(userId);
-    return p;
-}
-
-namespace {
 
 // The decision over the units whose prefix begins the key (longest first, each knowing
 // whether it counts): the longest that count decide; a slot the group holds and a deciding
@@ -61,8 +31,7 @@ void decide(RightPath& p, qsizetype count, At at, bool keep)
         const bool deciding = r.counts && (bestLength < 0 || len == bestLength);
         if (deciding) {
             bestLength = len;
-            for (int s : r.roles)
-                if (p.groupSlots.contains(s) && !p.sharedSlots.contains(s)) p.sharedSlots << s;
+            p.sharedSlots = p.sharedSlots | (r.roles & p.roles);
         } else if (!keep && bestLength >= 0 && len < bestLength) {
             break; // shorter prefixes no longer count
         }
@@ -71,7 +40,6 @@ void decide(RightPath& p, qsizetype count, At at, bool keep)
             p.units.last().deciding = deciding;
         }
     }
-    std::sort(p.sharedSlots.begin(), p.sharedSlots.end());
     p.granted = !p.sharedSlots.isEmpty();
     if (!keep) return; // a list of every key says granted or not; the sentence is the path's
 
@@ -88,6 +56,13 @@ void decide(RightPath& p, qsizetype count, At at, bool keep)
 }
 
 } // namespace
+
+RightPath whoIs(Connection& c, int userId)
+{
+    RightPath p;
+    static_cast<Holder&>(p) = userHolder(c, userId);
+    return p;
+}
 
 RightPath explainRight(Connection& c, int userId, const QString& key)
 {
@@ -107,7 +82,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
         }
         const QList<QVariantList> units = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, %1 FROM qnd_auth_unit "
                                                                   "WHERE del_status=0 AND prefix IN (%2) ORDER BY length(prefix) DESC, id")
-                                                       .arg(roleColumns(), marks.join(QLatin1Char(','))),
+                                                       .arg(RoleSet::columns(), marks.join(QLatin1Char(','))),
                                                    beginnings);
         QList<int> cursor; // for each unit, the unit above it still to look at
         for (const QVariantList& u : units) {
@@ -115,7 +90,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
             r.id = u[0].toInt();
             r.prefix = u[2].toString();
             r.name = u[3].toString();
-            r.roles = rolesIn(u, 4);
+            r.roles = RoleSet::fromRow(u, 4);
             found << r;
             cursor << u[1].toInt();
         }
@@ -165,18 +140,7 @@ RightPath explainRight(Connection& c, int userId, const QString& key)
 QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
 {
     RightPath base;
-    if (userId >= 0) {
-        base = whoIs(c, userId);
-    } else {
-        base.groupId = groupId;
-        const QList<QVariantList> g = c.select(QStringLiteral("SELECT name, del_status FROM qnd_user_group WHERE id=?"), {groupId});
-        if (!g.isEmpty()) {
-            base.groupFound = true;
-            base.groupName = g[0][0].toString();
-            base.groupLive = g[0][1].toInt() == 0;
-        }
-        base.groupSlots = c.groupRoleSlots(groupId);
-    }
+    static_cast<Holder&>(base) = userId >= 0 ? userHolder(c, userId) : groupHolder(c, groupId);
     // Every unit once. Whether a unit counts depends only on the units above it: worked out
     // once per unit, each answer reused by the units below.
     struct Row {
@@ -186,7 +150,7 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
     };
     QHash<int, Row> rows;
     std::vector<RightUnit> units;
-    const QList<QVariantList> read = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(roleColumns()));
+    const QList<QVariantList> read = c.select(QStringLiteral("SELECT id, parent_id, prefix, name, del_status, %1 FROM qnd_auth_unit").arg(RoleSet::columns()));
     rows.reserve(read.size());
     units.reserve(read.size());
     for (const QVariantList& u : read) {
@@ -197,7 +161,7 @@ QList<RightPath> effectiveRights(Connection& c, int userId, int groupId)
         r.id = u[0].toInt();
         r.prefix = u[2].toString();
         r.name = u[3].toString();
-        r.roles = rolesIn(u, 5);
+        r.roles = RoleSet::fromRow(u, 5);
         units.push_back(std::move(r));
     }
     // The nearest deleted unit above `id` (0: none), as the rights test walks it (64 deep at most).

@@ -1,4 +1,5 @@
 #pragma once
+#include "Access.h"
 #include <QList>
 #include <QString>
 
@@ -13,24 +14,18 @@ struct RightUnit {
     QString prefix;
     bool counts = true;    // false: a unit above it is deleted, so it is gone from the tree
     int deletedAbove = 0;  // that unit
-    QList<int> roles;      // the role slots ticked on it
+    RoleSet roles;         // the role slots ticked on it
     bool deciding = false; // among the live units with the longest prefix
 };
 
-// Why a user holds a right or not, step by step: the user, his group and its role slots,
-// the units whose prefix begins the key (the longest live ones decide), the slots the group
-// and a deciding unit share. The rights test is this answer's `granted`.
-struct RightPath {
+// Why a user holds a right or not, step by step: the user, his group and the role slots he
+// holds through it (the holder), the units whose prefix begins the key (the longest live ones
+// decide), the slots the group and a deciding unit share. The rights test is this answer's
+// `granted`.
+struct RightPath : Holder {
     QString key;
-    int userId = -1;
-    QString userName, login;
-    bool userFound = false, userLive = false, userBarred = false;
-    int groupId = -1;
-    QString groupName;
-    bool groupFound = false, groupLive = false;
-    QList<int> groupSlots;   // held through a live group by a live user who is not barred
     QList<RightUnit> units;  // longest prefix first
-    QList<int> sharedSlots;  // held by the group and by a deciding unit
+    RoleSet sharedSlots;     // held by the group and by a deciding unit
     bool granted = false;
     QString reason;          // the decision in a sentence
 };

@@ -1,4 +1,5 @@
 #include "Schema.h"
+#include "Access.h"
 
 namespace NexoFrame {
 
@@ -50,7 +51,7 @@ QList<ColumnDef> audit()
 QList<ColumnDef> roles(int held)
 {
     QList<ColumnDef> l;
-    for (int i = 0; i < 10; ++i) l << ColumnDef{QStringLiteral("auth_%1").arg(i), ColType::Bool, 0, i < held};
+    for (int i = 0; i < RoleSet::kSlots; ++i) l << ColumnDef{RoleSet::column(i), ColType::Bool, 0, i < held};
     return l;
 }
 
@@ -98,7 +99,7 @@ Schema::Schema()
 
     m_tables << makeTable("qnd_user_group", Tables::UserGroup, "id",
                       L{lng("id"), txt("name", 255), boo("technical"), memo("remark")}
-                          + roles(10)
+                          + roles(RoleSet::kSlots)
                           + L{lng("right_event", -1), lng("right_project", -1),
                               lng("right_partner", -1)}
                           + audit(),
@@ -267,21 +268,6 @@ Schema::Schema()
 
     // Views last: they read the tables above.
     m_tables << menuLog << reportLog << userList << documents;
-}
-
-QString roleColumns(const QString& alias)
-{
-    QStringList l;
-    for (int i = 0; i < 10; ++i) l << (alias.isEmpty() ? QString() : alias + QLatin1Char('.')) + QStringLiteral("auth_%1").arg(i);
-    return l.join(QLatin1Char(','));
-}
-
-QList<int> rolesIn(const QVariantList& row, int from)
-{
-    QList<int> l;
-    for (int i = 0; i < 10; ++i)
-        if (row.value(from + i).toLongLong() != 0 || row.value(from + i).toBool()) l << i;
-    return l;
 }
 
 bool isAuditColumn(const QString& name)

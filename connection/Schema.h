@@ -57,11 +57,6 @@ private:
     QList<TableDef> m_tables;
 };
 
-// The ten role slots as a select list ("auth_0,...", or "r.auth_0,..." with an alias), and the
-// slots a row read with it holds, from position `from` (SQLite keeps true as -1).
-QString roleColumns(const QString& alias = {});
-QList<int> rolesIn(const QVariantList& row, int from);
-
 // Whether a column is one of the audit columns every record keeps (del_status, temp_status,
 // who made and changed the row and when).
 bool isAuditColumn(const QString& name);

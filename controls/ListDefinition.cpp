@@ -363,16 +363,15 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     return true;
 }
 
-ListScope listsOfUser(Connection& c, int userId, const QList<int>& held)
+ListScope listsOfUser(const Holder& holder)
 {
-    QStringList terms{QStringLiteral("l.owner_user_id = ?")};
     ListScope scope;
-    scope.binds << userId;
-    for (int i : held) {
-        terms << QStringLiteral("l.auth_%1 = ?").arg(i);
-        scope.binds << c.engine().storedBool(true);
+    QString terms = holdsAnySql(QStringLiteral("l"), holder.roles);
+    if (holder.canOwn()) {
+        terms += QStringLiteral(" OR l.owner_user_id = ?");
+        scope.binds << holder.userId;
     }
-    scope.where = QStringLiteral("l.del_status = 0 AND (%1)").arg(terms.join(QStringLiteral(" OR ")));
+    scope.where = QStringLiteral("l.del_status = 0 AND (%1)").arg(terms);
     return scope;
 }
 

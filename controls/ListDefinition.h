@@ -17,6 +17,7 @@
 //   "sort"        [{ "field", "descending": true|false }]
 //   "group"       { "field", "sums": [numeric fields] }: rows of one value together, with
 //                 their count and sums
+#include "Access.h"
 #include "Schema.h"
 #include <QDate>
 #include <QList>
@@ -111,13 +112,13 @@ struct ListQuery {
 bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& def, const QDate& today, ListQuery* out,
                 QString* error);
 
-// The lists a user may use: his own and those that share a role slot with `held`. A
-// condition on qnd_list (as "l") with its values; userId -1 for a group's slots alone.
+// The lists a holder may use: his own and those that share a role slot with him (none, when
+// he is not live). A condition on qnd_list (as "l") with its values.
 struct ListScope {
     QString where;
     QVariantList binds;
 };
-ListScope listsOfUser(Connection& c, int userId, const QList<int>& held);
+ListScope listsOfUser(const Holder& holder);
 
 // A value as the list shows it: dates the Hungarian way, yes as "✓", numbers with a comma.
 QString shownValue(const QVariant& v, ColType type);

@@ -238,7 +238,7 @@ bool ListWizard::Init()
 // The user's own lists and those his roles may use.
 void ListWizard::fillLists(int select)
 {
-    const ListScope scope = listsOfUser(*m_connection, m_userId, m_connection->roleSlotsOf(m_userId));
+    const ListScope scope = listsOfUser(userHolder(*m_connection, m_userId));
     const QString sql = QStringLiteral("SELECT l.id, l.caption, l.owner_user_id, l.definition, u.display_name FROM qnd_list l "
                                        "LEFT JOIN qnd_user u ON u.id = l.owner_user_id WHERE %1 ORDER BY %2, l.id")
                             .arg(scope.where, m_connection->engine().orderTerm(QStringLiteral("l.caption"), false));

@@ -1,4 +1,5 @@
 #include "TreePanel.h"
+#include "Access.h"
 #include "Connection.h"
 #include "ControlUtils.h"
 #include "ErrorList.h"
@@ -139,11 +140,8 @@ void TreePanel::InitializeSite()
 {
     if (roleMode() && cbo_role && cbo_role->count() == 0) {
         Connection* c = module().connection();
-        for (int n = 1; n <= 9; ++n) {
-            QString name = c->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(n),
-                                          QStringLiteral("Szerepkör %1").arg(n));
-            cbo_role->addItem(name.remove(QLatin1Char(':')), n);
-        }
+        // Slot 0 is never offered here.
+        for (int n = 1; n < RoleSet::kSlots; ++n) cbo_role->addItem(roleName(*c, n), n);
         cbo_role->setCurrentIndex(0);
         connect(cbo_role, &QComboBox::currentIndexChanged, this, [this](int i) {
             if (i >= 0) selectRole(cbo_role->itemData(i).toInt());
@@ -205,7 +203,7 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
     if (!m_rs) m_rs = c->openRecordset(tableNumber());
     Recordset& rs = *m_rs;
     rs.setIndex(childIndex());
-    const QString authColumn = QStringLiteral("auth_%1").arg(m_slot);
+    const QString authColumn = RoleSet::column(m_slot);
     struct Row { int id; QString text; bool checked; int kind; };
     QList<Row> rows;
     if (rs.seek(Recordset::SeekOp::GreaterOrEqual, {parentId})) {
@@ -334,13 +332,9 @@ QHash<int, QString> TreePanel::usersReaching(int id)
     // The item and the user's group share a slot.
     Connection& c = *module().connection();
     const TableDef* t = c.tableDef(tableNumber());
-    QStringList shared;
-    for (int i = 0; i < 10; ++i) shared << QStringLiteral("(g.auth_%1 AND t.auth_%1)").arg(i);
     QHash<int, QString> out;
-    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.id, u.display_name FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
-                                                         "JOIN %1 t ON t.id = ? WHERE u.del_status = 0 AND g.del_status = 0 "
-                                                         "AND NOT COALESCE(u.access_denied, FALSE) AND (%2)")
-                                              .arg(t->name, shared.join(QStringLiteral(" OR "))),
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.id, u.display_name FROM %1 JOIN %2 t ON t.id = ? WHERE %3 AND %4")
+                                              .arg(liveUsersFrom(), t->name, liveUsersWhere(), sharesSlotSql(QStringLiteral("g"), QStringLiteral("t"))),
                                           {id}))
         out.insert(r[0].toInt(), r[1].toString());
     return out;
@@ -388,18 +382,14 @@ QString TreePanel::impactText(int id)
     Connection& c = *module().connection();
     const QHash<int, QString> now = usersReaching(id);
     const TableDef* t = c.tableDef(tableNumber());
-    const bool ticked = c.select(QStringLiteral("SELECT auth_%1 FROM %2 WHERE id=?").arg(m_slot).arg(t->name), {id}).value(0).value(0).toBool();
+    const bool ticked =
+        c.select(QStringLiteral("SELECT %1 FROM %2 WHERE id=?").arg(RoleSet::column(m_slot), t->name), {id}).value(0).value(0).toBool();
     // Who holds the slot, and of them who reaches the item by another slot too.
     QList<QString> through, only;
-    QStringList other;
-    for (int i = 0; i < 10; ++i)
-        if (i != m_slot) other << QStringLiteral("(g.auth_%1 AND t.auth_%1)").arg(i);
-    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.display_name, CASE WHEN %1 THEN 1 ELSE 0 END FROM qnd_user u "
-                                                         "JOIN qnd_user_group g ON g.id = u.user_group_id JOIN %2 t ON t.id = ? "
-                                                         "WHERE u.del_status = 0 AND g.del_status = 0 AND NOT COALESCE(u.access_denied, FALSE) "
-                                                         "AND g.auth_%3")
-                                              .arg(other.join(QStringLiteral(" OR ")), t->name)
-                                              .arg(m_slot),
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT u.display_name, CASE WHEN %1 THEN 1 ELSE 0 END FROM %2 JOIN %3 t ON t.id = ? "
+                                                         "WHERE %4 AND %5")
+                                              .arg(sharesSlotSql(QStringLiteral("g"), QStringLiteral("t"), m_slot), liveUsersFrom(), t->name,
+                                                   liveUsersWhere(), holdsAnySql(QStringLiteral("g"), RoleSet::of({m_slot}))),
                                           {id})) {
         through << r[0].toString();
         if (r[1].toInt() == 0) only << r[0].toString();
@@ -505,7 +495,7 @@ void TreePanel::NewItem(int variant)
         if (parentNode && parentNode->data(0, kLoadedRole).toBool()) {
             m_filling = true;
             node = addNode(parentNode, rec->id(), nodeText(*rec),
-                           rec->value(QStringLiteral("auth_%1").arg(m_slot)).toBool(), nodeKind(*rec));
+                           rec->value(RoleSet::column(m_slot)).toBool(), nodeKind(*rec));
             m_filling = false;
         } else if (parentNode) {
             ensureChildren(parentNode);

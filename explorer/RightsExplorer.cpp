@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "CsvFile.h"
 #include "MenuAccess.h"
+#include "OlapAccess.h"
 #include "RightsHistory.h"
 #include "ListDefinition.h"
 #include "LockRetry.h"
@@ -415,7 +416,7 @@ void RightsExplorer::showStateAt()
     Controls::WaitCursor wait;
     const int slot = std::max(0, cbo_revert_role->currentData().toInt());
     if (cbo_revert_role->currentData().toInt() < 0) cbo_revert_role->setCurrentIndex(cbo_revert_role->findData(1));
-    const QString column = QStringLiteral("auth_%1").arg(std::max(1, slot));
+    const QString column = RoleSet::column(std::max(1, slot));
     const QDateTime at = dtp_moment->dateTime();
     tree_changes->clear();
     tree_changes->setColumnCount(5);
@@ -493,10 +494,13 @@ bool RightsExplorer::revert()
     return true;
 }
 
-QString RightsExplorer::roleName(int slot) const
+QString RightsExplorer::roleName(int slot) const { return QStringLiteral("%1 (%2)").arg(m_roleNames.value(slot)).arg(slot); }
+
+QString RightsExplorer::roleNames(RoleSet roles) const
 {
-    const QString name = m_roleNames.value(slot);
-    return name.isEmpty() ? QStringLiteral("%1. szerepkör").arg(slot) : QStringLiteral("%1 (%2)").arg(name).arg(slot);
+    QStringList names;
+    for (int s : roles.list()) names << roleName(s);
+    return names.isEmpty() ? QStringLiteral("nincs") : names.join(QStringLiteral(", "));
 }
 
 void RightsExplorer::InitializeSite()
@@ -504,11 +508,7 @@ void RightsExplorer::InitializeSite()
     titleLabel()->setText(QStringLiteral("Jogosultság-elemző"));
     Connection* c = module().connection();
     m_roleNames.clear();
-    for (int i = 0; i < 10; ++i) {
-        QString n = c->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(i), QString()).trimmed();
-        if (n.endsWith(QLatin1Char(':'))) n.chop(1);
-        m_roleNames << n;
-    }
+    for (int i = 0; i < RoleSet::kSlots; ++i) m_roleNames << NexoFrame::roleName(*c, i);
     // Every user, the deleted and barred ones marked: they are asked about too.
     cbo_user->clear();
     for (const QVariantList& u : c->select(QStringLiteral("SELECT id, display_name, user_name, del_status, access_denied FROM qnd_user "
@@ -534,7 +534,7 @@ void RightsExplorer::InitializeSite()
     cbo_revert_role->clear();
     cbo_revert_role->addItem(QStringLiteral("Minden jogosultság"), -1);
     cbo_unused_role->clear();
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < RoleSet::kSlots; ++i) {
         cbo_revert_role->addItem(roleName(i), i);
         if (i > 0) cbo_unused_role->addItem(roleName(i), i);
     }
@@ -550,16 +550,13 @@ QTreeWidgetItem* RightsExplorer::showWho(const RightPath& p)
                                                                                                  !p.userLive    ? QStringLiteral("törölve")
                                                                                                  : p.userBarred ? QStringLiteral("letiltva")
                                                                                                                 : QStringLiteral("élő")),
-                                 p.userFound && p.userLive && !p.userBarred);
+                                 p.userInOrder());
     QTreeWidgetItem* group = step(user, tree_path,
                                   !p.groupFound ? QStringLiteral("Csoport: nincs ilyen (%1)").arg(p.groupId)
                                                 : QStringLiteral("Csoport: %1 – %2").arg(p.groupName, p.groupLive ? QStringLiteral("élő")
                                                                                                                   : QStringLiteral("törölve")),
                                   p.groupFound && p.groupLive);
-    QStringList held;
-    for (int s : p.groupSlots) held << roleName(s);
-    return step(group, tree_path, QStringLiteral("Szerepkörei: %1").arg(held.isEmpty() ? QStringLiteral("nincs") : held.join(QStringLiteral(", "))),
-                !held.isEmpty());
+    return step(group, tree_path, QStringLiteral("Szerepkörei: %1").arg(roleNames(p.roles)), !p.roles.isEmpty());
 }
 
 RightPath RightsExplorer::showWhy(int userId, const QString& key)
@@ -572,9 +569,7 @@ RightPath RightsExplorer::showWhy(int userId, const QString& key)
                                                     : QStringLiteral("Jogosultságok, amelyek előtagja illeszkedik a(z) „%1” kulcsra (a leghosszabb dönt):").arg(p.key),
                                   !p.units.isEmpty());
     for (const RightUnit& u : p.units) {
-        QStringList on;
-        for (int s : u.roles) on << roleName(s);
-        QString text = QStringLiteral("%1 [%2] – szerepkörök: %3").arg(u.name, u.prefix, on.isEmpty() ? QStringLiteral("nincs") : on.join(QStringLiteral(", ")));
+        QString text = QStringLiteral("%1 [%2] – szerepkörök: %3").arg(u.name, u.prefix, roleNames(u.roles));
         if (!u.counts) text += QStringLiteral(" – nem számít: a fölötte lévő jogosultság (%1) törölve van").arg(u.deletedAbove);
         else if (u.deciding) text += QStringLiteral(" – DÖNT");
         else text += QStringLiteral(" – rövidebb előtag, nem dönt");
@@ -585,10 +580,8 @@ RightPath RightsExplorer::showWhy(int userId, const QString& key)
             item->setFont(0, f);
         }
     }
-    QStringList shared;
-    for (int s : p.sharedSlots) shared << roleName(s);
     QTreeWidgetItem* end = step(units, tree_path,
-                                p.granted ? QStringLiteral("Közös szerepkör: %1").arg(shared.join(QStringLiteral(", "))) : QStringLiteral("Nincs közös szerepkör."),
+                                p.granted ? QStringLiteral("Közös szerepkör: %1").arg(roleNames(p.sharedSlots)) : QStringLiteral("Nincs közös szerepkör."),
                                 p.granted);
     end->setForeground(0, p.granted ? kGranted : kRefused);
     tree_path->expandAll();
@@ -633,18 +626,18 @@ void RightsExplorer::fillItems()
     for (const QVariantList& r : c->select(QString::fromLatin1(kindInfo(kind).entries))) cbo_item->addItem(r[1].toString(), r[0].toInt());
 }
 
-bool RightsExplorer::reaches(int kind, int itemId, int userId, const QList<int>& held) const
+bool RightsExplorer::reaches(int kind, int itemId, const Holder& holder) const
 {
     Connection* c = module().connection();
     switch (kind) {
-    case MenuKind: return menuIds(visibleMenu(*c, roleBits(held), userId)).contains(itemId);
+    case MenuKind: return menuIds(visibleMenu(*c, holder)).contains(itemId);
     case ReportKind:
-        for (const ReportEntry& e : reportsForRoles(*c, held))
+        for (const ReportEntry& e : reportsForRoles(*c, holder.roles))
             if (e.id == itemId) return true;
         return false;
-    case OlapKind: return OlapAccess(*c).reports(roleBits(held)).contains(itemId);
+    case OlapKind: return OlapAccess(*c).reports(holder.roles).contains(itemId);
     case ListKind: {
-        const Controls::ListScope scope = Controls::listsOfUser(*c, userId, held);
+        const Controls::ListScope scope = Controls::listsOfUser(holder);
         return !c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE l.id = ? AND ") + scope.where, QVariantList{itemId} + scope.binds)
                     .isEmpty();
     }
@@ -662,13 +655,13 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
     const QString ownerColumn = table == QLatin1String("qnd_menu") ? QStringLiteral("create_user") : QStringLiteral("owner_user_id");
     // The item and the folders above it, each with its slots.
     QTreeWidgetItem* at = roles;
-    QList<int> shared;
+    RoleSet shared;
     bool own = false, chainLive = true;
     QList<QVariantList> chain;
     for (int id = itemId, depth = 0; id > 0 && depth < 64; ++depth) {
         const QList<QVariantList> r = c->select(QStringLiteral("SELECT id, %1, caption, del_status, %2%3 FROM %4 WHERE id=?")
                                                     .arg(table == QLatin1String("qnd_list") ? QStringLiteral("0") : QStringLiteral("parent_id"),
-                                                         roleColumns(), owned ? QStringLiteral(", ") + ownerColumn : QString(), table),
+                                                         RoleSet::columns(), owned ? QStringLiteral(", ") + ownerColumn : QString(), table),
                                                 {id});
         if (r.isEmpty()) break;
         chain.prepend(r[0]);
@@ -676,16 +669,12 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
     }
     for (int i = 0; i < chain.size(); ++i) {
         const QVariantList& r = chain[i];
-        const QList<int> on = rolesIn(r, 4);
-        QList<int> both;
-        for (int s : on)
-            if (p.groupSlots.contains(s)) both << s;
-        const bool mine = owned && r.value(14).toInt() == userId && userId > 0;
+        const RoleSet on = RoleSet::fromRow(r, 4);
+        const RoleSet both = on & p.roles;
+        const bool mine = owned && p.owns(r.value(4 + RoleSet::kSlots).toInt());
         const bool live = r[3].toInt() == 0;
         chainLive = chainLive && live;
-        QStringList names;
-        for (int s : on) names << roleName(s);
-        QString text = QStringLiteral("%1 – szerepkörök: %2").arg(r[2].toString(), names.isEmpty() ? QStringLiteral("nincs") : names.join(QStringLiteral(", ")));
+        QString text = QStringLiteral("%1 – szerepkörök: %2").arg(r[2].toString(), roleNames(on));
         if (!live) text += QStringLiteral(" – törölve");
         else if (mine) text += QStringLiteral(" – a felhasználó saját eleme");
         else if (both.isEmpty()) text += QStringLiteral(" – nincs közös szerepkör a csoporttal");
@@ -695,17 +684,13 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
             own = mine;
         }
     }
-    const bool granted = reaches(kind, itemId, userId, p.groupSlots);
+    const bool granted = reaches(kind, itemId, p);
     QString reason;
-    if (!p.userFound || !p.userLive || p.userBarred || !p.groupFound || !p.groupLive)
+    if (!p.live())
         reason = QStringLiteral("Tiltva: a felhasználó vagy a csoportja nincs rendben.");
     else if (granted)
         reason = own ? QStringLiteral("Engedélyezve: a felhasználó saját eleme.")
-                     : QStringLiteral("Engedélyezve: közös szerepkör: %1.").arg([&] {
-                           QStringList n;
-                           for (int s : shared) n << roleName(s);
-                           return n.join(QStringLiteral(", "));
-                       }());
+                     : QStringLiteral("Engedélyezve: közös szerepkör: %1.").arg(roleNames(shared));
     else if (!chainLive) reason = QStringLiteral("Tiltva: az elem vagy egy fölötte lévő mappa törölve van.");
     else if (shared.isEmpty()) reason = QStringLiteral("Tiltva: az elemnek nincs közös szerepköre a csoporttal.");
     else reason = QStringLiteral("Tiltva: egy fölötte lévő mappát nem lát a felhasználó (vagy üres mappa).");
@@ -743,11 +728,9 @@ void RightsExplorer::showRights()
     const int other = cbo_compare->currentData().toInt();
     const bool comparing = cbo_compare->currentIndex() > 0;
     const auto rightsOf = [&](int id) { return users ? effectiveRights(*c, id) : effectiveRights(*c, -1, id); };
-    const auto menuOf = [&](int id) {
-        // The menu as the shell builds it for that user (or for a holder of the group's slots).
-        const unsigned roles = users ? userRoles(*c, id) : roleBits(c->groupRoleSlots(id));
-        return menuIds(visibleMenu(*c, roles, users ? id : -1));
-    };
+    // The subject as the rules see him: a user with his group, or a group alone.
+    const auto holder = [&](int id) { return users ? userHolder(*c, id) : groupHolder(*c, id); };
+    const auto menuOf = [&](int id) { return menuIds(visibleMenu(*c, holder(id))); };
     const QList<RightPath> mine = rightsOf(subject);
     QList<RightPath> theirs;
     if (comparing) theirs = rightsOf(other);
@@ -782,20 +765,19 @@ void RightsExplorer::showRights()
     const QSet<int> seen = menuOf(subject), seen2 = comparing ? menuOf(other) : QSet<int>();
     for (const auto& [id, path] : menuItems(*c)) row(menu, QString::number(id), path, seen.contains(id), seen2.contains(id));
     // The printed reports, the OLAP reports and the lists, each by the rule that shows them.
-    const auto heldBy = [&](int id) { return users ? c->roleSlotsOf(id) : c->groupRoleSlots(id); };
     const auto printed = [&](int id) {
         QSet<int> ids;
-        for (const ReportEntry& e : reportsForRoles(*c, heldBy(id))) ids << e.id;
+        for (const ReportEntry& e : reportsForRoles(*c, holder(id).roles)) ids << e.id;
         return ids;
     };
     const auto lists = [&](int id) {
-        const Controls::ListScope scope = Controls::listsOfUser(*c, users ? id : -1, heldBy(id));
+        const Controls::ListScope scope = Controls::listsOfUser(holder(id));
         QSet<int> ids;
         for (const QVariantList& r : c->select(QStringLiteral("SELECT l.id FROM qnd_list l WHERE ") + scope.where, scope.binds)) ids << r[0].toInt();
         return ids;
     };
     const OlapAccess olapTree(*c);
-    const auto olap = [&](int id) { return olapTree.reports(roleBits(heldBy(id))); };
+    const auto olap = [&](int id) { return olapTree.reports(holder(id).roles); };
     struct Section {
         QString title;
         QString sql; // id and text of every entry

@@ -57,9 +57,9 @@ public:
     enum ItemKind { KeyKind, MenuKind, ReportKind, OlapKind, ListKind };
     // The why-path of a user and an item of a rights tree, shown; whether he reaches it.
     bool showWhyItem(int userId, int kind, int itemId);
-    // Whether a holder of `held` (the user `userId`, or -1) reaches the item: the rule that
-    // shows it (the shell's menu, the reports panel, the list wizard, the OLAP tree).
-    bool reaches(int kind, int itemId, int userId, const QList<int>& held) const;
+    // Whether a holder (a user, or a group alone) reaches the item: the rule that shows it
+    // (the shell's menu, the reports panel, the list wizard, the OLAP tree).
+    bool reaches(int kind, int itemId, const Holder& holder) const;
     // The effective rights of the chosen subject (and the compared one), shown.
     void showRights();
     // What the rights list shows, as CSV.
@@ -93,6 +93,7 @@ private:
     QTreeWidgetItem* showWho(const RightPath& p);
     void applyFilter();
     QString roleName(int slot) const;
+    QString roleNames(RoleSet roles) const; // "nincs" for none
     QStringList m_roleNames;
 };
 

@@ -65,8 +65,8 @@ QHash<int, QString> Menus::usersReaching(int id)
 {
     Connection& c = *module().connection();
     QHash<int, QString> out;
-    for (const LiveUser& u : liveUsers(c))
-        if (u.roles && menuIds(visibleMenu(c, u.roles, u.id)).contains(id)) out.insert(u.id, u.name);
+    for (const Holder& u : liveUsers(c))
+        if (!u.roles.isEmpty() && menuIds(visibleMenu(c, u)).contains(id)) out.insert(u.userId, u.userName);
     return out;
 }
 

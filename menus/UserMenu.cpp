@@ -1,4 +1,5 @@
 #include "UserMenu.h"
+#include "Access.h"
 #include "ErrorHandler.h"
 #include "ErrorList.h"
 #include "IAddin.h"
@@ -31,7 +32,7 @@ bool UserMenu::AddItem(IAddinSite* site, int parentId)
         cDDXMenu item;
         item.set_parent_id(std::max(parentId, 0));
         item.set_custom_menu(true);
-        for (int i = 0; i < 10; ++i) item.setValue(QStringLiteral("auth_%1").arg(i), false);
+        for (int i = 0; i < RoleSet::kSlots; ++i) item.setValue(RoleSet::column(i), false);
         return item.ShowUserForm() == rvOK;
     });
 }

@@ -1,8 +1,8 @@
 #include "OLAPReports.h"
 #include "Connection.h"
 #include "ErrorList.h"
-#include "MenuAccess.h"
 #include "Module.h"
+#include "OlapAccess.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
 #include "PreviewExport.h"
@@ -118,7 +118,7 @@ void OLAPReports::treeReloading()
 {
     if (!m_viewer) return;
     Connection& c = *module().connection();
-    m_shown = OlapAccess(c).shownTree(userRoles(c, module().currentUserId()));
+    m_shown = OlapAccess(c).shownTree(userHolder(c, module().currentUserId()).roles);
 }
 
 void OLAPReports::InitializeSite()
@@ -148,7 +148,7 @@ bool OLAPReports::mayPreview(int id)
     if (typeOf(id) != cDDXOlapReport::Report) return false;
     if (holdsDefinitionRight()) return true;
     Connection& c = *module().connection();
-    return OlapAccess(c).reaches(id, userRoles(c, module().currentUserId()));
+    return OlapAccess(c).reaches(id, userHolder(c, module().currentUserId()).roles);
 }
 
 QHash<int, QString> OLAPReports::usersReaching(int id)
@@ -160,14 +160,14 @@ QHash<int, QString> OLAPReports::usersReaching(int id)
 QString OLAPReports::impactText(int id)
 {
     Connection& c = *module().connection();
-    const QList<LiveUser> users = liveUsers(c);
+    const QList<Holder> users = liveUsers(c);
     OlapAccess access(c);
     const bool ticked = access.cell(id, currentSlot());
     const QHash<int, QString> now = access.usersReaching(users, id);
     access.setCell(id, currentSlot(), !ticked);
     QString text = impactWords(now, access.usersReaching(users, id), ticked);
     // A tick under a folder without it reaches no one through this role alone.
-    if (!ticked && !access.reaches(id, 1u << currentSlot()))
+    if (!ticked && !access.reaches(id, RoleSet::of({currentSlot()})))
         text += QStringLiteral("\nEgy fölötte lévő mappán nincs pipa a(z) „%1” szerepkörnél.").arg(cbo_role ? cbo_role->currentText() : QString::number(currentSlot()));
     return text;
 }

@@ -8,19 +8,17 @@ namespace NexoFrame {
 int cDDXReport::tableNumber() const { return Tables::Report; }
 
 
-QList<ReportEntry> reportsOfUser(Connection& c, int userId) { return reportsForRoles(c, c.roleSlotsOf(userId)); }
+QList<ReportEntry> reportsOfUser(Connection& c, int userId) { return reportsForRoles(c, userHolder(c, userId).roles); }
 
-QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots)
+QList<ReportEntry> reportsForRoles(Connection& c, RoleSet held)
 {
-    if (heldSlots.isEmpty()) return {};
-    std::array<bool, 10> held{};
-    for (int i : heldSlots) held[i] = true;
+    if (held.isEmpty()) return {};
 
     const QList<QVariantList> rows = c.select(
         QStringLiteral("SELECT r.id, r.parent_id, r.report_type, r.caption, r.file_name, r.prog_id, r.string_par1, "
                        "r.string_par2, r.string_par3, r.string_par4, r.string_par5, %1 FROM qnd_report r "
                        "WHERE r.del_status=0 ORDER BY r.parent_id, r.sort_order, r.id")
-            .arg(roleColumns(QStringLiteral("r"))));
+            .arg(RoleSet::columns(QStringLiteral("r"))));
     QList<ReportEntry> all;
     QHash<int, int> parentOf;
     for (const QVariantList& r : rows) {
@@ -32,7 +30,7 @@ QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots)
         e.fileName = r[4].toString();
         e.progId = r[5].toString();
         for (int i = 0; i < 5; ++i) e.parameters[i] = r[6 + i].toString();
-        for (int i = 0; i < 10; ++i) e.roles[i] = r[11 + i].toBool();
+        e.roles = RoleSet::fromRow(r, 11);
         parentOf.insert(e.id, e.parentId);
         all << e;
     }
@@ -40,9 +38,7 @@ QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots)
     QSet<int> shown;
     for (const ReportEntry& e : std::as_const(all)) {
         if (e.type != cDDXReport::Report) continue;
-        bool shares = false;
-        for (int i = 0; i < 10 && !shares; ++i) shares = e.roles[i] && held[i];
-        if (!shares) continue;
+        if (!e.roles.shares(held)) continue;
         // Up the folders; the bound ends the walk on a damaged tree that loops.
         for (int id = e.id, depth = 0; id != 0 && depth < 64 && !shown.contains(id); ++depth) {
             shown.insert(id);

@@ -1,4 +1,5 @@
 #pragma once
+#include "Access.h"
 #include "Record.h"
 #include <QList>
 #include <QString>
@@ -34,7 +35,7 @@ struct ReportEntry {
     QString fileName;
     QString progId;
     std::array<QString, 5> parameters;
-    std::array<bool, 10> roles{};
+    RoleSet roles;
 };
 
 // The live catalogue entries a user's group shares a role slot with, in catalogue order
@@ -42,7 +43,7 @@ struct ReportEntry {
 // A user who is barred, deleted or without a live group gets none.
 QList<ReportEntry> reportsOfUser(Connection& c, int userId);
 // The same for a holder of these role slots.
-QList<ReportEntry> reportsForRoles(Connection& c, const QList<int>& heldSlots);
+QList<ReportEntry> reportsForRoles(Connection& c, RoleSet held);
 
 // The using company's details for the report headers, as the eleven "RegUser…" values in
 // their order: the own company's partner row where it has them, else the "KMN" settings.

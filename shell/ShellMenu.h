@@ -13,7 +13,7 @@ namespace NexoFrame::Shell {
 // The menu a user sees is the connection's answer (MenuAccess.h), shared with the rights
 // explorer so that both say the same.
 using NexoFrame::MenuEntry;
-using NexoFrame::groupRoles;
+using NexoFrame::userMenu;
 using NexoFrame::visibleMenu;
 
 // The folders an external program's command line may name.

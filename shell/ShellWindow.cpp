@@ -108,7 +108,7 @@ MainWindow::~MainWindow() { closeAllPanels(); }
 void MainWindow::buildMenu()
 {
     guarded(this, QStringLiteral("A főmenü nem olvasható be."), [this] {
-        m_menu = visibleMenu(m_connection, userRoles(m_connection, m_user.userId), m_user.userId);
+        m_menu = userMenu(m_connection, m_user.userId);
     });
     for (const MenuEntry& e : std::as_const(m_menu)) {
         if (e.children.isEmpty() && !e.isFolder()) {

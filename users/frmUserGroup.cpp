@@ -33,9 +33,9 @@ frmUserGroup::frmUserGroup(QWidget* parent)
 
     addSection(QStringLiteral("Jogosultsági szerepkörök"), QStringLiteral("ShortcutCaption2"));
     auto* roles = new QGridLayout;
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < RoleSet::kSlots; ++i) {
         auth[i] = new QCheckBox(QStringLiteral("Szerepkör 1:"), this);
-        auth[i]->setObjectName(QStringLiteral("auth_%1").arg(i));
+        auth[i]->setObjectName(RoleSet::column(i));
         roles->addWidget(auth[i], i % 5, i / 5);
     }
     form()->addRow(roles);
@@ -64,9 +64,8 @@ frmUserGroup::frmUserGroup(QWidget* parent)
 bool frmUserGroup::InitializeControls()
 {
     Connection* c = module().connection();
-    for (int i = 0; i < 10; ++i)
-        auth[i]->setText(c->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(i),
-                                        QStringLiteral("Szerepkör %1:").arg(i)));
+    // The boxes are labelled as the form's other fields are, with a colon.
+    for (int i = 0; i < RoleSet::kSlots; ++i) auth[i]->setText(roleName(*c, i) + QLatin1Char(':'));
     // Anyone, every live group by name, nobody.
     QList<std::pair<QString, int>> groups;
     auto rs = c->openRecordset(Tables::UserGroup);
@@ -90,7 +89,7 @@ bool frmUserGroup::DisplayData()
     cDDXUserGroup* g = group(this);
     txt_name->setText(g->name());
     txt_remark->setPlainText(g->remark());
-    for (int i = 0; i < 10; ++i) CheckSet(auth[i], g->value(QStringLiteral("auth_%1").arg(i)).toBool());
+    for (int i = 0; i < RoleSet::kSlots; ++i) CheckSet(auth[i], g->value(RoleSet::column(i)).toBool());
     ComboSelectByData(cboRightEvent, g->right_event());
     ComboSelectByData(cboRightProject, g->right_project());
     ComboSelectByData(cboRightPartner, g->right_partner());
@@ -102,7 +101,7 @@ bool frmUserGroup::GetData()
     cDDXUserGroup* g = group(this);
     g->set_name(textOf(txt_name, g->columnLength(QStringLiteral("name"))));
     g->set_remark(txt_remark->toPlainText());
-    for (int i = 0; i < 10; ++i) g->setValue(QStringLiteral("auth_%1").arg(i), CheckGet(auth[i]));
+    for (int i = 0; i < RoleSet::kSlots; ++i) g->setValue(RoleSet::column(i), CheckGet(auth[i]));
     g->set_right_event(ComboGetData(cboRightEvent, cDDXUserGroup::kAnyone));
     g->set_right_project(ComboGetData(cboRightProject, cDDXUserGroup::kAnyone));
     g->set_right_partner(ComboGetData(cboRightPartner, cDDXUserGroup::kAnyone));

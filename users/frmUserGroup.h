@@ -1,4 +1,5 @@
 #pragma once
+#include "Access.h"
 #include "EditDialog.h"
 #include <array>
 
@@ -19,7 +20,7 @@ public:
 
     QLineEdit* txt_name = nullptr;
     QPlainTextEdit* txt_remark = nullptr;
-    std::array<QCheckBox*, 10> auth{};
+    std::array<QCheckBox*, RoleSet::kSlots> auth{};
     QComboBox* cboRightEvent = nullptr;
     QComboBox* cboRightProject = nullptr;
     QComboBox* cboRightPartner = nullptr;

@@ -75,7 +75,7 @@ private slots:
             p.opt_users->setChecked(true);
             p.cbo_subject->setCurrentIndex(p.cbo_subject->findData(id));
             p.showRights();
-            const QSet<int> shell = menuIds(visibleMenu(c, groupRoles(c, u[1].toInt()), id));
+            const QSet<int> shell = menuIds(userMenu(c, id));
             QTreeWidgetItem* menu = section(p.tree_rights, 1);
             QVERIFY(menu->childCount() > 10);
             for (int i = 0; i < menu->childCount(); ++i)
@@ -142,7 +142,7 @@ private slots:
         p.IAddin_AttachToSite(&site, 0, QString());
         int pairs = 0, seen = 0;
         for (const QVariantList& u : c.select(QStringLiteral("SELECT id, user_group_id FROM qnd_user WHERE del_status = 0 AND NOT COALESCE(access_denied, FALSE)"))) {
-            const QSet<int> shell = menuIds(visibleMenu(c, groupRoles(c, u[1].toInt()), u[0].toInt()));
+            const QSet<int> shell = menuIds(userMenu(c, u[0].toInt()));
             for (int item = 1; item <= 150; ++item, ++pairs) {
                 const bool why = p.showWhyItem(u[0].toInt(), RightsExplorer::MenuKind, item);
                 QVERIFY2(why == shell.contains(item), qPrintable(QStringLiteral("user %1, item %2").arg(u[0].toInt()).arg(item)));

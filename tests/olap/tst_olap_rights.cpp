@@ -1,6 +1,6 @@
 // Who may use an OLAP report, as the rights tree sets it and as the panel shows it.
 #include "Connection.h"
-#include "MenuAccess.h"
+#include "OlapAccess.h"
 #include "ModalDriver.h"
 #include "Module.h"
 #include "OLAPReports.h"
@@ -96,7 +96,7 @@ private slots:
                  (QStringList{QStringLiteral("qnd_olap_report 1 auth_6"), QStringLiteral("qnd_olap_report 2 auth_6")}));
         QCOMPARE(p.nodeOf(3)->checkState(0), Qt::Unchecked);
         QCOMPARE(p.lbl_impact->text().section(QLatin1Char(' '), 0, 1), QStringLiteral("+2 felhasználó"));
-        QCOMPARE(OlapAccess(c).reports(1u << 6), QSet<int>{2});
+        QCOMPARE(OlapAccess(c).reports(RoleSet::of({6})), QSet<int>{2});
         const QHash<int, QString> now = p.usersReaching(2);
         QCOMPARE(QSet<int>(now.keyBegin(), now.keyEnd()) - QSet<int>(reaching.keyBegin(), reaching.keyEnd()), (QSet<int>{6, 7}));
         QVERIFY(p.impactText(2).contains(QStringLiteral("A pipa levételével elveszítené: Kiss Béla, Varga Zoltán")));
