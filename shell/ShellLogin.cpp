@@ -1,4 +1,5 @@
 #include "ShellLogin.h"
+#include "Access.h"
 #include "Connection.h"
 #include "LoginGuard.h"
 #include <QDebug>
@@ -60,23 +61,23 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         // so every row of the name is weighed and the best standing one decides.
         auto rs = c.openRecordset(Tables::User);
         rs->setIndex(QStringLiteral("user_name"));
-        bool deleted = false, denied = false;
-        LoginResult good;
-        for (rs->seek({name}); !rs->eof() && rs->field(QStringLiteral("user_name")).toString() == name; rs->moveNext()) {
-            if (rs->field(QStringLiteral("password")).toString() != stored) continue;
-            if (rs->field(QStringLiteral("del_status")).toInt() != 0) {
-                deleted = true;
-                continue;
-            }
-            if (rs->field(QStringLiteral("access_denied")).toBool()) {
-                denied = true;
-                continue;
-            }
+        QList<int> matching;
+        for (rs->seek({name}); !rs->eof() && rs->field(QStringLiteral("user_name")).toString() == name; rs->moveNext())
+            if (rs->field(QStringLiteral("password")).toString() == stored) matching << rs->field(QStringLiteral("id")).toInt();
+        bool deleted = false, denied = false, groupGone = false;
+        for (int id : std::as_const(matching)) {
+            // Who may get in is the access rule's: a live user who is not barred, of a live group.
+            const Holder who = userHolder(c, id);
+            deleted |= !who.userFound || !who.userLive;
+            denied |= who.userLive && who.userBarred;
+            groupGone |= who.userInOrder() && !who.live();
+            if (!who.live()) continue;
+            LoginResult good;
             good.status = LoginResult::Status::Ok;
-            good.userId = rs->field(QStringLiteral("id")).toInt();
-            good.groupId = rs->field(QStringLiteral("user_group_id")).toInt();
+            good.userId = id;
+            good.groupId = who.groupId;
             good.userName = name;
-            good.displayName = rs->field(QStringLiteral("display_name")).toString().trimmed();
+            good.displayName = who.userName.trimmed();
             if (good.displayName.isEmpty()) good.displayName = name;
             // A successful login starts the count again; if that cannot be written, the
             // login still stands.
@@ -87,6 +88,9 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
             }
             return good;
         }
+        if (groupGone)
+            return refused(LoginResult::Status::GroupDeleted,
+                           QStringLiteral("A felhasználó csoportja törölve van vagy nem létezik. Forduljon a rendszergazdához."));
         if (denied)
             return refused(LoginResult::Status::AccessDenied,
                            QStringLiteral("A felhasználó hozzáférése le van tiltva. Forduljon a rendszergazdához."));

@@ -1,10 +1,13 @@
 #include "LoginGuard.h"
+#include "MenuAccess.h"
+#include "ShellNotices.h"
 #include "ShellFixture.h"
 #include "Snapshots.h"
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSysInfo>
+#include <QToolBar>
 
 using namespace NexoFrame;
 using namespace NexoFrame::Shell;
@@ -36,6 +39,8 @@ private slots:
     void eachReasonIsRefusedApart_data();
     void eachReasonIsRefusedApart();
     void liveAccountWinsOverDeletedNamesake();
+    void userOfAGoneGroupIsRefused_data();
+    void userOfAGoneGroupIsRefused();
     void dialogKeepsNameAndRetries();
     void lockAfterFailuresEvenForTheRightPassword_data();
     void lockAfterFailuresEvenForTheRightPassword();
@@ -91,6 +96,53 @@ void TstShellLogin::liveAccountWinsOverDeletedNamesake()
     QCOMPARE(r.userId, 50);
     QCOMPARE(r.groupId, 2);
     QCOMPARE(r.displayName, QStringLiteral("Tóth Gábor (új)"));
+}
+
+void TstShellLogin::userOfAGoneGroupIsRefused_data()
+{
+    QTest::addColumn<QString>("sql");
+    QTest::newRow("group deleted") << "UPDATE qnd_user_group SET del_status=2 WHERE id=3";
+    QTest::newRow("group missing") << "UPDATE qnd_user SET user_group_id=99 WHERE id=3";
+}
+
+// Nagy Péter's group goes: he is refused as a barred user is, and a window opened for him
+// anyway shows no menu, not even the item he made himself, and opens nothing.
+void TstShellLogin::userOfAGoneGroupIsRefused()
+{
+    QFETCH(QString, sql);
+    ShellFixture f;
+    QVERIFY(f.open());
+    QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, caption, class_name, create_user, toolbar_visible) "
+                                         "VALUES (40, 0, 'Saját', 'NexoFrame.OLAPReports', 3, %1)").arg(f.db->boolLiteral(true))));
+    Session before(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    QVERIFY(before.window->menuEntryFor(QStringLiteral("NexoFrame.OLAPReports"), 0));
+    QVERIFY(!before.window->toolbar()->actions().isEmpty());
+    QVERIFY(f.db->execute(sql));
+
+    LoginDialog dlg(*f.db, f.dbPath());
+    dlg.show();
+    QTest::keyClicks(dlg.userNameEdit(), QStringLiteral("nagy.peter"));
+    QTest::keyClicks(dlg.passwordEdit(), QStringLiteral("peter123"));
+    QTest::keyClick(dlg.passwordEdit(), Qt::Key_Return);
+    QVERIFY(dlg.isVisible());
+    QCOMPARE(dlg.loginResult().status, Status::GroupDeleted);
+    QCOMPARE(dlg.loginResult().userId, -1);
+    QCOMPARE(dlg.messageLabel()->text(),
+             QStringLiteral("A felhasználó csoportja törölve van vagy nem létezik. Forduljon a rendszergazdához."));
+    // The wrong password still says nothing of the group.
+    QCOMPARE(f.login(QStringLiteral("nagy.peter"), QStringLiteral("x")).status, Status::BadCredentials);
+
+    LoginResult forged = before.user;
+    Modules modules(f.registryPath());
+    MainWindow window(*f.db, modules, forged, f.dbPath());
+    QVERIFY(window.menuEntries().isEmpty());
+    QVERIFY(!window.menuEntryFor(QStringLiteral("NexoFrame.OLAPReports"), 0));
+    QVERIFY(window.toolbar()->actions().isEmpty());
+    QVERIFY(!mayOpenPanel(*f.db, 3, QStringLiteral("NexoFrame.OLAPReports"), 0));
+    Notices::setConsole(true);
+    QVERIFY(!window.openPanel(QStringLiteral("NexoFrame.OLAPReports"), 0, QString(), QStringLiteral("OLAP")));
+    Notices::setConsole(false);
+    QVERIFY(Notices::last().contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")));
 }
 
 void TstShellLogin::dialogKeepsNameAndRetries()
