@@ -1,4 +1,5 @@
 #include "TreeBench.h"
+#include "Access.h"
 #include "BenchSupport.h"
 #include "Connection.h"
 #include "IAddin.h"
@@ -51,7 +52,7 @@ void generate(Connection& c, const TableDef& t, const TreeBenchSpec& spec)
     }
     const QString yes = c.boolLiteral(true), no = c.boolLiteral(false);
     QString fixed = QStringLiteral(",%1").arg(yes);
-    for (int i = 1; i < 10; ++i) fixed += QLatin1Char(',') + no;
+    for (int i = 1; i < RoleSet::kSlots; ++i) fixed += QLatin1Char(',') + no;
     fixed += QStringLiteral(",0,0,1,1,-1");
     QSqlQuery q(c.db());
     exec(q, QStringLiteral("BEGIN"));

@@ -44,7 +44,7 @@ QHash<int, QString> generate(Connection& c)
             const QString prefix = (parent ? prefixes.value(parent) : QStringLiteral("k")) + QLatin1Char('_') + base36(id);
             prefixes.insert(id, prefix);
             QStringList flags;
-            for (int s = 0; s < 10; ++s) flags << (next(4) == 0 ? c.boolLiteral(true) : c.boolLiteral(false));
+            for (int s = 0; s < RoleSet::kSlots; ++s) flags << (next(4) == 0 ? c.boolLiteral(true) : c.boolLiteral(false));
             v << QStringLiteral("(%1,%2,'Egység %1','%3',%4,%5)").arg(id).arg(parent).arg(prefix.left(100)).arg(next(50) == 0 ? 2 : 0)
                      .arg(flags.join(QLatin1Char(',')));
         }
@@ -56,7 +56,7 @@ QHash<int, QString> generate(Connection& c)
         QStringList v;
         for (int g = 1; g <= kGroups; ++g) {
             QStringList flags;
-            for (int s = 0; s < 10; ++s) flags << (next(5) == 0 ? c.boolLiteral(true) : c.boolLiteral(false));
+            for (int s = 0; s < RoleSet::kSlots; ++s) flags << (next(5) == 0 ? c.boolLiteral(true) : c.boolLiteral(false));
             v << QStringLiteral("(%1,'Csoport %1',0,%2)").arg(g).arg(flags.join(QLatin1Char(',')));
         }
         exec(q, QStringLiteral("INSERT INTO qnd_user_group (id,name,del_status,auth_0,auth_1,auth_2,auth_3,auth_4,auth_5,auth_6,auth_7,"
@@ -124,8 +124,7 @@ void run(const QString& engine, const QString& target)
         bare.finish();
         return rows;
     };
-    QString auth;
-    for (int i = 0; i < 10; ++i) auth += QStringLiteral(",auth_%1").arg(i);
+    const QString auth = QLatin1Char(',') + RoleSet::columns();
 
     // 1. One why-path: a deep unit's key with a tail, for users in turn.
     qint64 ours = 0, theirs = 0;
@@ -188,7 +187,7 @@ void run(const QString& engine, const QString& target)
     ours = theirs = 0;
     for (int round = 0; round < kRounds; ++round) {
         const QDateTime moment = QDateTime(QDate(2025, 1, 1), QTime(8, 0)).addSecs(qint64(kChanges - 20000 * (round + 1)) * 60);
-        const QString column = QStringLiteral("auth_%1").arg(round % 10);
+        const QString column = RoleSet::column(round % RoleSet::kSlots);
         QElapsedTimer t;
         t.start();
         const QHash<int, QString> state = columnAt(c, QStringLiteral("qnd_auth_unit"), column, moment);

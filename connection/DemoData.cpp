@@ -82,7 +82,7 @@ void Connection::createDemoData()
         Writer w(*this);
         const char* roleNames[] = {"Adminisztrátor:", "Vezető:", "Könyvelő:", "Értékesítő:", "Raktáros:",
                                    "Gépkocsivezető:", "Ügyintéző:", "Kontroller:", "Vendég:"};
-        for (int i = 1; i <= 9; ++i)
+        for (int i = 1; i < RoleSet::kSlots; ++i)
             w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")},
                                      {"key_name", QStringLiteral("CUE_NAME_%1").arg(i)},
                                      {"value", QString::fromUtf8(roleNames[i - 1])}});

@@ -75,11 +75,11 @@ private slots:
                 // Short prefixes over a small alphabet: many prefixes of one another.
                 const int len = boolean(5) ? 0 : int(rnd.bounded(1, 5));
                 for (int i = 0; i < len; ++i) u.prefix += QLatin1Char(letters[rnd.bounded(4)]);
-                for (int s = 0; s < 10; ++s)
+                for (int s = 0; s < RoleSet::kSlots; ++s)
                     if (boolean(20)) u.roles << s;
                 units.insert(id, u);
                 QVariantList row{id, u.parent, QStringLiteral("Egység %1").arg(id), u.prefix, u.live ? 0 : 2};
-                for (int s = 0; s < 10; ++s) row << b(u.roles.contains(s));
+                for (int s = 0; s < RoleSet::kSlots; ++s) row << b(u.roles.contains(s));
                 QVERIFY(c->execute(QStringLiteral("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix, del_status, auth_0, auth_1, auth_2, "
                                                   "auth_3, auth_4, auth_5, auth_6, auth_7, auth_8, auth_9) "
                                                   "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -87,11 +87,11 @@ private slots:
             }
             for (int id = 1; id <= 6; ++id) {
                 Group g{!boolean(15), {}};
-                for (int s = 0; s < 10; ++s)
+                for (int s = 0; s < RoleSet::kSlots; ++s)
                     if (boolean(25)) g.roles << s;
                 groups.insert(id, g);
                 QVariantList row{id, QStringLiteral("Csoport %1").arg(id), g.live ? 0 : 2};
-                for (int s = 0; s < 10; ++s) row << b(g.roles.contains(s));
+                for (int s = 0; s < RoleSet::kSlots; ++s) row << b(g.roles.contains(s));
                 QVERIFY(c->execute(QStringLiteral("INSERT INTO qnd_user_group (id, name, del_status, auth_0, auth_1, auth_2, auth_3, auth_4, "
                                                   "auth_5, auth_6, auth_7, auth_8, auth_9) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
                                    row));

@@ -1,3 +1,4 @@
+#include "Access.h"
 #include "Connection.h"
 #include "Menus.h"
 #include "ModalDriver.h"
@@ -36,12 +37,7 @@ QSet<QString> cells(Connection& c, const QString& table, const QStringList& colu
     return out;
 }
 
-QStringList slots10()
-{
-    QStringList l;
-    for (int i = 0; i < 10; ++i) l << QStringLiteral("auth_%1").arg(i);
-    return l;
-}
+QStringList roleColumns() { return RoleSet::columns().split(QLatin1Char(',')); }
 
 // The history rows after `fromId`, as "table row column old>new".
 QStringList history(Connection& c, int fromId, int userId = -2)
@@ -115,10 +111,10 @@ private slots:
         const auto tick = [&](int slot, int id, bool on, const QList<int>& open = {}) {
             p.selectRole(slot);
             for (int above : open) p.nodeOf(above)->setExpanded(true);
-            const QSet<QString> before = cells(c, QStringLiteral("qnd_menu"), slots10());
+            const QSet<QString> before = cells(c, QStringLiteral("qnd_menu"), roleColumns());
             const int from = lastHistoryId(c);
             p.nodeOf(id)->setCheckState(0, on ? Qt::Checked : Qt::Unchecked);
-            const QStringList want = changes(QStringLiteral("qnd_menu"), before, cells(c, QStringLiteral("qnd_menu"), slots10()));
+            const QStringList want = changes(QStringLiteral("qnd_menu"), before, cells(c, QStringLiteral("qnd_menu"), roleColumns()));
             QVERIFY(!want.isEmpty());
             QCOMPARE(history(c, from, 2), want);
         };
@@ -201,7 +197,7 @@ private slots:
         TestSite site(1);
         Connection& c = site.db();
         module().takeSite(&site);
-        const QStringList groupColumns = slots10() + QStringList{QStringLiteral("right_event"), QStringLiteral("right_project"),
+        const QStringList groupColumns = roleColumns() + QStringList{QStringLiteral("right_event"), QStringLiteral("right_project"),
                                                                  QStringLiteral("right_partner")};
         const QSet<QString> before = cells(c, QStringLiteral("qnd_user_group"), groupColumns);
         int from = lastHistoryId(c);

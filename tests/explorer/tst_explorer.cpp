@@ -132,7 +132,7 @@ private slots:
             const int parent = id <= 5 || rnd.bounded(100) < 10 ? 0 : 1 + int(rnd.bounded(id - 1));
             QVariantList row{id, parent, QStringLiteral("Pont %1").arg(id), rnd.bounded(100) < 40 ? QString() : QStringLiteral("NexoFrame.Users"),
                              rnd.bounded(100) < 10 ? 2 : 0, rnd.bounded(100) < 5 ? 4 : -1};
-            for (int s = 0; s < 10; ++s) row << b(rnd.bounded(100) < 30);
+            for (int s = 0; s < RoleSet::kSlots; ++s) row << b(rnd.bounded(100) < 30);
             QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, caption, class_name, del_status, create_user, auth_0, auth_1, "
                                              "auth_2, auth_3, auth_4, auth_5, auth_6, auth_7, auth_8, auth_9) "
                                              "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),

@@ -1,3 +1,4 @@
+#include "Access.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "LoginGuard.h"
@@ -108,7 +109,7 @@ private slots:
         TestSite site;
         module().takeSite(&site);
         cDDXUserGroup fresh;
-        for (int i = 0; i < 10; ++i) QVERIFY(fresh.value(QStringLiteral("auth_%1").arg(i)).toBool());
+        for (int i = 0; i < RoleSet::kSlots; ++i) QVERIFY(fresh.value(RoleSet::column(i)).toBool());
         QCOMPARE(fresh.right_event(), -1);
         QCOMPARE(fresh.right_partner(), -1);
         fresh.set_name(QStringLiteral("   "));
