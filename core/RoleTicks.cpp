@@ -1,4 +1,5 @@
 #include "RoleTicks.h"
+#include "Access.h"
 #include "Connection.h"
 #include "LockRetry.h"
 #include <QApplication>
@@ -8,7 +9,7 @@
 namespace NexoFrame {
 
 RoleTicks::RoleTicks(Connection& connection, int table, int slot, Reach reach)
-    : m_c(connection), m_table(table), m_slot(slot), m_reach(reach), m_column(QStringLiteral("auth_%1").arg(slot))
+    : m_c(connection), m_table(table), m_slot(slot), m_reach(reach), m_column(RoleSet::column(slot))
 {
 }
 
