@@ -397,7 +397,7 @@ void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const C
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
 }
 
-bool Connection::lockMaster(int, int waitMs)
+bool Connection::lockMaster(int waitMs)
 {
     if (!m_open) return false;
     ensureLive();
@@ -428,7 +428,7 @@ bool Connection::lockMaster(int, int waitMs)
     return true;
 }
 
-bool Connection::unlockMaster(int)
+bool Connection::unlockMaster()
 {
     if (m_lockDepth == 0) return true;
     if (--m_lockDepth > 0) return true;
@@ -469,7 +469,7 @@ bool Connection::transactionStep(const QString& sql)
     return false;
 }
 
-bool Connection::beginTrans(int)
+bool Connection::beginTrans()
 {
     if (!m_open) return false;
     ensureLive();
@@ -495,7 +495,7 @@ bool Connection::beginTrans(int)
     return true;
 }
 
-bool Connection::commitTrans(int)
+bool Connection::commitTrans()
 {
     if (m_spDepth == 0) return false;
     if (m_spDepth == 1 && m_virtualSavepoint) {
@@ -518,7 +518,7 @@ bool Connection::commitTrans(int)
     return ok;
 }
 
-bool Connection::rollbackTrans(int)
+bool Connection::rollbackTrans()
 {
     if (m_spDepth == 0) return false;
     const bool virtualLevel = m_spDepth == 1 && m_virtualSavepoint;
@@ -544,9 +544,9 @@ bool Connection::rollbackTrans(int)
     return ok;
 }
 
-void Connection::idle(int flags)
+void Connection::idle()
 {
-    m_engine->idle(m_db, flags);
+    m_engine->idle(m_db);
     touch();
 }
 
@@ -583,7 +583,7 @@ bool Connection::lockWithRetry(const AskAgain& askAgain)
 {
     for (;;) {
         for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
-            if (lockMaster(3, attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
+            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
         if (!askAgain || !askAgain()) return false;
         touch();
     }

@@ -92,12 +92,12 @@ public:
     // text, NULL as empty text.
     QString historyText(const ColumnDef& c, const QVariant& value) const;
 
-    // Master lock, transactions (mode 3 is the only mode in use). The lock waits at most
-    // `waitMs` for another holder to finish; refused otherwise.
-    bool lockMaster(int mode = 3, int waitMs = 0);
+    // The master lock and its transaction. The lock waits at most `waitMs` for another holder
+    // to finish; refused otherwise.
+    bool lockMaster(int waitMs = 0);
     // Commits the locked transaction and frees the lock; false when the commit failed
     // (nothing was kept then; lastError() says why).
-    bool unlockMaster(int mode = 3);
+    bool unlockMaster();
     bool hasMasterLock() const { return m_lockDepth > 0; }
 
     // Every write takes the master lock the same way: one try, then kQuietLockTries quiet
@@ -119,14 +119,13 @@ public:
     LockedWrite writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain = {});
     bool openMasterTable(int table);
     void closeMasterTable(int table);
-    bool beginTrans(int mode = 3);
-    bool commitTrans(int mode = 3);
-    bool rollbackTrans(int mode = 3);
+    bool beginTrans();
+    bool commitTrans();
+    bool rollbackTrans();
     bool inTransaction() const { return m_spDepth > 0; }
 
-    // Drop cached state so that the next read sees other users' writes
-    // (8 refreshes the cache, 1 frees locks).
-    void idle(int flags = 8);
+    // Drop cached state so that the next read sees other users' writes.
+    void idle();
     quint64 generation() const { return m_generation; }
     void touch() { ++m_generation; }
 

@@ -67,7 +67,7 @@ public:
     virtual bool rollbackAndBegin(QSqlDatabase& db) = 0;
 
     // Forget cached state so the next read sees other users' writes.
-    virtual void idle(QSqlDatabase& db, int flags) = 0;
+    virtual void idle(QSqlDatabase& db) = 0;
 
     // How a boolean literal is written in SQL text handed to `execute`.
     virtual QString boolLiteral(bool v) const = 0;

@@ -194,7 +194,7 @@ public:
 
     // Every statement outside a transaction reads what others committed; the recordsets drop
     // their windows through the connection's generation counter.
-    void idle(QSqlDatabase&, int) override {}
+    void idle(QSqlDatabase&) override {}
 
     QString boolLiteral(bool v) const override { return v ? QStringLiteral("TRUE") : QStringLiteral("FALSE"); }
 

@@ -230,7 +230,7 @@ public:
     bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
     bool rollbackAndBegin(QSqlDatabase& db) override { return rollback(db) && beginPlain(db); }
 
-    void idle(QSqlDatabase&, int) override
+    void idle(QSqlDatabase&) override
     {
         // SQLite re-reads changed pages by itself; the recordsets drop their windows through
         // the connection's generation counter.

@@ -166,7 +166,7 @@ void ComboFill(ListRef list, Recordset& rs, const QString& textField, const QStr
 
     rs.setIndex(QString());
     // Other readers must see what was just read as current, not a cached state.
-    if (Connection* c = module().connection()) c->idle(8);
+    if (Connection* c = module().connection()) c->idle();
 }
 
 bool ComboSelectByData(ListRef list, int data, std::optional<int> second)

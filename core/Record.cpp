@@ -161,9 +161,9 @@ int cDDXRecord::OpenExcMasterTable()
 {
     Connection* c = connection();
     if (!c->lockWithRetry(lockQuestion())) return 1;
-    c->idle(8);
+    c->idle();
     if (c->openMasterTable(tableNumber())) return 0;
-    c->unlockMaster(3);
+    c->unlockMaster();
     return 1;
 }
 
@@ -172,7 +172,7 @@ int cDDXRecord::CloseExcMasterTable()
     Connection* c = connection();
     c->closeMasterTable(tableNumber());
     // Releasing the lock commits; a commit that failed kept nothing.
-    if (c->unlockMaster(3)) return 0;
+    if (c->unlockMaster()) return 0;
     reportFailure("CommitTrans", c->lastError());
     return 1;
 }

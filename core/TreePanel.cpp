@@ -218,7 +218,7 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
                                                                 : QTreeWidgetItem::DontShowIndicatorWhenChildless);
     }
     rs.setIndex(QString());
-    c->idle(8);
+    c->idle();
 }
 
 void TreePanel::ensureChildren(QTreeWidgetItem* node)

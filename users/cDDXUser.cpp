@@ -41,16 +41,16 @@ bool cDDXUser::afterNativeWrite()
     // The reminders may fail without failing the user's save: a savepoint of their own
     // leaves the events as they were.
     Connection* c = connection();
-    if (!c->beginTrans(3)) return true;
+    if (!c->beginTrans()) return true;
     bool ok = false;
     try {
         ok = MaintainExpiryReminders();
     } catch (const std::exception&) {
         ok = false;
     }
-    if (ok) ok = c->commitTrans(3);
+    if (ok) ok = c->commitTrans();
     if (!ok) {
-        c->rollbackTrans(3);
+        c->rollbackTrans();
         module().errors().Clear();
     }
     return true;

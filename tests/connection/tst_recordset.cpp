@@ -89,8 +89,8 @@ void tst_recordset::initTestCase()
     // 40 parents with 5 names each, repeated, so that ties fall back to the key; a few rows
     // without a name, which sort first within their parent.
     std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
-    QVERIFY(m_c->lockMaster(3));
-    QVERIFY(m_c->beginTrans(3));
+    QVERIFY(m_c->lockMaster());
+    QVERIFY(m_c->beginTrans());
     for (int i = 0; i < kGenerated; ++i) {
         rs->addNew();
         rs->setField("parent_id", 100 + i % 40);
@@ -98,8 +98,8 @@ void tst_recordset::initTestCase()
         rs->setField("prefix", QString("gen_%1").arg(i % 13));
         QVERIFY2(rs->update(), qPrintable(rs->lastError()));
     }
-    QVERIFY(m_c->commitTrans(3));
-    m_c->unlockMaster(3);
+    QVERIFY(m_c->commitTrans());
+    m_c->unlockMaster();
     QCOMPARE(m_c->select("SELECT COUNT(*), COUNT(name) FROM qnd_auth_unit WHERE parent_id>=100").first(),
              (QVariantList{kGenerated, kGenerated - 30}));
 }
@@ -322,11 +322,11 @@ void tst_recordset::hungarianOrder()
     // Accented vowels beside their plain letters, the double letters (cs, zs) and ö after o,
     // as a Hungarian reader expects; byte order would put every accented name after "Z".
     const QStringList names = {"Zsolt", "Ödön", "Éva", "Csaba", "Ábel", "Olga", "Zoltán", "Attila", "Cukor", "Emese"};
-    QVERIFY(m_c->lockMaster(3));
+    QVERIFY(m_c->lockMaster());
     for (const QString& n : names)
         QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (?, 900, ?)",
                              {m_c->newKey(Tables::AuthUnit), n}));
-    QVERIFY(m_c->unlockMaster(3));
+    QVERIFY(m_c->unlockMaster());
     std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
     rs->setIndex("real_parent_id_2");
     QVERIFY(rs->seek({900}));
@@ -357,7 +357,7 @@ void tst_recordset::idleShowsAnotherUsersWrites()
     // The rows read ahead still answer until the cache is dropped; then the write shows.
     QVERIFY(rs->seek({24}));
     QCOMPARE(rs->field("name").toString(), before);
-    m_c->idle(8);
+    m_c->idle();
     QVERIFY(rs->seek({24}));
     QCOMPARE(rs->field("name").toString(), QString("Másik gépen írva"));
     QVERIFY(other->execute("UPDATE qnd_auth_unit SET name=? WHERE id=24", {before}));
@@ -372,11 +372,11 @@ void tst_recordset::newKeys()
         seen << k;
     }
     // Keys handed out but not stored stay used, even after a rollback.
-    QVERIFY(m_c->lockMaster(3));
-    QVERIFY(m_c->beginTrans(3));
+    QVERIFY(m_c->lockMaster());
+    QVERIFY(m_c->beginTrans());
     const int rolledBack = m_c->newKey(Tables::AuthUnit);
-    QVERIFY(m_c->rollbackTrans(3));
-    m_c->unlockMaster(3);
+    QVERIFY(m_c->rollbackTrans());
+    m_c->unlockMaster();
     QVERIFY(m_c->newKey(Tables::AuthUnit) > rolledBack);
 
     QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (1000000, 0, 'magas')"));

@@ -115,7 +115,7 @@ void tst_record::unconfirmedIsRefusedWithoutLocking()
     // Another connection holds the lock: a try to take it would end in the lock question.
     QString err;
     auto holder = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
-    QVERIFY(holder && holder->lockMaster(3));
+    QVERIFY(holder && holder->lockMaster());
     bool asked = false;
     onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 300);
 
@@ -137,7 +137,7 @@ void tst_record::unconfirmedIsRefusedWithoutLocking()
     }
     QVERIFY(!asked);
     QCOMPARE(row(22)["name"].toString(), QString("Új kimutatás"));
-    holder->unlockMaster(3);
+    holder->unlockMaster();
     QVERIFY(released());
     resetModalDriver(); // the guard found nothing to answer
 }

@@ -111,8 +111,8 @@ bool TestDatabase::released(Connection& c) const
 {
     QString err;
     auto other = Connection::openDatabase(m_target, Connection::DemoData::None, &err);
-    const bool free = other && other->lockMaster(3);
-    if (free) other->unlockMaster(3);
+    const bool free = other && other->lockMaster();
+    if (free) other->unlockMaster();
     return free && !c.hasMasterLock() && !c.inTransaction();
 }
 
