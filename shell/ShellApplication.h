@@ -17,4 +17,11 @@ private:
     QTranslator m_qtTexts;
 };
 
+// The same for a command that needs no window: no display, no widgets, Hungarian all the same.
+class ConsoleApplication : public QCoreApplication {
+    Q_OBJECT
+public:
+    ConsoleApplication(int& argc, char** argv);
+};
+
 } // namespace NexoFrame::Shell

@@ -69,6 +69,13 @@ QString helpText()
     return text;
 }
 
+bool windowless(const QStringList& arguments)
+{
+    Options o;
+    QString error;
+    return !parseOptions(arguments, &o, &error) || o.action != Options::Action::Run;
+}
+
 bool parseOptions(const QStringList& arguments, Options* o, QString* error)
 {
     QCommandLineParser p;

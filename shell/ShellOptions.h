@@ -30,6 +30,10 @@ struct Options {
 // they do not make sense together.
 bool parseOptions(const QStringList& arguments, Options* options, QString* error);
 
+// Whether the command line asks for something that needs no window (and so no display):
+// anything but running the shell, a command line that does not parse included.
+bool windowless(const QStringList& arguments);
+
 // The Hungarian usage text.
 QString helpText();
 

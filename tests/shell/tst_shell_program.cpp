@@ -47,6 +47,7 @@ private slots:
     void serverRefusalsExitWithOne();
     void twoShellsMakingOneDatabaseAtOnce();
     void readerRoleCommands();
+    void commandsRunWithoutADisplay();
 };
 
 void TstShellProgram::badCommandLinesAreRefused_data()
@@ -286,6 +287,42 @@ void TstShellProgram::readerRoleCommands()
     QVERIFY(!ReaderRole::store(f.dbPath(), TestDatabase::programRole(), QStringLiteral("x"), &err));
     QVERIFY2(ReaderRole::store(f.dbPath(), role, password, &err), qPrintable(err));
     QVERIFY2(ReadOnlySource::open(*f.db, &err), qPrintable(err));
+}
+
+// Commands that need no window run where there is no display at all (cron, a systemd timer,
+// ssh): no DISPLAY, no WAYLAND_DISPLAY, no QT_QPA_PLATFORM; each ends with its exit status.
+void TstShellProgram::commandsRunWithoutADisplay()
+{
+    ShellFixture f;
+    QVERIFY(f.open());
+    const QString bin = qEnvironmentVariable("NEXO_TEST_BIN");
+    auto run = [&](const QStringList& args, QString* said) {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
+        p.setProcessEnvironment(env);
+        p.setProcessChannelMode(QProcess::MergedChannels);
+        p.start(bin + QStringLiteral("/nexo-shell"), args);
+        if (!p.waitForFinished(60000)) return -1;
+        *said = QString::fromUtf8(p.readAll());
+        return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+    };
+    QString said;
+    QCOMPARE(run({"--help"}, &said), 0);
+    QVERIFY2(said.contains(QStringLiteral("Kilépési kódok")), qPrintable(said));
+    QCOMPARE(run({"--nincs-ilyen"}, &said), 1);
+    QVERIFY2(said.contains(QStringLiteral("Ismeretlen kapcsoló")), qPrintable(said));
+    const QString lib = bin + QStringLiteral("/libNexoFrame.so");
+    QCOMPARE(run({"--register", lib}, &said), 0);
+    QVERIFY2(said.contains(QStringLiteral("A modul regisztrálva")), qPrintable(said));
+    QCOMPARE(run({"--unregister", lib}, &said), 0);
+    QVERIFY2(said.contains(QStringLiteral("regisztrációja törölve")), qPrintable(said));
+    if (testingPostgres()) {
+        QCOMPARE(run({"--create-reader", "--db", f.database.adminTarget()}, &said), 0);
+    } else {
+        QCOMPARE(run({"--create-reader", "--db", f.dbPath()}, &said), 1);
+        QVERIFY2(said.contains(QStringLiteral("csak PostgreSQL")), qPrintable(said));
+    }
 }
 
 int main(int argc, char** argv)
