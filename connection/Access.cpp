@@ -1,6 +1,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "Recordset.h"
+#include "SettingKeys.h"
 
 namespace NexoFrame {
 
@@ -131,7 +132,7 @@ QString holdsAnySql(const QString& alias, RoleSet roles)
 
 QString roleName(Connection& c, int slot)
 {
-    const QString name = c.readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_%1").arg(slot)).remove(QLatin1Char(':')).trimmed();
+    const QString name = c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(slot)).remove(QLatin1Char(':')).trimmed();
     return name.isEmpty() ? QStringLiteral("Szerepkör %1").arg(slot) : name;
 }
 

@@ -2,6 +2,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "Recordset.h"
+#include "SettingKeys.h"
 #include <QDateTime>
 #include <QFile>
 #include <QHash>
@@ -16,7 +17,6 @@ namespace NexoFrame {
 namespace {
 
 const QString kFormat = QStringLiteral("nexoframe-beallitasok");
-const QString kSettings = QStringLiteral("MAINFRAME");
 
 // What goes into the file of each table, in the order the import needs them: the groups
 // first, so that the groups' visibility rules can name groups the file adds.
@@ -250,8 +250,6 @@ QHash<int, QString> liveGroupNames(Connection& c)
     return names;
 }
 
-QString roleSettingKey(int slot) { return QStringLiteral("CUE_NAME_%1").arg(slot); }
-
 // Works the file out against the database; with `write`, inside the caller's transaction,
 // makes the database hold what the file holds.
 class Importer {
@@ -277,7 +275,7 @@ private:
             if (names[i].isNull()) continue;
             if (!names[i].isString()) throw Damaged{QStringLiteral("A szerepkörök neveinek listája sérült.")};
             const QString wanted = names[i].toString();
-            const QString now = m_c.readSetting(kSettings, roleSettingKey(i), QStringLiteral("\x01"));
+            const QString now = m_c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
             ConfigChange ch;
             ch.section = QStringLiteral("Szerepkörök nevei");
             ch.what = QStringLiteral("%1. szerepkör").arg(i);
@@ -286,7 +284,7 @@ private:
             } else {
                 ch.kind = now == QStringLiteral("\x01") ? ConfigChange::Add : ConfigChange::Change;
                 ch.details << QStringLiteral("név: %1 → %2").arg(ch.kind == ConfigChange::Add ? QStringLiteral("nincs") : shown(now), shown(wanted));
-                if (m_write && !m_c.writeSetting(kSettings, roleSettingKey(i), wanted))
+                if (m_write && !m_c.writeSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), wanted))
                     throw DbError(m_c.editRecordset(Tables::Settings).lastError());
             }
             m_changes << ch;
@@ -586,7 +584,7 @@ bool exportConfig(Connection& c, const QString& path, QString* error)
         doc.insert(QStringLiteral("database"), c.databaseName());
         QJsonArray roles;
         for (int i = 0; i < RoleSet::kSlots; ++i) {
-            const QString n = c.readSetting(kSettings, roleSettingKey(i), QStringLiteral("\x01"));
+            const QString n = c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
             roles << (n == QStringLiteral("\x01") ? QJsonValue() : QJsonValue(n));
         }
         doc.insert(QStringLiteral("role_names"), roles);

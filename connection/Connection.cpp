@@ -2,6 +2,7 @@
 #include "Secrets.h"
 #include "ReaderRole.h"
 #include "RightsPath.h"
+#include "SettingKeys.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -237,7 +238,7 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
                 return fail(!failure.isEmpty() ? failure : !why.isEmpty() ? why : QStringLiteral("Az adatbázis szerkezete nem menthető."));
             }
         }
-        m_systemEdit = readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("SystemEdit"), QStringLiteral("0"))
+        m_systemEdit = readSetting(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
             != QLatin1String("0");
     } catch (const DbError& e) {
         m_createdSchema = false;
@@ -747,9 +748,8 @@ QString Connection::readerTarget(QString* error) const
     auto* self = const_cast<Connection*>(this);
     QString role, password;
     try {
-        const QString section = QString::fromLatin1(SettingKeys::kSection);
-        role = self->readSetting(section, QString::fromLatin1(SettingKeys::kReaderRole));
-        password = self->readSetting(section, QString::fromLatin1(SettingKeys::kReaderPassword));
+        role = self->readSetting(SettingKeys::kMainframe, SettingKeys::kReaderRole);
+        password = self->readSetting(SettingKeys::kMainframe, SettingKeys::kReaderPassword);
     } catch (const DbError& e) {
         if (error) *error = ReaderRole::missingMessage(e.message());
         return {};
@@ -775,7 +775,7 @@ QString Connection::programRole() const
 
 bool Connection::userManagementLocal()
 {
-    return readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("0"))
+    return readSetting(SettingKeys::kMainframe, SettingKeys::kCentralUserManagement, QStringLiteral("0"))
         == QLatin1String("0");
 }
 

@@ -1,5 +1,6 @@
 #include "Access.h"
 #include "Connection.h"
+#include "SettingKeys.h"
 #include <QDateTime>
 #include <initializer_list>
 #include <tuple>
@@ -82,13 +83,14 @@ void Connection::createDemoData()
         Writer w(*this);
         const char* roleNames[] = {"Adminisztrátor:", "Vezető:", "Könyvelő:", "Értékesítő:", "Raktáros:",
                                    "Gépkocsivezető:", "Ügyintéző:", "Kontroller:", "Vendég:"};
+        const auto setting = [&w](QLatin1StringView section, const QString& key, const QString& value) {
+            w.row(Tables::Settings, {{"section", QString(section)}, {"key_name", key}, {"value", value}});
+        };
         for (int i = 1; i < RoleSet::kSlots; ++i)
-            w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")},
-                                     {"key_name", QStringLiteral("CUE_NAME_%1").arg(i)},
-                                     {"value", QString::fromUtf8(roleNames[i - 1])}});
-        w.row(Tables::Settings, {{"section", QStringLiteral("KMN")}, {"key_name", QStringLiteral("Nap")}, {"value", QStringLiteral("3")}});
-        w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")}, {"key_name", QStringLiteral("CentralUserManagement")}, {"value", QStringLiteral("0")}});
-        w.row(Tables::Settings, {{"section", QStringLiteral("MAINFRAME")}, {"key_name", QStringLiteral("SystemEdit")}, {"value", QStringLiteral("0")}});
+            setting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QString::fromUtf8(roleNames[i - 1]));
+        setting(SettingKeys::kCompany, SettingKeys::kReminderDays, QStringLiteral("3"));
+        setting(SettingKeys::kMainframe, SettingKeys::kCentralUserManagement, QStringLiteral("0"));
+        setting(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"));
 
         // Groups: the administrators hold every slot, the others one or two.
         struct G { int id; const char* name; std::vector<int> grants; };
@@ -354,8 +356,7 @@ void Connection::createDemoData()
             {"WWW", "www.quandra-demo.hu"}, {"Bankfiok", "OTP Bank, Budapest XI. kerület"},
             {"Szamlaszam", "11773016-01234567-00000000"}, {"Adoszam", "12345678-2-43"}};
         for (const auto& [key, value] : company)
-            w.row(Tables::Settings, {{"section", QStringLiteral("KMN")}, {"key_name", QString::fromLatin1(key)},
-                                     {"value", QString::fromUtf8(value)}});
+            setting(SettingKeys::kCompany, QString::fromLatin1(key), QString::fromUtf8(value));
 
         // The partner module's tables: the own company, postal codes with the capital's
         // districts, and road distances between cities.

@@ -1,11 +1,10 @@
 #include "LoginGuard.h"
 #include "Connection.h"
+#include "SettingKeys.h"
 
 namespace NexoFrame {
 
 namespace {
-
-const QString kSection = QStringLiteral("MAINFRAME");
 
 const TableDef& failures() { return *Schema::instance().table(Tables::LoginFailure); }
 
@@ -21,13 +20,13 @@ void LoginGuard::setClock(Clock clock)
 int LoginGuard::setting(const QString& key, int defaultValue)
 {
     bool ok = false;
-    const int v = m_c.readSetting(kSection, key, QString::number(defaultValue)).trimmed().toInt(&ok);
+    const int v = m_c.readSetting(SettingKeys::kMainframe, key, QString::number(defaultValue)).trimmed().toInt(&ok);
     if (!ok) return defaultValue;
     return std::max(0, v);
 }
 
-int LoginGuard::maxFailures() { return setting(QStringLiteral("LoginMaxFailures"), 5); }
-int LoginGuard::lockMinutes() { return setting(QStringLiteral("LoginLockMinutes"), 15); }
+int LoginGuard::maxFailures() { return setting(SettingKeys::kLoginMaxFailures, 5); }
+int LoginGuard::lockMinutes() { return setting(SettingKeys::kLoginLockMinutes, 15); }
 
 QString LoginGuard::keyOf(const QString& name)
 {

@@ -1,5 +1,6 @@
 #include "Secrets.h"
 #include "Connection.h"
+#include "SettingKeys.h"
 
 namespace NexoFrame::Secrets {
 
@@ -17,12 +18,12 @@ const Column kColumns[] = {
 };
 
 struct Setting {
-    const char* section;
-    const char* key;
+    QLatin1StringView section;
+    QLatin1StringView key;
 };
 
 const Setting kSettings[] = {
-    {SettingKeys::kSection, SettingKeys::kReaderPassword},
+    {SettingKeys::kMainframe, SettingKeys::kReaderPassword},
 };
 
 const QString kKey1 = QStringLiteral("n3x0-titok-7q");
@@ -57,8 +58,7 @@ QStringList secretColumnsOf(const QString& table)
 bool isSecretSetting(const QString& section, const QString& key)
 {
     for (const Setting& s : kSettings)
-        if (section.compare(QLatin1String(s.section), Qt::CaseInsensitive) == 0
-            && key.compare(QLatin1String(s.key), Qt::CaseInsensitive) == 0)
+        if (section.compare(s.section, Qt::CaseInsensitive) == 0 && key.compare(s.key, Qt::CaseInsensitive) == 0)
             return true;
     return false;
 }

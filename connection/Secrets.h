@@ -30,14 +30,4 @@ QString unseal(const QString& stored);
 
 } // namespace Secrets
 
-namespace SettingKeys {
-// The server's reader role: its name (a plain setting) and its password (a secret).
-inline constexpr const char* kSection = "MAINFRAME";
-inline constexpr const char* kReaderRole = "ReaderRole";
-inline constexpr const char* kReaderPassword = "ReaderPassword";
-// How many links the reader role may hold at once (every preview, list and printed report
-// opens its own).
-inline constexpr const char* kReaderConnectionLimit = "ReaderConnectionLimit";
-} // namespace SettingKeys
-
 } // namespace NexoFrame

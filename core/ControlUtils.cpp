@@ -3,6 +3,7 @@
 #include "Module.h"
 #include "Recordset.h"
 #include "RuntimeError.h"
+#include "SettingKeys.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -244,7 +245,7 @@ QVariant NullTo(const QVariant& value, QMetaType wanted)
 
 QVariant ReadSetting(const QString& key, const QVariant& defaultValue)
 {
-    return shared().readSetting(QStringLiteral("KMN"), key, defaultValue.toString());
+    return shared().readSetting(SettingKeys::kCompany, key, defaultValue.toString());
 }
 
 // --- partner lookups -----------------------------------------------------------------------

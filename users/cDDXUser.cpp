@@ -4,6 +4,7 @@
 #include "DriverRecords.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "SettingKeys.h"
 #include "cMessage2.h"
 #include "frmUser.h"
 
@@ -88,7 +89,7 @@ bool cDDXUser::MaintainExpiryReminders()
 {
     Connection* c = connection();
     bool numeric = false;
-    int lead = c->readSetting(QStringLiteral("KMN"), QStringLiteral("Nap"), QStringLiteral("3")).trimmed().toInt(&numeric);
+    int lead = c->readSetting(SettingKeys::kCompany, SettingKeys::kReminderDays, QStringLiteral("3")).trimmed().toInt(&numeric);
     if (!numeric) lead = 3;
     const int partner = OwnPartnerId();
     if (partner < 0) return true;
