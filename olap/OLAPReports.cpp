@@ -7,6 +7,7 @@
 #include "OlapRun.h"
 #include "PreviewExport.h"
 #include "Recordset.h"
+#include "RightsKeys.h"
 #include "cDDXOlapReport.h"
 #include "cMessage2.h"
 #include <QAction>
@@ -100,9 +101,9 @@ void OLAPReports::GetAuthorisation()
     // Asked quietly: the answers only choose between the full panel and the viewer.
     Connection* c = module().connection();
     const int user = module().currentUserId();
-    m_rights = {c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_add")),
-                c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_mod")),
-                c->rightsTest(user, QStringLiteral("vtk_controlling_olap_report_del"))};
+    m_rights = {c->rightsTest(user, RightsKeys::kOlapReportAdd),
+                c->rightsTest(user, RightsKeys::kOlapReportModify),
+                c->rightsTest(user, RightsKeys::kOlapReportDelete)};
 }
 
 void OLAPReports::InitializePanel()
@@ -138,8 +139,8 @@ bool OLAPReports::holdsDefinitionRight()
 {
     Connection* c = module().connection();
     const int user = module().currentUserId();
-    for (const char* key : {"vtk_controlling_olap_report_add", "vtk_controlling_olap_report_mod", "vtk_controlling_olap_report_del"})
-        if (c->rightsTest(user, QString::fromLatin1(key))) return true;
+    for (QLatin1StringView key : {RightsKeys::kOlapReportAdd, RightsKeys::kOlapReportModify, RightsKeys::kOlapReportDelete})
+        if (c->rightsTest(user, key)) return true;
     return false;
 }
 
@@ -188,7 +189,7 @@ bool OLAPReports::baseRefused(int id)
 
 bool OLAPReports::canCreateUnder(int parentId)
 {
-    if (!testRight(QStringLiteral("vtk_controlling_olap_report_add"))) return false;
+    if (!testRight(RightsKeys::kOlapReportAdd)) return false;
     if (parentId > 0 && typeOf(parentId) != cDDXOlapReport::Folder) {
         module().message().MsgWarning(kUnderReport);
         return false;
@@ -198,12 +199,12 @@ bool OLAPReports::canCreateUnder(int parentId)
 
 bool OLAPReports::canModify(int id)
 {
-    return !baseRefused(id) && testRight(QStringLiteral("vtk_controlling_olap_report_mod"));
+    return !baseRefused(id) && testRight(RightsKeys::kOlapReportModify);
 }
 
 bool OLAPReports::canDelete(int id)
 {
-    return !baseRefused(id) && testRight(QStringLiteral("vtk_controlling_olap_report_del"));
+    return !baseRefused(id) && testRight(RightsKeys::kOlapReportDelete);
 }
 
 void OLAPReports::CopyReport()
@@ -221,7 +222,7 @@ void OLAPReports::PasteReport()
     r.step([this] {
         const int folder = SelectedId();
         if (m_copySource < 1 || (folder != 0 && typeOf(folder) != cDDXOlapReport::Folder)) return;
-        if (!testRight(QStringLiteral("vtk_controlling_olap_report_add"))) return;
+        if (!testRight(RightsKeys::kOlapReportAdd)) return;
         cDDXOlapReport copy;
         if (!copy.CoreLoad(m_copySource)) return;
         copy.SetDataToClone();

@@ -6,6 +6,7 @@
 #include "RuntimeError.h"
 #include "ReportCatalogue.h"
 #include "Recordset.h"
+#include "RightsKeys.h"
 #include <QDir>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -26,11 +27,11 @@ ListWizrads::ListWizrads(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.L
 const QList<std::pair<QString, QByteArray>>& ListWizrads::rights()
 {
     static const QList<std::pair<QString, QByteArray>> list{
-        {QStringLiteral("vtk_controlling_list_wizard_edit"), "CanEdit"},
-        {QStringLiteral("vtk_controlling_list_wizard_edit_all"), "CanEditAll"},
-        {QStringLiteral("vtk_controlling_list_wizard_print"), "CanPrint"},
-        {QStringLiteral("vtk_controlling_list_wizard_export"), "CanExport"},
-        {QStringLiteral("vtk_controlling_list_wizard_param"), "CanSetParameters"}};
+        {RightsKeys::kListEdit, "CanEdit"},
+        {RightsKeys::kListEditAll, "CanEditAll"},
+        {RightsKeys::kListPrint, "CanPrint"},
+        {RightsKeys::kListExport, "CanExport"},
+        {RightsKeys::kListParameters, "CanSetParameters"}};
     return list;
 }
 

@@ -4,6 +4,7 @@
 #include "ErrorList.h"
 #include "LoginGuard.h"
 #include "Module.h"
+#include "RightsKeys.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
 #include "cMessage2.h"
@@ -54,8 +55,6 @@ int columnOf(const BrowseViewDef& view, const char* column)
         if (view.columns[i].column == QLatin1String(column)) return i;
     return -1;
 }
-
-const QString kModifyUser = QStringLiteral("mainframe_base_user_mod");
 
 // A locked user's name in the colour of refusals, and the lock's end beside the barred mark
 // (both keep him out, so they share a column).
@@ -152,18 +151,18 @@ void Users::InitializeSite()
     titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
     if (c->userManagementLocal()) {
         buildCommands(cmd_bar_class, popup,
-                      {{QStringLiteral("Új csoport"), QStringLiteral("Új csoport"), QStringLiteral("mainframe_base_user_group_new"), &Users::NewGroup},
+                      {{QStringLiteral("Új csoport"), QStringLiteral("Új csoport"), RightsKeys::kGroupNew, &Users::NewGroup},
                        {QStringLiteral("Csoport módosítása"), QStringLiteral("Csoportok módosítása"),
-                        QStringLiteral("mainframe_base_user_group_mod"), &Users::ModifyGroup},
+                        RightsKeys::kGroupModify, &Users::ModifyGroup},
                        {QStringLiteral("Csoport törlése"), QStringLiteral("Csoportok törlése"),
-                        QStringLiteral("mainframe_base_user_group_del"), &Users::DeleteGroup}});
+                        RightsKeys::kGroupDelete, &Users::DeleteGroup}});
         buildCommands(cmd_bar_class_1, popup_1,
-                      {{QStringLiteral("Új felhasználó"), QStringLiteral("Új felhasználó"), QStringLiteral("mainframe_base_user_new"), &Users::NewUser},
+                      {{QStringLiteral("Új felhasználó"), QStringLiteral("Új felhasználó"), RightsKeys::kUserNew, &Users::NewUser},
                        {QStringLiteral("Felhasználó módosítása"), QStringLiteral("Felhasználó módosítása"),
-                        QStringLiteral("mainframe_base_user_mod"), &Users::ModifyUser},
+                        RightsKeys::kUserModify, &Users::ModifyUser},
                        {QStringLiteral("Felhasználó törlése"), QStringLiteral("Felhasználó törlése"),
-                        QStringLiteral("mainframe_base_user_del"), &Users::DeleteUser},
-                       {QStringLiteral("Zárolás feloldása"), QStringLiteral("Zárolás feloldása"), kModifyUser,
+                        RightsKeys::kUserDelete, &Users::DeleteUser},
+                       {QStringLiteral("Zárolás feloldása"), QStringLiteral("Zárolás feloldása"), RightsKeys::kUserModify,
                         &Users::UnlockUser}});
         cmd_unlock = cmd_bar_class_1->actions().value(3);
         mnu_unlock = popup_1->actions().value(3);
@@ -227,19 +226,19 @@ void Users::remove(BrowseView* list, const QString& right, std::unique_ptr<cDDXR
 void Users::NewGroup()
 {
     StepRunner r = runner("NewGroup");
-    r.step([this] { showNew(brw_item, QStringLiteral("mainframe_base_user_group_new"), std::make_unique<cDDXUserGroup>()); });
+    r.step([this] { showNew(brw_item, RightsKeys::kGroupNew, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::ModifyGroup()
 {
     StepRunner r = runner("ModifyGroup");
-    r.step([this] { modify(brw_item, QStringLiteral("mainframe_base_user_group_mod"), std::make_unique<cDDXUserGroup>()); });
+    r.step([this] { modify(brw_item, RightsKeys::kGroupModify, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::DeleteGroup()
 {
     StepRunner r = runner("DeleteGroup");
-    r.step([this] { remove(brw_item, QStringLiteral("mainframe_base_user_group_del"), std::make_unique<cDDXUserGroup>()); });
+    r.step([this] { remove(brw_item, RightsKeys::kGroupDelete, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::NewUser()
@@ -250,20 +249,20 @@ void Users::NewUser()
         if (group < 1) return;
         auto user = std::make_unique<cDDXUser>();
         user->set_user_group_id(group);
-        showNew(brw_item_1, QStringLiteral("mainframe_base_user_new"), std::move(user));
+        showNew(brw_item_1, RightsKeys::kUserNew, std::move(user));
     });
 }
 
 void Users::ModifyUser()
 {
     StepRunner r = runner("ModifyUser");
-    r.step([this] { modify(brw_item_1, kModifyUser, std::make_unique<cDDXUser>()); });
+    r.step([this] { modify(brw_item_1, RightsKeys::kUserModify, std::make_unique<cDDXUser>()); });
 }
 
 void Users::DeleteUser()
 {
     StepRunner r = runner("DeleteUser");
-    r.step([this] { remove(brw_item_1, QStringLiteral("mainframe_base_user_del"), std::make_unique<cDDXUser>()); });
+    r.step([this] { remove(brw_item_1, RightsKeys::kUserDelete, std::make_unique<cDDXUser>()); });
 }
 
 void Users::UnlockUser()
@@ -272,7 +271,7 @@ void Users::UnlockUser()
     r.step([this] {
         const QModelIndex current = brw_item_1->table()->currentIndex();
         const QString name = current.isValid() ? userNameAt(current.row()) : QString();
-        if (!m_guard || !locks().contains(name) || !testRight(kModifyUser)) return;
+        if (!m_guard || !locks().contains(name) || !testRight(RightsKeys::kUserModify)) return;
         m_guard->clear(name);
         brw_item_1->refresh();
     });

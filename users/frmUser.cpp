@@ -4,6 +4,7 @@
 #include "ErrorList.h"
 #include "Module.h"
 #include "QuickPick.h"
+#include "RightsKeys.h"
 #include "SettingKeys.h"
 #include "cDDXUser.h"
 #include <QCheckBox>
@@ -143,7 +144,7 @@ bool frmUser::DisplayData()
     txt_tax_number->setText(u->tax_number());
     // Without the right the password is only seen masked and cannot be changed.
     const bool mayChange =
-        module().connection()->rightsTest(module().currentUserId(), QStringLiteral("mainframe_base_user_change_passorw"));
+        module().connection()->rightsTest(module().currentUserId(), RightsKeys::kUserChangePassword);
     txt_password->setEnabled(mayChange);
     txt_password_2->setEnabled(mayChange);
     return true;
