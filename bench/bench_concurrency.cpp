@@ -59,7 +59,7 @@ void run(const QString& engine, const QString& target)
     QStringList shared;
     if (!c->lockMaster()) fail("lock");
     for (int i = 0; i < 5; ++i) {
-        const int id = c->newKey(Tables::AuthUnit);
+        const int id = c->keys().newKey(Tables::AuthUnit);
         if (!c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix) VALUES (?, 500, ?, 'shared')",
                         {id, QString("közös %1").arg(i)}, &err))
             fail(err);

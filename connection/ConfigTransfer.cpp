@@ -399,7 +399,7 @@ private:
                 f.id = target[match].id;
             } else {
                 // Keyed as if made in the panel: an installation's item is not base structure there.
-                f.id = m_write ? m_c.newOwnKey(s.table, m_c.systemEdit()) : -(n + 1);
+                f.id = m_write ? m_c.keys().newOwnKey(s.table, m_c.systemEdit()) : -(n + 1);
             }
             idOfKey.insert(f.key, f.id);
             file << f;
@@ -539,7 +539,7 @@ private:
         for (const QJsonValue& e : children) {
             const QJsonObject o = e.toObject();
             rs.addNew();
-            rs.setField(t.primaryKey, m_c.newOwnKey(t.number, m_c.systemEdit()));
+            rs.setField(t.primaryKey, m_c.keys().newOwnKey(t.number, m_c.systemEdit()));
             rs.setField(QString::fromLatin1(s.childLink), ownerId);
             for (auto it = o.begin(); it != o.end(); ++it) rs.setField(it.key(), toVariant(*t.column(it.key()), it.value()));
             if (!rs.update()) throw DbError(rs.lastError());

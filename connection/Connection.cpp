@@ -23,7 +23,7 @@ QAtomicInt g_connectionCounter;
 } // namespace
 
 Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
-    : QObject(parent), m_engine(std::move(engine))
+    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this))
 {
     m_connectionName = QStringLiteral("nexo_connection_%1").arg(g_connectionCounter.fetchAndAddOrdered(1));
 }
@@ -336,44 +336,6 @@ QSqlQuery& Connection::prepared(const QString& sql)
     }
 }
 
-int Connection::newKey(int table, const QString& column, const QString&) { return newKeys(table, 1, column); }
-
-bool Connection::hasDeliveredBase(int table)
-{
-    return table == Tables::Menu || table == Tables::OlapReport || table == Tables::OlapReportField;
-}
-
-int Connection::newOwnKey(int table, bool systemEdit, const QString& column)
-{
-    return handOutKeys(table, 1, column, systemEdit || !hasDeliveredBase(table) ? 0 : kFirstOwnKey);
-}
-
-int Connection::newKeys(int table, int count, const QString& column) { return handOutKeys(table, count, column, 0); }
-
-int Connection::handOutKeys(int table, int count, const QString& column, int lowest)
-{
-    const TableDef& t = requireTable(table);
-    // The key table hands out each key once, also to two machines asking at once (the
-    // row's lock makes the second wait), and moves past every key already stored, such
-    // as one the module raised itself. A key handed out earlier in this session is never
-    // handed out again, even when its row was rolled back. A block of `count` keys ends
-    // at the key stored.
-    const int n = std::max(1, count);
-    const QString sql = QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES (?, %1) "
-                                       "ON CONFLICT (table_name) DO UPDATE SET last_key = %2 RETURNING last_key")
-                            .arg(m_engine->greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + %3 FROM %2)")
-                                                        .arg(quoted(column), quoted(t.name))
-                                                        .arg(n),
-                                                    QStringLiteral("?")),
-                                 m_engine->greatest(QStringLiteral("qnd_key.last_key + %1").arg(n), QStringLiteral("excluded.last_key")));
-    // Keys kept above `lowest` move the stored last key there, so that the next ones follow.
-    auto rows = select(sql, {t.name, std::max(m_lastKey.value(table, 0) + n, lowest + n - 1)});
-    if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
-    const int last = rows.first().value(0).toInt();
-    m_lastKey[table] = last;
-    return last - n + 1;
-}
-
 QString Connection::historyText(const ColumnDef& c, const QVariant& value) const
 {
     const QVariant v = m_engine->fromDb(c, value);
@@ -391,7 +353,7 @@ void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const C
     QString error;
     if (!execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
                                 "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                 {newKey(Tables::RightsHistory), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
+                 {m_keys->newKey(Tables::RightsHistory), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
                   m_currentUserId, t.name, rowId, c.name, rowIsNew ? QVariant() : QVariant(before),
                   QVariant(after)},
                  &error))
@@ -900,7 +862,7 @@ void Connection::setBelow(int table, int id, const QString& column, const QVaria
         const int changing = select(d + QStringLiteral("SELECT COUNT(*) FROM %1 t WHERE ").arg(quoted(t.name)) + differs, {id, on})
                                  .value(0).value(0).toInt();
         if (changing > 0) {
-            const int first = newKeys(Tables::RightsHistory, changing);
+            const int first = m_keys->newKeys(Tables::RightsHistory, changing);
             if (!execute(d + QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, "
                                             "old_value, new_value) SELECT ? + ROW_NUMBER() OVER (ORDER BY t.id) - 1, ?, ?, ?, t.id, ?, "
                                             "CASE WHEN t.%1 THEN '1' ELSE '0' END, ? FROM %2 t WHERE ")

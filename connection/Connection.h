@@ -1,6 +1,7 @@
 #pragma once
 #include "DbError.h"
 #include "Engine.h"
+#include "Keys.h"
 #include "Recordset.h"
 #include "Schema.h"
 #include <QHash>
@@ -63,19 +64,8 @@ public:
     // Equal-seek on the browse recordset of a table.
     bool seek(int table, const QString& index, const QVariantList& keys);
 
-    // Next primary key of an integer-keyed table; never hands out a key twice and moves
-    // past any key already stored.
-    int newKey(int table, const QString& column = QStringLiteral("id"),
-               const QString& index = QStringLiteral("PrimaryKey"));
-    // `count` new keys in a row; the first of them.
-    int newKeys(int table, int count, const QString& column = QStringLiteral("id"));
-    // Menu items and OLAP reports (with their fields) keyed below kFirstOwnKey are the base
-    // structure delivered with the system. A row an installation adds to them is keyed from
-    // kFirstOwnKey up, unless `systemEdit` is set (the base itself is being edited); in other
-    // tables this is newKey. The panels' records and the configuration import both key so.
-    static constexpr int kFirstOwnKey = 1000000;
-    static bool hasDeliveredBase(int table);
-    int newOwnKey(int table, bool systemEdit, const QString& column = QStringLiteral("id"));
+    // The key service.
+    Keys& keys() { return *m_keys; }
 
     // The rights history (qnd_rights_history): one row for a changed cell of a history
     // column, by the current user, now. Nothing when the value did not change; throws
@@ -208,7 +198,6 @@ private:
     bool transactionStep(const QString& sql);
     void createDemoData();
     // The key service: `count` keys in a row, none below `lowest`; the first of them.
-    int handOutKeys(int table, int count, const QString& column, int lowest);
     // Reconnects a link found lost; throws DbError when the server is still away.
     void ensureLive();
     void dropStatements();
@@ -221,7 +210,7 @@ private:
     bool m_open = false;
     QHash<QString, QSqlQuery*> m_statements;
     std::map<int, std::unique_ptr<Recordset>> m_browse, m_edit;
-    QHash<int, int> m_lastKey;
+    std::unique_ptr<Keys> m_keys;
     int m_lockDepth = 0;
     int m_spDepth = 0;
     bool m_outerOpen = false;

@@ -486,7 +486,7 @@ bool Recordset::update()
     try {
         if (m_mode == Mode::Add) {
             if (m_editRow[pki].isNull() && pk.type == ColType::Long)
-                m_editRow[pki] = m_c->newKey(m_table->number, pk.name);
+                m_editRow[pki] = m_c->keys().newKey(m_table->number, pk.name);
             QStringList cols, marks;
             for (int i : std::as_const(m_cols)) {
                 cols << quoted(m_table->columns[i].name);

@@ -384,7 +384,7 @@ int ListWizard::saveList(int id, const QString& caption, const QByteArray& defin
         if (id) {
             openRow(rs, id);
         } else {
-            saved = m_connection->newKey(Tables::List);
+            saved = m_connection->keys().newKey(Tables::List);
             const QVariantList sort = m_connection->select(QStringLiteral("SELECT COALESCE(MAX(sort_order), 0) + 1 FROM qnd_list")).value(0);
             rs.addNew();
             rs.setField(QStringLiteral("id"), saved);

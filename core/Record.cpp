@@ -231,7 +231,7 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew:
-            set_id(c->newOwnKey(tableNumber(), module().systemEdit(), keyColumn()));
+            set_id(c->keys().newOwnKey(tableNumber(), module().systemEdit(), keyColumn()));
             rs.addNew();
             rs.setField(keyColumn(), id());
             writeRow();
@@ -269,7 +269,7 @@ bool cDDXRecord::UpdateNative()
 
 bool cDDXRecord::isProtectedBase() const
 {
-    return !baseStructureMessage().isEmpty() && !module().systemEdit() && id() < Connection::kFirstOwnKey;
+    return !baseStructureMessage().isEmpty() && !module().systemEdit() && id() < Keys::kFirstOwnKey;
 }
 
 void cDDXRecord::baseStructureCheck()

@@ -111,7 +111,7 @@ protected:
     // Defaults an entity sets beyond its columns' own, at the end of CoreDefault.
     virtual void entityDefaults() {}
     // Tables split into a base structure delivered with the system (keys below
-    // Connection::kFirstOwnKey) and what an installation adds (keyed by newOwnKey). A table
+    // Keys::kFirstOwnKey) and what an installation adds (keyed by newOwnKey). A table
     // that protects its base structure names the refusal; its base rows are then read-only
     // and undeletable unless the system-edit flag is set.
     virtual QString baseStructureMessage() const { return {}; }

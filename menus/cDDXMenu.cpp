@@ -15,7 +15,7 @@ cDDXMenu::cDDXMenu(QObject* parent) : cDDXRecord(parent) { init(); }
 
 int cDDXMenu::tableNumber() const { return Tables::Menu; }
 
-bool cDDXMenu::isProtected(int id) { return !module().systemEdit() && id < Connection::kFirstOwnKey; }
+bool cDDXMenu::isProtected(int id) { return !module().systemEdit() && id < Keys::kFirstOwnKey; }
 
 void cDDXMenu::checks()
 {

@@ -273,13 +273,13 @@ void OLAPReports::PreviewReport()
             preview->setResult(run.result, {report.chart_visible(), report.chart_type(), report.chart_option_show_legend(),
                                             report.chart_option_show_markers(), report.chart_option_stack_series(),
                                             report.chart_option_series_in_rows()});
-        };
+        });
         connect(preview, &Olap::OlapPreview::pageFilterChanged, &dialog, [&](int page, const QVariant& value) {
             filter.removeIf([page](const auto& p) { return p.first == page; });
             if (value.isValid()) filter.append({page, value});
-            show();
+            runner->start(*module().connection(), report, filter);
         });
-        show();
+        runner->start(*module().connection(), report, filter);
         dialog.resize(900, 650);
         dialog.exec();
     });

@@ -163,7 +163,7 @@ private slots:
         auto b = empty.open(Connection::DemoData::None);
         b->setCurrentUserId(1);
         for (int table : {Tables::UserGroup, Tables::AuthUnit, Tables::Menu, Tables::OlapReport, Tables::OlapReportField, Tables::Report})
-            b->newKeys(table, 777);
+            b->keys().newKeys(table, 777);
         ConfigImport plan;
         QVERIFY2(previewConfig(*b, file, &plan, &why), qPrintable(why));
         QCOMPARE(plan.count(ConfigChange::Change) + plan.count(ConfigChange::Same) + plan.count(ConfigChange::Leave), 0);
@@ -312,7 +312,7 @@ private slots:
         QString why;
         QVERIFY2(exportConfig(a, file, &why), qPrintable(why));
 
-        QVERIFY(b.select(QStringLiteral("SELECT MAX(id) FROM qnd_olap_report"))[0][0].toInt() < Connection::kFirstOwnKey);
+        QVERIFY(b.select(QStringLiteral("SELECT MAX(id) FROM qnd_olap_report"))[0][0].toInt() < Keys::kFirstOwnKey);
         ConfigImport plan;
         QVERIFY2(previewConfig(b, file, &plan, &why), qPrintable(why));
         QVERIFY2(importConfig(b, &plan, &why), qPrintable(why));
@@ -322,9 +322,9 @@ private slots:
         const int menuId = idOfCaption("qnd_menu", QStringLiteral("Saját kimutatások"));
         const int folderId = idOfCaption("qnd_olap_report", QStringLiteral("Saját mappa"));
         const int reportId = idOfCaption("qnd_olap_report", QStringLiteral("Saját riport"));
-        for (int id : {menuId, folderId, reportId}) QVERIFY2(id >= Connection::kFirstOwnKey, qPrintable(QString::number(id)));
+        for (int id : {menuId, folderId, reportId}) QVERIFY2(id >= Keys::kFirstOwnKey, qPrintable(QString::number(id)));
         QCOMPARE(idOf(b, QStringLiteral("SELECT parent_id FROM qnd_olap_report WHERE id=?"), {reportId}), folderId);
-        QVERIFY(idOf(b, QStringLiteral("SELECT MIN(id) FROM qnd_olap_report_field WHERE report_id=?"), {reportId}) >= Connection::kFirstOwnKey);
+        QVERIFY(idOf(b, QStringLiteral("SELECT MIN(id) FROM qnd_olap_report_field WHERE report_id=?"), {reportId}) >= Keys::kFirstOwnKey);
         // Imported by nobody in particular: the item is the installation's, not the importer's.
         QCOMPARE(idOf(b, QStringLiteral("SELECT create_user FROM qnd_menu WHERE id=?"), {menuId}), -1);
 

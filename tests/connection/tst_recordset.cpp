@@ -325,7 +325,7 @@ void tst_recordset::hungarianOrder()
     QVERIFY(m_c->lockMaster());
     for (const QString& n : names)
         QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (?, 900, ?)",
-                             {m_c->newKey(Tables::AuthUnit), n}));
+                             {m_c->keys().newKey(Tables::AuthUnit), n}));
     QVERIFY(m_c->unlockMaster());
     std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
     rs->setIndex("real_parent_id_2");
@@ -367,21 +367,21 @@ void tst_recordset::newKeys()
 {
     QSet<int> seen;
     for (int i = 0; i < 5; ++i) {
-        const int k = m_c->newKey(Tables::AuthUnit);
+        const int k = m_c->keys().newKey(Tables::AuthUnit);
         QVERIFY2(!seen.contains(k), "a key was handed out twice");
         seen << k;
     }
     // Keys handed out but not stored stay used, even after a rollback.
     QVERIFY(m_c->lockMaster());
     QVERIFY(m_c->beginTrans());
-    const int rolledBack = m_c->newKey(Tables::AuthUnit);
+    const int rolledBack = m_c->keys().newKey(Tables::AuthUnit);
     QVERIFY(m_c->rollbackTrans());
     m_c->unlockMaster();
-    QVERIFY(m_c->newKey(Tables::AuthUnit) > rolledBack);
+    QVERIFY(m_c->keys().newKey(Tables::AuthUnit) > rolledBack);
 
     QVERIFY(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (1000000, 0, 'magas')"));
-    QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000001);
-    QCOMPARE(m_c->newKey(Tables::AuthUnit), 1000002);
+    QCOMPARE(m_c->keys().newKey(Tables::AuthUnit), 1000001);
+    QCOMPARE(m_c->keys().newKey(Tables::AuthUnit), 1000002);
 }
 
 void tst_recordset::settingsUniquenessDeleteCheck()

@@ -284,7 +284,7 @@ private slots:
     {
         const QStringList secrets = Hostile::storedSecrets(*m_c);
         QVERIFY(!secrets.isEmpty());
-        const int key = m_c->newKey(Tables::ListSource);
+        const int key = m_c->keys().newKey(Tables::ListSource);
         QVERIFY(m_c->execute(QStringLiteral("INSERT INTO qnd_list_source (id, sort_order, table_name, caption, columns, del_status) "
                                             "VALUES (?, 90, 'qnd_user', 'Jelszavak', ?, 0), (?, 91, 'qnd_secret', 'Titkok', ?, 0)"),
                              {key, QStringLiteral("user_name=Név\ndisplay_name=Teljes név\npassword=Jelszó"), key + 1000,

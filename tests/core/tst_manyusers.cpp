@@ -60,7 +60,7 @@ void tst_manyusers::eightWritersLoseNothing()
     QStringList shared;
     QVERIFY(c->lockMaster());
     for (int i = 0; i < kShared; ++i) {
-        const int id = c->newKey(Tables::AuthUnit);
+        const int id = c->keys().newKey(Tables::AuthUnit);
         QVERIFY(c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix, del_status, last_action_user_id1, "
                            "last_action_user_id2) VALUES (?, 500, ?, 'shared', 0, 1, -1)",
                            {id, QString("közös %1").arg(i)}));
@@ -147,7 +147,7 @@ void tst_manyusers::killedInTheMiddleOfASaveLeavesNothingBehind()
         QCOMPARE(digest(*c), before);
         // And the next save goes through, with a key of its own.
         QVERIFY(c->lockMaster());
-        const int next = c->newKey(Tables::AuthUnit);
+        const int next = c->keys().newKey(Tables::AuthUnit);
         QVERIFY(c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (?, 0, ?)",
                            {next, QString("utána %1").arg(round)}));
         QVERIFY(c->unlockMaster());
