@@ -1,4 +1,5 @@
 #include "Engine.h"
+#include "DateFormats.h"
 #include <QDateTime>
 #include <QStandardPaths>
 
@@ -6,7 +7,6 @@ namespace NexoFrame {
 
 namespace {
 
-const QString kDateFormat = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 } // namespace
 
@@ -21,7 +21,7 @@ QVariant Engine::toDb(const ColumnDef& c, const QVariant& v) const
     case ColType::DateTime: {
         // As text: a server's own time zone must not shift it on the way.
         const QDateTime d = v.typeId() == QMetaType::QDate ? v.toDate().startOfDay() : v.toDateTime();
-        return d.isValid() ? QVariant(d.toString(kDateFormat)) : QVariant();
+        return d.isValid() ? QVariant(d.toString(DateFormats::kStored)) : QVariant();
     }
     case ColType::Text:
     case ColType::Memo: return v.toString();
@@ -67,7 +67,7 @@ QVariant Engine::fromDb(const ColumnDef& c, const QVariant& v) const
         if (v.typeId() == QMetaType::QDateTime) return v;
         const QString s = v.toString();
         QDateTime d = parseStored(s);
-        if (!d.isValid()) d = QDateTime::fromString(s, kDateFormat);
+        if (!d.isValid()) d = QDateTime::fromString(s, DateFormats::kStored);
         if (!d.isValid()) d = QDateTime::fromString(s, Qt::ISODate);
         return d.isValid() ? QVariant(d) : QVariant();
     }

@@ -1,5 +1,6 @@
 #include "LoginGuard.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "SettingKeys.h"
 
 namespace NexoFrame {
@@ -35,7 +36,7 @@ QString LoginGuard::keyOf(const QString& name)
 
 QString LoginGuard::untilText(const QDateTime& until, const QDateTime& now)
 {
-    return until.toString(until.date() == now.date() ? QStringLiteral("HH:mm") : QStringLiteral("yyyy.MM.dd. HH:mm"));
+    return until.toString(until.date() == now.date() ? QStringLiteral("HH:mm") : DateFormats::kMinute);
 }
 
 QVariant LoginGuard::stored(const QDateTime& moment) const

@@ -1,4 +1,5 @@
 #include "ReadOnlySource.h"
+#include "DateFormats.h"
 #include "SqliteHungarian.h"
 #include "Connection.h"
 #include "Engine.h"
@@ -160,7 +161,7 @@ bool boundDateText(const QVariant& v, QByteArray* text)
     if (v.typeId() == QMetaType::QDate) d = v.toDate().startOfDay();
     else if (v.typeId() == QMetaType::QDateTime) d = v.toDateTime();
     else return false;
-    *text = d.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")).toLatin1();
+    *text = d.toString(DateFormats::kStored).toLatin1();
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "RightsHistory.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "Recordset.h"
 #include <QStringList>
 
@@ -7,7 +8,6 @@ namespace NexoFrame {
 
 namespace {
 
-const QString kMoment = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 QVariant valueOf(const ColumnDef& c, const QString& text)
 {
@@ -29,7 +29,7 @@ QList<RightsChange> rightsChanges(Connection& c, const QDateTime& from, const QD
         QStringLiteral("SELECT h.id, h.changed_at, h.user_id, u.display_name, h.table_name, h.row_id, h.column_name, h.old_value, "
                        "h.new_value FROM qnd_rights_history h LEFT JOIN qnd_user u ON u.id = h.user_id "
                        "WHERE h.changed_at >= ? AND h.changed_at <= ? ORDER BY h.changed_at, h.id"),
-        {from.toString(kMoment), to.toString(kMoment)});
+        {from.toString(DateFormats::kStored), to.toString(DateFormats::kStored)});
     const ColumnDef when{QStringLiteral("changed_at"), ColType::DateTime, 0, {}};
     for (const QVariantList& r : rows) {
         RightsChange ch;
@@ -62,7 +62,7 @@ QHash<int, QString> columnAt(Connection& c, const QString& table, const QString&
     for (const QVariantList& r : c.select(QStringLiteral("SELECT row_id, old_value FROM qnd_rights_history "
                                                          "WHERE table_name = ? AND column_name = ? AND changed_at > ? "
                                                          "ORDER BY changed_at DESC, id DESC"),
-                                          {t->name, col->name, moment.toString(kMoment)})) {
+                                          {t->name, col->name, moment.toString(DateFormats::kStored)})) {
         const int row = r[0].toInt();
         if (r[1].isNull()) {
             madeSince.insert(row);
@@ -139,7 +139,7 @@ QList<UnusedGrant> unusedGrants(Connection& c, int slot, const QDateTime& since)
                                            "WHERE l.%5 = t.id AND l.log_date >= ? AND g.%2) ORDER BY t.caption, t.id")
                                 .arg(QString::fromLatin1(k.table), role, QString::fromLatin1(k.opens), QString::fromLatin1(k.log),
                                      QString::fromLatin1(k.item));
-        for (const QVariantList& r : c.select(sql, {since.toString(kMoment)}))
+        for (const QVariantList& r : c.select(sql, {since.toString(DateFormats::kStored)}))
             out.append({QString::fromLatin1(k.table), r[0].toInt(), r[1].toString().trimmed(), users});
     }
     return out;

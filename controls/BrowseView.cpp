@@ -1,5 +1,6 @@
 #include "BrowseView.h"
 #include "CsvFile.h"
+#include "DateFormats.h"
 #include "WaitCursor.h"
 #include <QAbstractTableModel>
 #include <QApplication>
@@ -38,11 +39,11 @@ QString shown(const Engine& e, const ColumnDef& c, const QVariant& raw)
     if (v.isNull()) return {};
     switch (c.type) {
     case ColType::Bool: return v.toBool() ? QStringLiteral("✓") : QString();
-    case ColType::Date: return v.toDateTime().toString(QStringLiteral("yyyy.MM.dd"));
+    case ColType::Date: return v.toDateTime().toString(DateFormats::kDayPlain);
     case ColType::DateTime: {
         // A moment shows its time; a bare day (midnight) only its date.
         const QDateTime d = v.toDateTime();
-        return d.toString(d.time() == QTime(0, 0) ? QStringLiteral("yyyy.MM.dd") : QStringLiteral("yyyy.MM.dd hh:mm"));
+        return d.toString(d.time() == QTime(0, 0) ? DateFormats::kDayPlain : DateFormats::kMinutePlain);
     }
     case ColType::Double: return QLocale(QLocale::Hungarian).toString(v.toDouble());
     default: return v.toString();

@@ -1,5 +1,6 @@
 #include "ListDefinition.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -220,8 +221,8 @@ QDate dayOf(const QString& text, const QDate& today)
         const int n = m.captured(2).toInt();
         return today.addDays(m.captured(1) == QLatin1String("-") ? -n : n);
     }
-    for (const char* f : {"yyyy-MM-dd", "yyyy.MM.dd.", "yyyy.MM.dd", "yyyy. MM. dd."}) {
-        const QDate d = QDate::fromString(t, QLatin1String(f));
+    for (QLatin1StringView f : {DateFormats::kStoredDay, DateFormats::kDay, DateFormats::kDayPlain, QLatin1StringView("yyyy. MM. dd.")}) {
+        const QDate d = QDate::fromString(t, f);
         if (d.isValid()) return d;
     }
     return {};
@@ -387,9 +388,9 @@ QString shownValue(const QVariant& v, ColType type)
     case ColType::Date:
     case ColType::DateTime: {
         QDateTime d = v.toDateTime();
-        if (!d.isValid()) d = QDateTime::fromString(v.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+        if (!d.isValid()) d = QDateTime::fromString(v.toString(), DateFormats::kStored);
         if (!d.isValid()) return v.toString();
-        return d.toString(d.time() == QTime(0, 0) ? QStringLiteral("yyyy.MM.dd.") : QStringLiteral("yyyy.MM.dd. HH:mm"));
+        return d.toString(d.time() == QTime(0, 0) ? DateFormats::kDay : DateFormats::kMinute);
     }
     case ColType::Double: return QLocale(QLocale::Hungarian).toString(v.toDouble(), 'f', 2);
     case ColType::Long: return QString::number(v.toLongLong());

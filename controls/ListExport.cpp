@@ -1,5 +1,6 @@
 #include "ListExport.h"
 #include "CsvFile.h"
+#include "DateFormats.h"
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -17,7 +18,7 @@ QDateTime asDateTime(const QVariant& v)
 {
     if (v.typeId() == QMetaType::QDateTime) return v.toDateTime();
     if (v.typeId() == QMetaType::QDate) return v.toDate().startOfDay();
-    QDateTime d = QDateTime::fromString(v.toString(), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    QDateTime d = QDateTime::fromString(v.toString(), DateFormats::kStored);
     if (!d.isValid()) d = QDateTime::fromString(v.toString(), Qt::ISODate);
     return d;
 }

@@ -1,5 +1,6 @@
 #include "ListWizard.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "ListExport.h"
 #include "ListWizardDialog.h"
 #include "LockQuestion.h"
@@ -455,7 +456,7 @@ bool ListWizard::answerQuestions(ListDefinition* def, const QStringList& answers
             QWidget* w;
             if (asked[i].date) {
                 auto* d = new QDateEdit(dayOf(asked[i].value, QDate::currentDate()), &dlg);
-                d->setDisplayFormat(QStringLiteral("yyyy.MM.dd."));
+                d->setDisplayFormat(DateFormats::kDay);
                 d->setCalendarPopup(true);
                 w = d;
             } else {

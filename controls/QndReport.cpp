@@ -1,5 +1,6 @@
 #include "QndReport.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "ReadOnlySource.h"
 #include <QAction>
 #include <QApplication>
@@ -107,7 +108,7 @@ bool QndReport::resolveParameters(const QVariantMap& chosen, QVariantMap* values
             v = it->first;
             display = it->second;
         } else if (p.type == ParameterType::Date) {
-            display = v.toDate().toString(QStringLiteral("yyyy.MM.dd."));
+            display = v.toDate().toString(DateFormats::kDay);
         } else {
             display = v.toString();
         }
@@ -144,7 +145,7 @@ bool QndReport::askParameters(QVariantMap* chosen)
         }
         case ParameterType::Date: {
             auto* date = new QDateEdit(v.toDate(), &dlg);
-            date->setDisplayFormat(QStringLiteral("yyyy.MM.dd."));
+            date->setDisplayFormat(DateFormats::kDay);
             date->setCalendarPopup(true);
             editor = date;
             break;
@@ -242,7 +243,7 @@ QndReport::Outcome QndReport::prepare()
             return failed(QStringLiteral("A riport lekérdezése nem futott le. %1").arg(err));
     }
 
-    shown.insert(QStringLiteral("today"), today.toString(QStringLiteral("yyyy.MM.dd.")));
+    shown.insert(QStringLiteral("today"), today.toString(DateFormats::kDay));
     m_header = companyHeader({{QStringLiteral("Nev"), m_nev}, {QStringLiteral("Tevekenyseg"), m_tevekenyseg},
                               {QStringLiteral("Kapcsolattarto"), m_kapcsolattarto}, {QStringLiteral("Cim"), m_cim},
                               {QStringLiteral("Tel"), m_tel}, {QStringLiteral("Fax"), m_fax}, {QStringLiteral("EMAIL"), m_email},

@@ -1,4 +1,5 @@
 #include "ReportFile.h"
+#include "DateFormats.h"
 #include "InstallLayout.h"
 #include <QDate>
 #include <QDir>
@@ -299,8 +300,8 @@ bool parameterValue(const ReportParameter& p, const QString& text, const QDate& 
         if (m.hasMatch()) {
             const QString start = m.captured(1).toLower();
             if (start == QLatin1String("today") || start == QLatin1String("ma")) day = today;
-            else if (start.contains(QLatin1Char('-'))) day = QDate::fromString(start, QStringLiteral("yyyy-MM-dd"));
-            else day = QDate::fromString(start.left(10), QStringLiteral("yyyy.MM.dd"));
+            else if (start.contains(QLatin1Char('-'))) day = QDate::fromString(start, DateFormats::kStoredDay);
+            else day = QDate::fromString(start.left(10), DateFormats::kDayPlain);
         }
         if (!day.isValid()) {
             *error = QStringLiteral("A(z) „%1” paraméter értéke nem dátum: „%2” (például 2024-05-31, today vagy today-30).")

@@ -1,4 +1,5 @@
 #include "ReportLayout.h"
+#include "DateFormats.h"
 #include "ReadOnlySource.h"
 #include <QFontMetricsF>
 #include <QHash>
@@ -28,8 +29,8 @@ QDateTime asDateTime(const QVariant& v)
     if (v.typeId() == QMetaType::QDate) return v.toDate().startOfDay();
     // A date the database computed comes as text.
     const QString s = v.toString().trimmed();
-    for (const char* f : {"yyyy-MM-dd HH:mm:ss", "yyyy-MM-dd HH:mm", "yyyy-MM-dd"}) {
-        const QDateTime d = QDateTime::fromString(s, QLatin1String(f));
+    for (QLatin1StringView f : {DateFormats::kStored, QLatin1StringView("yyyy-MM-dd HH:mm"), DateFormats::kStoredDay}) {
+        const QDateTime d = QDateTime::fromString(s, f);
         if (d.isValid()) return d;
     }
     return QDateTime::fromString(s, Qt::ISODate);
@@ -198,17 +199,17 @@ QString formatValue(const QVariant& v, const ReportColumn* column, const QDate& 
         const QDateTime t = asDateTime(v);
         if (!t.isValid()) break;
         if (format == ColumnFormat::Days) return hungarian().toString(today.daysTo(t.date()));
-        return t.toString(format == ColumnFormat::Date ? QStringLiteral("yyyy.MM.dd.") : QStringLiteral("yyyy.MM.dd. HH:mm"));
+        return t.toString(format == ColumnFormat::Date ? DateFormats::kDay : DateFormats::kMinute);
     }
     case ColumnFormat::Text:
     case ColumnFormat::Mark: break;
     }
     switch (v.typeId()) {
     case QMetaType::Bool: return v.toBool() ? QStringLiteral("igen") : QStringLiteral("nem");
-    case QMetaType::QDate: return v.toDate().toString(QStringLiteral("yyyy.MM.dd."));
+    case QMetaType::QDate: return v.toDate().toString(DateFormats::kDay);
     case QMetaType::QDateTime: {
         const QDateTime t = v.toDateTime();
-        return t.toString(t.time() == QTime(0, 0) ? QStringLiteral("yyyy.MM.dd.") : QStringLiteral("yyyy.MM.dd. HH:mm"));
+        return t.toString(t.time() == QTime(0, 0) ? DateFormats::kDay : DateFormats::kMinute);
     }
     case QMetaType::Double: return hungarian().toString(v.toDouble(), 'g', 15);
     default: return v.toString();
@@ -373,7 +374,7 @@ struct ReportLayout::Impl {
         // The company at the left, the print date at the right, the title centred below.
         headerBlocks.clear();
         double y = 0;
-        const QString printed = QStringLiteral("Nyomtatva: ") + header.printed.toString(QStringLiteral("yyyy.MM.dd. HH:mm"));
+        const QString printed = QStringLiteral("Nyomtatva: ") + header.printed.toString(DateFormats::kMinute);
         const double printedWidth = QFontMetricsF(details, device).horizontalAdvance(printed) + 2 * mm;
         headerBlocks << block(printed, details, width - printedWidth, 0, printedWidth, Qt::AlignRight);
         const double companyWidth = width - printedWidth - 4 * mm;

@@ -1,6 +1,7 @@
 #include "RightsExplorer.h"
 #include "Connection.h"
 #include "CsvFile.h"
+#include "DateFormats.h"
 #include "MenuAccess.h"
 #include "OlapAccess.h"
 #include "RightsHistory.h"
@@ -200,7 +201,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     const auto moment = [past](const char* name, const QDateTime& at) {
         auto* e = new QDateTimeEdit(at, past);
         e->setObjectName(QString::fromLatin1(name));
-        e->setDisplayFormat(QStringLiteral("yyyy.MM.dd. HH:mm:ss"));
+        e->setDisplayFormat(DateFormats::kSecond);
         e->setCalendarPopup(true);
         return e;
     };
@@ -403,7 +404,7 @@ void RightsExplorer::showChanges()
     tree_changes->setHeaderLabels({QStringLiteral("Időpont"), QStringLiteral("Ki"), QStringLiteral("Hol"), QStringLiteral("Mi"),
                                    QStringLiteral("Mit"), QStringLiteral("Előtte"), QStringLiteral("Utána")});
     for (const RightsChange& ch : rightsChanges(*c, dtp_from->dateTime(), dtp_to->dateTime()))
-        new QTreeWidgetItem(tree_changes, {ch.at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")),
+        new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond),
                                            ch.userName.isEmpty() ? QStringLiteral("#%1").arg(ch.userId) : ch.userName, tableText(ch.table),
                                            rowText(ch.table, ch.rowId), columnText(ch.column),
                                            ch.rowWasNew ? QStringLiteral("(új)") : valueText(ch.column, ch.oldValue), valueText(ch.column, ch.newValue)});
@@ -421,7 +422,7 @@ void RightsExplorer::showStateAt()
     tree_changes->clear();
     tree_changes->setColumnCount(5);
     tree_changes->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("Szerepkör"),
-                                   at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")), QStringLiteral("Most")});
+                                   at.toString(DateFormats::kSecond), QStringLiteral("Most")});
     for (const char* table : {"qnd_auth_unit", "qnd_menu", "qnd_olap_report", "qnd_report", "qnd_list"}) {
         const QString t = QString::fromLatin1(table);
         const QHash<int, QString> then = columnAt(*c, t, column, at);
@@ -451,7 +452,7 @@ bool RightsExplorer::revert()
     const QString what = slot < 0 ? QStringLiteral("minden jogosultság") : roleName(slot);
     if (plan.isEmpty()) {
         module().message().MsgInfo(QStringLiteral("Nincs mit visszaállítani: %1 %2 óta nem változott.")
-                                       .arg(what, at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss"))));
+                                       .arg(what, at.toString(DateFormats::kSecond)));
         return false;
     }
     // The preview: every change the revert will write, then the question.
@@ -473,7 +474,7 @@ bool RightsExplorer::revert()
     connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
     auto* box = new QVBoxLayout(&dlg);
     box->addWidget(new QLabel(QStringLiteral("%1 visszaállítása olyanra, amilyen %2-kor volt: %3 változás.")
-                                  .arg(what, at.toString(QStringLiteral("yyyy.MM.dd. HH:mm:ss")))
+                                  .arg(what, at.toString(DateFormats::kSecond))
                                   .arg(plan.size()),
                               &dlg));
     box->addWidget(steps, 1);

@@ -2,6 +2,7 @@
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ControlUtils.h"
+#include "DateFormats.h"
 #include "Module.h"
 #include "cMessage2.h"
 #include <QAction>
@@ -59,7 +60,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     for (QDateEdit** edit : {&dtp_from, &dtp_to}) {
         *edit = new QDateEdit(QDate::currentDate(), cmd_bar);
         (*edit)->setCalendarPopup(true);
-        (*edit)->setDisplayFormat(QStringLiteral("yyyy.MM.dd."));
+        (*edit)->setDisplayFormat(DateFormats::kDay);
         // The hint is measured for the format it was made with; room for the date and the button.
         (*edit)->setMinimumWidth((*edit)->fontMetrics().horizontalAdvance(QStringLiteral("2088.88.88.")) + 44);
         (*edit)->setEnabled(false);
@@ -167,7 +168,7 @@ bool LogsViewer::exportCsv(QString path)
     if (brw_item->view().table == 0) return false;
     if (path.isEmpty()) {
         const QString name = (mode() == 0 ? QStringLiteral("menu_log_") : QStringLiteral("kimutatas_log_"))
-                             + QDate::currentDate().toString(QStringLiteral("yyyyMMdd")) + QStringLiteral(".csv");
+                             + QDate::currentDate().toString(DateFormats::kFileDay) + QStringLiteral(".csv");
         path = QFileDialog::getSaveFileName(this, QStringLiteral("Mentés CSV-be"), QDir::home().filePath(name),
                                             QStringLiteral("CSV-fájl (*.csv)"));
         if (path.isEmpty()) return false;

@@ -1,4 +1,5 @@
 #include "Pivot.h"
+#include "DateFormats.h"
 #include "PivotFormula.h"
 #include <QCollator>
 #include <QDateTime>
@@ -15,7 +16,6 @@ namespace NexoFrame::Olap {
 namespace {
 
 constexpr double kEmpty = std::numeric_limits<double>::quiet_NaN();
-const QString kStoredDate = QStringLiteral("yyyy-MM-dd HH:mm:ss");
 
 quint64 pairKey(int a, int b) { return (quint64(quint32(a)) << 32) | quint32(b); }
 
@@ -238,7 +238,7 @@ QDateTime dateTimeOf(const QVariant& v)
     case QMetaType::QDate: return v.toDate().startOfDay();
     case QMetaType::QString: {
         const QString s = v.toString();
-        QDateTime d = QDateTime::fromString(s, kStoredDate);
+        QDateTime d = QDateTime::fromString(s, DateFormats::kStored);
         if (!d.isValid()) d = QDateTime::fromString(s, Qt::ISODateWithMs);
         if (!d.isValid()) {
             const QDate day = QDate::fromString(s, Qt::ISODate);
@@ -967,11 +967,11 @@ QString PivotResult::headerText(const QVariant& value, int dimType)
     }
     case xoft_Date: {
         const QDateTime d = dateTimeOf(value);
-        return d.isValid() ? d.date().toString(QStringLiteral("yyyy.MM.dd")) : value.toString();
+        return d.isValid() ? d.date().toString(DateFormats::kDayPlain) : value.toString();
     }
     case xoft_DateTime: {
         const QDateTime d = dateTimeOf(value);
-        return d.isValid() ? d.toString(QStringLiteral("yyyy.MM.dd hh:mm")) : value.toString();
+        return d.isValid() ? d.toString(DateFormats::kMinutePlain) : value.toString();
     }
     case xoft_Time: {
         const QTime t = timeOf(value);

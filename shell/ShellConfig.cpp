@@ -1,5 +1,6 @@
 #include "ShellConfig.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "ShellNotices.h"
 #include <QApplication>
 #include <QCheckBox>
@@ -158,7 +159,7 @@ bool exportConfiguration(QWidget* parent, Connection& c, int userId, QString pat
     if (!allowed(parent, c, userId, kConfigExportRight, QStringLiteral("a beállítások exportálásához"))) return false;
     if (path.isEmpty()) {
         const QString suggested = QDir::home().filePath(
-            QStringLiteral("nexoframe-beallitasok-%1.json").arg(QDate::currentDate().toString(QStringLiteral("yyyyMMdd"))));
+            QStringLiteral("nexoframe-beallitasok-%1.json").arg(QDate::currentDate().toString(DateFormats::kFileDay)));
         path = QFileDialog::getSaveFileName(parent, QStringLiteral("Beállítások exportálása"), suggested,
                                             QStringLiteral("NexoFrame-beállítások (*.json)"));
         if (path.isEmpty()) return false;

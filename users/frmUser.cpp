@@ -1,6 +1,7 @@
 #include "frmUser.h"
 #include "Connection.h"
 #include "ControlUtils.h"
+#include "DateFormats.h"
 #include "ErrorList.h"
 #include "Module.h"
 #include "QuickPick.h"
@@ -31,7 +32,7 @@ QDateEdit* dateBox(QWidget* parent, const char* name)
     auto* box = new QDateEdit(parent);
     box->setObjectName(QString::fromLatin1(name));
     box->setCalendarPopup(true);
-    box->setDisplayFormat(QStringLiteral("yyyy.MM.dd"));
+    box->setDisplayFormat(DateFormats::kDayPlain);
     return box;
 }
 
