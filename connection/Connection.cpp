@@ -23,7 +23,7 @@ QAtomicInt g_connectionCounter;
 } // namespace
 
 Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
-    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this))
+    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this)), m_historyLog(std::make_unique<HistoryLog>(*this))
 {
     m_connectionName = QStringLiteral("nexo_connection_%1").arg(g_connectionCounter.fetchAndAddOrdered(1));
 }
@@ -334,30 +334,6 @@ QSqlQuery& Connection::prepared(const QString& sql)
         if (r != Recovery::None) throw DbError(lost);
         throw DbError(QStringLiteral("Hibás adatbázis-utasítás: %1 (%2)").arg(e, sql));
     }
-}
-
-QString Connection::historyText(const ColumnDef& c, const QVariant& value) const
-{
-    const QVariant v = m_engine->fromDb(c, value);
-    if (c.type == ColType::Bool) return !v.isNull() && v.toBool() ? QStringLiteral("1") : QStringLiteral("0");
-    if (v.isNull()) return QString();
-    return v.toString();
-}
-
-void Connection::recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew,
-                               const QVariant& oldValue, const QVariant& newValue)
-{
-    if (!m_history) return;
-    const QString before = historyText(c, oldValue), after = historyText(c, newValue);
-    if (before == after) return;
-    QString error;
-    if (!execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
-                                "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                 {m_keys->newKey(Tables::RightsHistory), QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
-                  m_currentUserId, t.name, rowId, c.name, rowIsNew ? QVariant() : QVariant(before),
-                  QVariant(after)},
-                 &error))
-        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
 }
 
 bool Connection::lockMaster(int waitMs)
@@ -854,26 +830,7 @@ void Connection::setBelow(int table, int id, const QString& column, const QVaria
     if (!c) throw DbError(QStringLiteral("Ismeretlen oszlop: %1").arg(column));
     QString error;
     const QString d = descendantsCte(quoted(t.name));
-    if (m_history && t.historyColumns.contains(c->name) && c->type == ColType::Bool) {
-        // The rows that change are kept in the history first, with one statement, under keys
-        // taken as one block.
-        const QString differs = QStringLiteral("t.id IN (SELECT id FROM d) AND (CASE WHEN t.%1 THEN 1 ELSE 0 END) <> ?").arg(quoted(c->name));
-        const int on = value.toBool() ? 1 : 0;
-        const int changing = select(d + QStringLiteral("SELECT COUNT(*) FROM %1 t WHERE ").arg(quoted(t.name)) + differs, {id, on})
-                                 .value(0).value(0).toInt();
-        if (changing > 0) {
-            const int first = m_keys->newKeys(Tables::RightsHistory, changing);
-            if (!execute(d + QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, "
-                                            "old_value, new_value) SELECT ? + ROW_NUMBER() OVER (ORDER BY t.id) - 1, ?, ?, ?, t.id, ?, "
-                                            "CASE WHEN t.%1 THEN '1' ELSE '0' END, ? FROM %2 t WHERE ")
-                                 .arg(quoted(c->name), quoted(t.name))
-                             + differs,
-                         {id, first, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")), m_currentUserId,
-                          t.name, c->name, QString::number(on), on},
-                         &error))
-                throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
-        }
-    }
+    if (t.historyColumns.contains(c->name) && c->type == ColType::Bool) m_historyLog->recordRows(t, *c, d, id, value.toBool());
     if (!execute(d + QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT id FROM d)").arg(quoted(t.name), quoted(c->name)),
                  {id, m_engine->toDb(*c, value)}, &error))
         throw DbError(error);

@@ -1,6 +1,7 @@
 #pragma once
 #include "DbError.h"
 #include "Engine.h"
+#include "HistoryLog.h"
 #include "Keys.h"
 #include "Recordset.h"
 #include "Schema.h"
@@ -67,20 +68,9 @@ public:
     // The key service.
     Keys& keys() { return *m_keys; }
 
-    // The rights history (qnd_rights_history): one row for a changed cell of a history
-    // column, by the current user, now. Nothing when the value did not change; throws
-    // DbError when it cannot be written (the caller's transaction then goes back whole).
-    // Only a row the change makes (`rowIsNew`) has no old value; a cell never set before
-    // has the old value historyText gives it.
-    void recordHistory(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew, const QVariant& oldValue,
-                       const QVariant& newValue);
-    // Off while the starting state is written (a new database's demo data is no change).
-    bool historyEnabled() const { return m_history; }
-    void setHistoryEnabled(bool on) { m_history = on; }
-    // A value as the history keeps it: yes/no as "1"/"0" (a yes/no never set, NULL, is
-    // no: rows written by an older program or another module hold such cells), the rest as
-    // text, NULL as empty text.
-    QString historyText(const ColumnDef& c, const QVariant& value) const;
+    // Writing the rights history.
+    HistoryLog& history() { return *m_historyLog; }
+    const HistoryLog& history() const { return *m_historyLog; }
 
     // The master lock and its transaction. The lock waits at most `waitMs` for another holder
     // to finish; refused otherwise.
@@ -220,7 +210,7 @@ private:
     bool m_virtualSavepoint = false;
     bool m_systemEdit = false;
     int m_currentUserId = -1;
-    bool m_history = true;
+    std::unique_ptr<HistoryLog> m_historyLog;
     quint64 m_generation = 1;
     quint64 m_epoch = 1;
     bool m_lost = false;

@@ -74,10 +74,10 @@ private:
 void Connection::createDemoData()
 {
     // The starting state, not a change: the rights history begins after it.
-    setHistoryEnabled(false);
+    history().setEnabled(false);
     struct Restore {
         Connection* c;
-        ~Restore() { c->setHistoryEnabled(true); }
+        ~Restore() { c->history().setEnabled(true); }
     } restore{this};
     try {
         Writer w(*this);

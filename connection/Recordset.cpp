@@ -559,7 +559,7 @@ bool Recordset::update()
             for (int i : std::as_const(m_cols)) {
                 const ColumnDef& c = m_table->columns[i];
                 if (!m_table->historyColumns.contains(c.name) || (m_mode == Mode::Edit && !m_dirty[i])) continue;
-                m_c->recordHistory(*m_table, keyValue, c, m_mode == Mode::Add, m_mode == Mode::Edit ? current()[i] : QVariant(),
+                m_c->history().record(*m_table, keyValue, c, m_mode == Mode::Add, m_mode == Mode::Edit ? current()[i] : QVariant(),
                                    m_c->engine().toDb(c, m_editRow[i]));
             }
         } catch (const DbError& e) {

@@ -56,7 +56,7 @@ QHash<int, QString> columnAt(Connection& c, const QString& table, const QString&
         throw DbError(QStringLiteral("A(z) %1.%2 oszlop változásait nem őrzi az előzmény.").arg(table, column));
     QHash<int, QString> values;
     for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t->primaryKey, col->name, t->name)))
-        values.insert(r[0].toInt(), c.historyText(*col, r[1]));
+        values.insert(r[0].toInt(), c.history().text(*col, r[1]));
     // Back through the changes since, newest first: what is left is the earliest one's "before".
     QSet<int> madeSince;
     for (const QVariantList& r : c.select(QStringLiteral("SELECT row_id, old_value FROM qnd_rights_history "
@@ -85,7 +85,7 @@ QList<RevertStep> revertPlan(Connection& c, const QDateTime& moment, int slot)
             const ColumnDef& col = *t.column(column);
             QHash<int, QString> now;
             for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t.primaryKey, col.name, t.name)))
-                now.insert(r[0].toInt(), c.historyText(col, r[1]));
+                now.insert(r[0].toInt(), c.history().text(col, r[1]));
             const QHash<int, QString> then = columnAt(c, t.name, column, moment);
             QList<int> rows = then.keys();
             std::sort(rows.begin(), rows.end());

@@ -154,7 +154,7 @@ private slots:
         module().takeSite(&site);
         const auto neverSet = [&] { QVERIFY(c.execute(QStringLiteral("UPDATE qnd_menu SET auth_7 = NULL"))); };
         const auto ticked = [&](int id) {
-            return c.historyText(*c.tableDef(Tables::Menu)->column(QStringLiteral("auth_7")),
+            return c.history().text(*c.tableDef(Tables::Menu)->column(QStringLiteral("auth_7")),
                                  c.select(QStringLiteral("SELECT auth_7 FROM qnd_menu WHERE id=?"), {id}).value(0).value(0));
         };
         neverSet();

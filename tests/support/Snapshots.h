@@ -16,7 +16,7 @@ inline QMap<QString, QString> rightsDump(Connection& c)
     for (const TableDef& t : Schema::instance().tables())
         for (const QString& column : t.historyColumns)
             for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
-                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.historyText(*t.column(column), r[1]));
+                d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.history().text(*t.column(column), r[1]));
     return d;
 }
 
