@@ -132,7 +132,7 @@ QString holdsAnySql(const QString& alias, RoleSet roles)
 
 QString roleName(Connection& c, int slot)
 {
-    const QString name = c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(slot)).remove(QLatin1Char(':')).trimmed();
+    const QString name = c.settings().read(SettingKeys::kMainframe, SettingKeys::roleNameKey(slot)).remove(QLatin1Char(':')).trimmed();
     return name.isEmpty() ? QStringLiteral("Szerepkör %1").arg(slot) : name;
 }
 

@@ -275,7 +275,7 @@ private:
             if (names[i].isNull()) continue;
             if (!names[i].isString()) throw Damaged{QStringLiteral("A szerepkörök neveinek listája sérült.")};
             const QString wanted = names[i].toString();
-            const QString now = m_c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
+            const QString now = m_c.settings().read(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
             ConfigChange ch;
             ch.section = QStringLiteral("Szerepkörök nevei");
             ch.what = QStringLiteral("%1. szerepkör").arg(i);
@@ -284,7 +284,7 @@ private:
             } else {
                 ch.kind = now == QStringLiteral("\x01") ? ConfigChange::Add : ConfigChange::Change;
                 ch.details << QStringLiteral("név: %1 → %2").arg(ch.kind == ConfigChange::Add ? QStringLiteral("nincs") : shown(now), shown(wanted));
-                if (m_write && !m_c.writeSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), wanted))
+                if (m_write && !m_c.settings().write(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), wanted))
                     throw DbError(m_c.editRecordset(Tables::Settings).lastError());
             }
             m_changes << ch;
@@ -584,7 +584,7 @@ bool exportConfig(Connection& c, const QString& path, QString* error)
         doc.insert(QStringLiteral("database"), c.databaseName());
         QJsonArray roles;
         for (int i = 0; i < RoleSet::kSlots; ++i) {
-            const QString n = c.readSetting(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
+            const QString n = c.settings().read(SettingKeys::kMainframe, SettingKeys::roleNameKey(i), QStringLiteral("\x01"));
             roles << (n == QStringLiteral("\x01") ? QJsonValue() : QJsonValue(n));
         }
         doc.insert(QStringLiteral("role_names"), roles);

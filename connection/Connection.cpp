@@ -23,7 +23,8 @@ QAtomicInt g_connectionCounter;
 } // namespace
 
 Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
-    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this)), m_historyLog(std::make_unique<HistoryLog>(*this))
+    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this)), m_historyLog(std::make_unique<HistoryLog>(*this)),
+      m_settings(std::make_unique<Settings>(*this))
 {
     m_connectionName = QStringLiteral("nexo_connection_%1").arg(g_connectionCounter.fetchAndAddOrdered(1));
 }
@@ -238,7 +239,7 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
                 return fail(!failure.isEmpty() ? failure : !why.isEmpty() ? why : QStringLiteral("Az adatbázis szerkezete nem menthető."));
             }
         }
-        m_systemEdit = readSetting(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
+        m_systemEdit = m_settings->read(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
             != QLatin1String("0");
     } catch (const DbError& e) {
         m_createdSchema = false;
@@ -592,33 +593,6 @@ Connection::LockedWrite Connection::writeLocked(const std::function<bool()>& wor
     return answer(LockedWrite::Done);
 }
 
-QString Connection::readSetting(const QString& section, const QString& key, const QString& defaultValue)
-{
-    // A secret is kept apart, sealed (see Secrets.h).
-    const bool secret = Secrets::isSecretSetting(section, key);
-    auto rows = select(QStringLiteral("SELECT value FROM %1 WHERE section=? AND key_name=?")
-                           .arg(secret ? QString::fromLatin1(Secrets::kTable) : QStringLiteral("qnd_settings")),
-                       {section, key});
-    if (rows.isEmpty() || rows.first().value(0).isNull()) return defaultValue;
-    const QString value = rows.first().value(0).toString();
-    return secret ? Secrets::unseal(value) : value;
-}
-
-bool Connection::writeSetting(const QString& section, const QString& key, const QString& value)
-{
-    const bool secret = Secrets::isSecretSetting(section, key);
-    Recordset& rs = editRecordset(secret ? Tables::Secret : Tables::Settings);
-    rs.setIndex(QStringLiteral("section_key"));
-    if (rs.seek({section, key})) rs.edit();
-    else {
-        rs.addNew();
-        rs.setField(QStringLiteral("section"), section);
-        rs.setField(QStringLiteral("key_name"), key);
-    }
-    rs.setField(QStringLiteral("value"), secret ? Secrets::seal(value) : value);
-    return rs.update();
-}
-
 bool Connection::rightsTest(int userId, const QString& key)
 {
     // The explorer's why-path and the test are one computation: they cannot disagree.
@@ -686,8 +660,8 @@ QString Connection::readerTarget(QString* error) const
     auto* self = const_cast<Connection*>(this);
     QString role, password;
     try {
-        role = self->readSetting(SettingKeys::kMainframe, SettingKeys::kReaderRole);
-        password = self->readSetting(SettingKeys::kMainframe, SettingKeys::kReaderPassword);
+        role = self->settings().read(SettingKeys::kMainframe, SettingKeys::kReaderRole);
+        password = self->settings().read(SettingKeys::kMainframe, SettingKeys::kReaderPassword);
     } catch (const DbError& e) {
         if (error) *error = ReaderRole::missingMessage(e.message());
         return {};
@@ -709,12 +683,6 @@ QString Connection::programRole() const
         }
     }
     return m_programRole;
-}
-
-bool Connection::userManagementLocal()
-{
-    return readSetting(SettingKeys::kMainframe, SettingKeys::kCentralUserManagement, QStringLiteral("0"))
-        == QLatin1String("0");
 }
 
 QString Connection::databaseName() const { return m_engine->databaseName(); }

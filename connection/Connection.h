@@ -3,6 +3,7 @@
 #include "Engine.h"
 #include "HistoryLog.h"
 #include "Keys.h"
+#include "Settings.h"
 #include "Recordset.h"
 #include "Schema.h"
 #include <QHash>
@@ -112,9 +113,8 @@ public:
     // True when the row may NOT be deleted (missing, or live rows still refer to it).
     bool deleteCheck(int table, const QVariant& key, QString* reason = nullptr);
 
-    QString readSetting(const QString& section, const QString& key,
-                        const QString& defaultValue = {});
-    bool writeSetting(const QString& section, const QString& key, const QString& value);
+    // The settings store.
+    Settings& settings() { return *m_settings; }
 
     // Whether the user holds the right named by `key`: see the README for the rule.
     bool rightsTest(int userId, const QString& key);
@@ -138,7 +138,6 @@ public:
     // The role the program itself logs in as on a server; user SQL never runs as it.
     QString programRole() const;
 
-    bool userManagementLocal();
     bool systemEdit() const { return m_systemEdit; }
     void setSystemEdit(bool on) { m_systemEdit = on; }
 
@@ -211,6 +210,7 @@ private:
     bool m_systemEdit = false;
     int m_currentUserId = -1;
     std::unique_ptr<HistoryLog> m_historyLog;
+    std::unique_ptr<Settings> m_settings;
     quint64 m_generation = 1;
     quint64 m_epoch = 1;
     bool m_lost = false;

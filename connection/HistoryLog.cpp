@@ -1,5 +1,6 @@
 #include "HistoryLog.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include <QDateTime>
 
 namespace NexoFrame {
@@ -8,7 +9,7 @@ namespace {
 
 QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
-QString now() { return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); }
+QString now() { return QDateTime::currentDateTime().toString(DateFormats::kStored); }
 
 } // namespace
 

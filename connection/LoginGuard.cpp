@@ -21,7 +21,7 @@ void LoginGuard::setClock(Clock clock)
 int LoginGuard::setting(const QString& key, int defaultValue)
 {
     bool ok = false;
-    const int v = m_c.readSetting(SettingKeys::kMainframe, key, QString::number(defaultValue)).trimmed().toInt(&ok);
+    const int v = m_c.settings().read(SettingKeys::kMainframe, key, QString::number(defaultValue)).trimmed().toInt(&ok);
     if (!ok) return defaultValue;
     return std::max(0, v);
 }

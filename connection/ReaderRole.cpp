@@ -98,10 +98,10 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
                                    "szerepkörével (nexo-shell --db …), utána hozható létre az olvasó szerepkör.")
                         .arg(database));
     const QString ns = schema[0].value(0).toString();
-    QString role = c.readSetting(SettingKeys::kMainframe, SettingKeys::kReaderRole);
+    QString role = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderRole);
     if (role.isEmpty()) role = nameFor(database);
     bool limitOk = false;
-    int limit = c.readSetting(SettingKeys::kMainframe, SettingKeys::kReaderConnectionLimit,
+    int limit = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderConnectionLimit,
                               QStringLiteral("20")).toInt(&limitOk);
     if (!limitOk || limit < 1) limit = 20;
 
@@ -176,8 +176,8 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
             }
             ++granted;
         }
-        if (!c.writeSetting(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
-            || !c.writeSetting(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
+        if (!c.settings().write(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
+            || !c.settings().write(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
         return true;
     }, &err);
@@ -231,8 +231,8 @@ bool storeLogin(const QString& target, const QString& role, const QString& passw
                                        "lehet olvasó szerepkör.").arg(role));
     }
     const auto outcome = c->writeLocked([&] {
-        if (!c->writeSetting(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
-            || !c->writeSetting(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
+        if (!c->settings().write(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
+            || !c->settings().write(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
         return true;
     }, &err);

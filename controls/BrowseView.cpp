@@ -436,7 +436,7 @@ void BrowseView::restoreLayout()
     for (int i = 0; i < m_columns.size(); ++i) header->resizeSection(i, m_def.columns[i].width);
     QString stored;
     try {
-        stored = m_connection->readSetting(kSection, QStringLiteral("VIEW_%1").arg(m_def.number));
+        stored = m_connection->settings().read(kSection, QStringLiteral("VIEW_%1").arg(m_def.number));
     } catch (const DbError& e) {
         reportStatus(QStringLiteral("Az oszlopok elrendezése nem olvasható: %1").arg(e.message()));
     }
@@ -472,7 +472,7 @@ void BrowseView::saveLayout()
     if (!m_connection || !m_table) return;
     const QString text = layoutText();
     try {
-        if (m_connection->writeSetting(kSection, QStringLiteral("VIEW_%1").arg(m_def.number), text)) m_savedLayout = text;
+        if (m_connection->settings().write(kSection, QStringLiteral("VIEW_%1").arg(m_def.number), text)) m_savedLayout = text;
     } catch (const DbError& e) {
         reportStatus(QStringLiteral("Az oszlopok elrendezése nem menthető: %1").arg(e.message()));
     }

@@ -245,7 +245,7 @@ QVariant NullTo(const QVariant& value, QMetaType wanted)
 
 QVariant ReadSetting(const QString& key, const QVariant& defaultValue)
 {
-    return shared().readSetting(SettingKeys::kCompany, key, defaultValue.toString());
+    return shared().settings().read(SettingKeys::kCompany, key, defaultValue.toString());
 }
 
 // --- partner lookups -----------------------------------------------------------------------

@@ -82,7 +82,7 @@ QList<std::pair<QString, QString>> companyHeader(Connection& c)
                             "Szamlaszam", "Adoszam"}) {
         const QString k = QString::fromLatin1(key);
         QString value = partner.value(k);
-        if (value.isEmpty()) value = c.readSetting(SettingKeys::kCompany, k, QString()).trimmed();
+        if (value.isEmpty()) value = c.settings().read(SettingKeys::kCompany, k, QString()).trimmed();
         header.append({QStringLiteral("RegUser") + k, value});
     }
     return header;

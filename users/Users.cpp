@@ -149,7 +149,7 @@ void Users::InitializeSite()
     Connection* c = module().connection();
     if (!m_guard || &m_guard->connection() != c) m_guard = std::make_unique<LoginGuard>(*c);
     titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
-    if (c->userManagementLocal()) {
+    if (c->settings().userManagementLocal()) {
         buildCommands(cmd_bar_class, popup,
                       {{QStringLiteral("Új csoport"), QStringLiteral("Új csoport"), RightsKeys::kGroupNew, &Users::NewGroup},
                        {QStringLiteral("Csoport módosítása"), QStringLiteral("Csoportok módosítása"),

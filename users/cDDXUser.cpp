@@ -89,7 +89,7 @@ bool cDDXUser::MaintainExpiryReminders()
 {
     Connection* c = connection();
     bool numeric = false;
-    int lead = c->readSetting(SettingKeys::kCompany, SettingKeys::kReminderDays, QStringLiteral("3")).trimmed().toInt(&numeric);
+    int lead = c->settings().read(SettingKeys::kCompany, SettingKeys::kReminderDays, QStringLiteral("3")).trimmed().toInt(&numeric);
     if (!numeric) lead = 3;
     const int partner = OwnPartnerId();
     if (partner < 0) return true;

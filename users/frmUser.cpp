@@ -164,7 +164,7 @@ bool frmUser::GetData()
     // Only a password typed now must be long enough: an old short one that is saved again
     // unchanged (say by someone who may not change passwords) is not refused.
     const int minimum =
-        module().connection()->readSetting(SettingKeys::kMainframe, SettingKeys::kMinPasswordLength, QStringLiteral("0")).trimmed().toInt();
+        module().connection()->settings().read(SettingKeys::kMainframe, SettingKeys::kMinPasswordLength, QStringLiteral("0")).trimmed().toInt();
     const bool typed = u->ItemStatus() == IsNew || txt_password->text() != Connection::ciphered(u->password(), kKey1, kKey2);
     if (minimum > 0 && typed && txt_password->text().size() < minimum) {
         AddError(eError, kFieldCheckNumber, QStringLiteral("A jelszónak legalább %1 karakter hosszúnak kell lennie!").arg(minimum));

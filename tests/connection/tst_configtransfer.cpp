@@ -136,7 +136,7 @@ void enrich(Connection& c)
                              {"class_name", "NexoFrame.Reports"}, {"auth_0", false}, {"auth_4", true}});
     putRow(c, Tables::AuthUnit, {{"id", 500}, {"parent_id", 20}, {"name", "Közös A"}, {"prefix", "vtk_kozos"}, {"auth_2", true}});
     putRow(c, Tables::AuthUnit, {{"id", 501}, {"parent_id", 1}, {"name", "Közös B"}, {"prefix", "vtk_kozos"}, {"auth_4", true}});
-    QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3"), QStringLiteral("Könyvelés:")));
+    QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3"), QStringLiteral("Könyvelés:")));
 }
 
 } // namespace
@@ -194,7 +194,7 @@ private slots:
         QVERIFY(idOf(a, unit, {QStringLiteral("mainframe_base_user")}) != idOf(*b, unit, {QStringLiteral("mainframe_base_user")}));
         const int sales = idOf(*b, QStringLiteral("SELECT id FROM qnd_user_group WHERE name=?"), {QStringLiteral("Értékesítők")});
         QCOMPARE(idOf(*b, QStringLiteral("SELECT right_event FROM qnd_user_group WHERE name=?"), {QStringLiteral("Vezetők")}), sales);
-        QCOMPARE(b->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3")), QStringLiteral("Könyvelés:"));
+        QCOMPARE(b->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3")), QStringLiteral("Könyvelés:"));
         // New rights came in as changes of the importer, kept in the history.
         QVERIFY(historyRows(*b) > 0);
 

@@ -378,8 +378,8 @@ void fillTheTargets(Connection& c)
         QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_menu_log (id, user_id, menu_id, log_date) VALUES (?, 1, 1, ?)"),
                           {900000 + i, c.engine().toDb(ColumnDef{QString(), ColType::DateTime, 0, {}}, QDateTime(QDate(2026, 1, i), QTime(9, 0)))}));
     // A stored secret on either engine (on a server the reader's own password is one already).
-    QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"),
-                           testingPostgres() ? c.readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"))
+    QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"),
+                           testingPostgres() ? c.settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"))
                                              : QStringLiteral("olvaso-titok-42")));
 }
 
@@ -429,8 +429,8 @@ void tst_readonly::serverRefusesWithoutAReader()
     QVERIFY(!ReadOnlySource::open(*m_c, &err));
     QVERIFY2(err.contains(QStringLiteral("--create-reader")), qPrintable(err));
     // A reader that names the program's own role is refused too.
-    QVERIFY(m_c->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"), TestDatabase::programRole()));
-    QVERIFY(m_c->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"), QStringLiteral("x")));
+    QVERIFY(m_c->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"), TestDatabase::programRole()));
+    QVERIFY(m_c->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"), QStringLiteral("x")));
     QVERIFY(!ReadOnlySource::open(*m_c, &err));
     QVERIFY2(err.contains(QStringLiteral("--create-reader")), qPrintable(err));
 }

@@ -386,13 +386,13 @@ void tst_recordset::newKeys()
 
 void tst_recordset::settingsUniquenessDeleteCheck()
 {
-    QCOMPARE(m_c->readSetting("MAINFRAME", "CUE_NAME_1"), QString("Adminisztrátor:"));
-    QCOMPARE(m_c->readSetting("MAINFRAME", "NINCS_ILYEN", "alap"), QString("alap"));
-    QCOMPARE(m_c->readSetting("NINCS", "CUE_NAME_1"), QString());
-    QVERIFY(m_c->writeSetting("KMN", "Teszt", "egy"));
-    QCOMPARE(m_c->readSetting("KMN", "Teszt", "alap"), QString("egy"));
-    QVERIFY(m_c->writeSetting("KMN", "Teszt", "kettő"));
-    QCOMPARE(m_c->readSetting("KMN", "Teszt"), QString("kettő"));
+    QCOMPARE(m_c->settings().read("MAINFRAME", "CUE_NAME_1"), QString("Adminisztrátor:"));
+    QCOMPARE(m_c->settings().read("MAINFRAME", "NINCS_ILYEN", "alap"), QString("alap"));
+    QCOMPARE(m_c->settings().read("NINCS", "CUE_NAME_1"), QString());
+    QVERIFY(m_c->settings().write("KMN", "Teszt", "egy"));
+    QCOMPARE(m_c->settings().read("KMN", "Teszt", "alap"), QString("egy"));
+    QVERIFY(m_c->settings().write("KMN", "Teszt", "kettő"));
+    QCOMPARE(m_c->settings().read("KMN", "Teszt"), QString("kettő"));
     QCOMPARE(m_c->select("SELECT COUNT(*) FROM qnd_settings WHERE key_name='Teszt'").first().first().toInt(), 1);
 
     QVERIFY(m_c->isUnique(Tables::User, "id", "user_name", "admin", 1));      // its own row

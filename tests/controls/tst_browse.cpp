@@ -243,11 +243,11 @@ private slots:
             QHeaderView* header = v.table()->horizontalHeader();
             header->moveSection(header->visualIndex(1), 0);
             header->resizeSection(0, 222);
-            QTRY_COMPARE(db().readSetting("BROWSE", "VIEW_7"),
+            QTRY_COMPARE(db().settings().read("BROWSE", "VIEW_7"),
                          QStringLiteral("display_name:120,user_name:222,access_denied:120,identity_card_expiration:120,email:120"));
             header->resizeSection(4, 60); // written when the view goes
         }
-        QCOMPARE(db().readSetting("BROWSE", "VIEW_7"),
+        QCOMPARE(db().settings().read("BROWSE", "VIEW_7"),
                  QStringLiteral("display_name:120,user_name:222,access_denied:120,identity_card_expiration:120,email:60"));
         BrowseView again;
         again.setConnection(&db());
@@ -257,7 +257,7 @@ private slots:
         QCOMPARE(header->sectionSize(0), 222);
         QCOMPARE(header->sectionSize(4), 60);
 
-        QVERIFY(db().writeSetting("BROWSE", "VIEW_8", "nincs:50,email:300,email:10,user_name:x"));
+        QVERIFY(db().settings().write("BROWSE", "VIEW_8", "nincs:50,email:300,email:10,user_name:x"));
         BrowseView other;
         other.setConnection(&db());
         other.setView(usersView(8));

@@ -99,7 +99,7 @@ void tst_lockedwrites::anyThrowEndsTheWrite()
 {
     const QStringList before = state();
     const auto putSetting = [this](const QString& key) {
-        if (!m_c->writeSetting(QStringLiteral("KMN"), key, QStringLiteral("x"))) throw DbError(QStringLiteral("nem írható"));
+        if (!m_c->settings().write(QStringLiteral("KMN"), key, QStringLiteral("x"))) throw DbError(QStringLiteral("nem írható"));
     };
     QString why;
     QCOMPARE(m_c->writeLocked([&] { putSetting("A"); throw DbError(QStringLiteral("adatbázishiba")); return true; }, &why),
@@ -123,8 +123,8 @@ void tst_lockedwrites::anyThrowEndsTheWrite()
     }, &why),
              Connection::LockedWrite::Done);
     QVERIFY(released());
-    QCOMPARE(m_c->readSetting("KMN", "D"), QStringLiteral("x"));
-    for (const char* gone : {"A", "B", "C", "E"}) QCOMPARE(m_c->readSetting("KMN", gone), QString());
+    QCOMPARE(m_c->settings().read("KMN", "D"), QStringLiteral("x"));
+    for (const char* gone : {"A", "B", "C", "E"}) QCOMPARE(m_c->settings().read("KMN", gone), QString());
 }
 
 void tst_lockedwrites::refusedLockAsksAfterTheQuietTries()

@@ -221,7 +221,7 @@ private slots:
         // The header follows the company's data: a value the partner row lacks comes from
         // the settings.
         QVERIFY(c.execute(QStringLiteral("UPDATE pa_partner SET pa_telefon='' WHERE pa_qndid=1")));
-        QVERIFY(c.writeSetting(QStringLiteral("KMN"), QStringLiteral("Tel"), QStringLiteral("+36 1 000 0000")));
+        QVERIFY(c.settings().write(QStringLiteral("KMN"), QStringLiteral("Tel"), QStringLiteral("+36 1 000 0000")));
         p.StartReport(entry(4, QStringLiteral("Harmadik")));
         QCOMPARE(Recorder::runs.last().values.value("RegUserTel").toString(), QStringLiteral("+36 1 000 0000"));
     }

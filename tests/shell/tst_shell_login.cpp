@@ -188,8 +188,8 @@ void TstShellLogin::lockAfterFailuresEvenForTheRightPassword()
     QFETCH(QString, until);
     ShellFixture f;
     QVERIFY(f.open());
-    if (failures) QVERIFY(f.db->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QString::number(failures)));
-    if (minutes) QVERIFY(f.db->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("LoginLockMinutes"), QString::number(minutes)));
+    if (failures) QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QString::number(failures)));
+    if (minutes) QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginLockMinutes"), QString::number(minutes)));
     Clocked k{*f.db};
     const int n = k.guard.maxFailures(), m = k.guard.lockMinutes();
     // One short of the limit the right password gets in, and the count starts again.
@@ -239,7 +239,7 @@ void TstShellLogin::spreadFailuresAndTheLog()
     QCOMPARE(f.db->engine().fromDb(when, row.value(2)).toDateTime(), QDateTime(QDate(2026, 3, 2), QTime(9, 29)));
     QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE cleared_at IS NULL")), 9);
     // Either setting at 0 turns the lock off.
-    QVERIFY(f.db->writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("LoginLockMinutes"), QStringLiteral("0")));
+    QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginLockMinutes"), QStringLiteral("0")));
     QVERIFY(k.guard.lockedNames().isEmpty());
 }
 

@@ -268,12 +268,12 @@ void TstShellProgram::readerRoleCommands()
     QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.database.adminTarget()}), int(Program::Done));
     QString err;
     QVERIFY2(ReadOnlySource::open(*f.db, &err), qPrintable(err));
-    const QString first = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
+    const QString first = f.db->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
     // Again: the same role brought up to date, with a new password that the program learns.
     QCOMPARE(runShell(kStandIn, {"--create-reader", "--db", f.database.adminTarget()}), int(Program::Done));
-    QVERIFY(f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword")) != first);
-    const QString role = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"));
-    const QString password = f.db->readSetting(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
+    QVERIFY(f.db->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword")) != first);
+    const QString role = f.db->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderRole"));
+    const QString password = f.db->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("ReaderPassword"));
     auto link = ReadOnlySource::open(*f.db, &err);
     QVERIFY2(link, qPrintable(err));
     QString who;

@@ -138,7 +138,7 @@ inline QStringList storedSecrets(Connection& c)
     for (const QVariantList& r : c.select(QStringLiteral("SELECT password FROM qnd_user WHERE password IS NOT NULL AND password <> ''")))
         s << r.value(0).toString();
     for (const QVariantList& r : c.select(QStringLiteral("SELECT section, key_name, value FROM qnd_secret")))
-        s << r.value(2).toString() << c.readSetting(r.value(0).toString(), r.value(1).toString());
+        s << r.value(2).toString() << c.settings().read(r.value(0).toString(), r.value(1).toString());
     s.removeAll(QString());
     return s;
 }

@@ -87,7 +87,7 @@ const QDateTime kMonday(QDate(2026, 3, 2), QTime(14, 20));
 // Failed logins of `name` at kMonday; three lock it (LoginMaxFailures is set to 3).
 void fail(Connection& c, const QString& name, int count)
 {
-    QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QStringLiteral("3")));
+    QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QStringLiteral("3")));
     LoginGuard guard(c, [] { return kMonday; });
     for (int i = 0; i < count; ++i) guard.recordFailure(name, QStringLiteral("pc-12"));
 }
@@ -214,7 +214,7 @@ private slots:
         QCOMPARE(shownPassword(c, 1), QStringLiteral("x"));
 
         // Set to 8: seven letters are refused, listed beside the mismatch; eight are taken.
-        QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("8")));
+        QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("8")));
         QList<QStringList> listed;
         QVERIFY(admin.CoreLoad(1));
         onNextModal([&](QWidget* f) {
@@ -234,7 +234,7 @@ private slots:
         // passwords (the boxes are shut), is kept.
         TestSite peterSite(3);
         module().takeSite(&peterSite);
-        QVERIFY(peterSite.db().writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("12")));
+        QVERIFY(peterSite.db().settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("12")));
         cDDXUser peter;
         QVERIFY(peter.CoreLoad(3));
         onNextModal([](QWidget* d) {
@@ -294,7 +294,7 @@ private slots:
         TestSite site;
         Connection& c = site.db();
         module().takeSite(&site);
-        QVERIFY(c.writeSetting(QStringLiteral("KMN"), QStringLiteral("Nap"), QStringLiteral("5")));
+        QVERIFY(c.settings().write(QStringLiteral("KMN"), QStringLiteral("Nap"), QStringLiteral("5")));
         auto u = saveDriver(QStringLiteral("sofor1"));
         auto r = reminders(c, u->id());
         QCOMPARE(r.size(), 2);
@@ -494,7 +494,7 @@ private slots:
         }
 
         // Centralised management: no commands, the caption says so.
-        QVERIFY(c.writeSetting(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
+        QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
         Users central;
         central.IAddin_AttachToSite(&site, 0, QString());
         QVERIFY(central.cmd_bar_class->actions().isEmpty() && central.cmd_bar_class_1->actions().isEmpty());
