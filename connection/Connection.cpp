@@ -3,6 +3,7 @@
 #include "ReaderRole.h"
 #include "RightsPath.h"
 #include "SettingKeys.h"
+#include "Texts.h"
 #include <QAtomicInt>
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -109,7 +110,7 @@ Connection::Recovery Connection::recover(QString* message)
 
 void Connection::ensureLive()
 {
-    if (!m_open) throw DbError(QStringLiteral("Nincs megnyitott adatbázis."));
+    if (!m_open) throw DbError(Texts::kNoDatabase);
     if (!m_lost) return;
     QString err;
     if (!m_engine->reopen(m_db, &err)) throw DbError(err);

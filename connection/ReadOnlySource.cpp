@@ -6,6 +6,7 @@
 #include "SqlExec.h"
 #include "Secrets.h"
 #include "ReaderRole.h"
+#include "Texts.h"
 #include <QAtomicInt>
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -776,7 +777,7 @@ ReadOnlySource::Target ReadOnlySource::targetOf(const Connection& c, QString* er
 {
     Target t;
     if (!c.isOpen()) {
-        if (error) *error = QStringLiteral("Nincs megnyitott adatbázis.");
+        if (error) *error = Texts::kNoDatabase;
         return t;
     }
     if (isServerTarget(c.target())) {
@@ -804,7 +805,7 @@ std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Connection& c, QStrin
 
 std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Target& t, QString* error)
 {
-    QString err = QStringLiteral("Nincs megnyitott adatbázis.");
+    QString err = Texts::kNoDatabase;
     std::unique_ptr<Backend> b;
     bool ok = false;
     const QString name = QStringLiteral("nexo_readonly_%1").arg(g_sourceCounter.fetchAndAddOrdered(1));

@@ -1,10 +1,12 @@
 #include "ListWizard.h"
 #include "Connection.h"
+#include "ControlTexts.h"
 #include "DateFormats.h"
 #include "ListExport.h"
 #include "ListWizardDialog.h"
 #include "LockQuestion.h"
 #include "ReadOnlySource.h"
+#include "Texts.h"
 #include <QAbstractTableModel>
 #include <QAction>
 #include <QDateEdit>
@@ -121,8 +123,8 @@ ListWizard::ListWizard(QWidget* parent)
     QAction* run = add("cmd_run", QStyle::SP_MediaPlay, QStringLiteral("Futtatás"), QStringLiteral("A kijelölt lista futtatása"));
     m_bar->addSeparator();
     QAction* make = add("cmd_new", QStyle::SP_FileIcon, QStringLiteral("Új lista"), QStringLiteral("Új lista összeállítása a varázslóval"));
-    QAction* edit = add("cmd_edit", QStyle::SP_FileDialogDetailedView, QStringLiteral("Módosítás"), QStringLiteral("A kijelölt lista módosítása"));
-    QAction* drop = add("cmd_delete", QStyle::SP_TrashIcon, QStringLiteral("Törlés"), QStringLiteral("A kijelölt lista törlése"));
+    QAction* edit = add("cmd_edit", QStyle::SP_FileDialogDetailedView, ControlTexts::kModify, QStringLiteral("A kijelölt lista módosítása"));
+    QAction* drop = add("cmd_delete", QStyle::SP_TrashIcon, Texts::kDelete, QStringLiteral("A kijelölt lista törlése"));
     m_bar->addSeparator();
     QAction* print = add("cmd_print", QStyle::SP_FileDialogContentsView, QStringLiteral("Nyomtatás…"),
                          QStringLiteral("A lista nyomtatási képe, onnan nyomtatás vagy PDF"));
@@ -468,7 +470,7 @@ bool ListWizard::answerQuestions(ListDefinition* def, const QStringList& answers
         }
         auto* buttons = new QDialogButtonBox(&dlg);
         buttons->addButton(QStringLiteral("Rendben"), QDialogButtonBox::AcceptRole);
-        buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole);
+        buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole);
         connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
         connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
         form->addRow(buttons);
@@ -599,9 +601,9 @@ void ListWizard::exportInteractive(const QString& format)
         if (!m_lastError.isEmpty()) QMessageBox::warning(this, kTitle, m_lastError);
         return;
     }
-    const QString filter = format == QLatin1String("csv")    ? QStringLiteral("CSV-fájl (*.csv)")
+    const QString filter = format == QLatin1String("csv")    ? ControlTexts::kCsvFiles
                          : format == QLatin1String("xlsx") ? QStringLiteral("Excel-munkafüzet (*.xlsx)")
-                                                           : QStringLiteral("PDF-fájl (*.pdf)");
+                                                           : ControlTexts::kPdfFiles;
     if (format == QLatin1String("pdf") && !manyPages()) return;
     QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Exportálás"), exportPath(format), filter);
     if (path.isEmpty()) return;

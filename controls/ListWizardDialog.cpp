@@ -1,4 +1,5 @@
 #include "ListWizardDialog.h"
+#include "Texts.h"
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
@@ -48,7 +49,7 @@ ListWizardDialog::ListWizardDialog(const QList<ListSource>& sources, bool mayAsk
     setButtonText(QWizard::BackButton, QStringLiteral("< Vissza"));
     setButtonText(QWizard::NextButton, QStringLiteral("Tovább >"));
     setButtonText(QWizard::FinishButton, QStringLiteral("Mentés"));
-    setButtonText(QWizard::CancelButton, QStringLiteral("Mégse"));
+    setButtonText(QWizard::CancelButton, Texts::kCancel);
     resize(760, 560);
 
     // 1. The source.

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "DateFormats.h"
 #include "ReadOnlySource.h"
+#include "Texts.h"
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
@@ -165,7 +166,7 @@ bool QndReport::askParameters(QVariantMap* chosen)
     }
     auto* buttons = new QDialogButtonBox(&dlg);
     buttons->addButton(QStringLiteral("Rendben"), QDialogButtonBox::AcceptRole)->setDefault(true);
-    buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole);
+    buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole);
     connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
     layout->addWidget(buttons);

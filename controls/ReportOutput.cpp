@@ -1,4 +1,6 @@
 #include "ReportOutput.h"
+#include "ControlTexts.h"
+#include "Texts.h"
 #include <QAction>
 #include <QApplication>
 #include <QDir>
@@ -77,7 +79,7 @@ bool saveReportPdf(const ReportDocument& doc, QWidget* parent, QString* error, c
     name.replace(QLatin1Char('/'), QLatin1Char('-'));
     const QString from = folder.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) : folder;
     QString path = QFileDialog::getSaveFileName(parent, QStringLiteral("PDF mentése"), QDir(from).filePath(name + QStringLiteral(".pdf")),
-                                                QStringLiteral("PDF-fájl (*.pdf)"));
+                                                ControlTexts::kPdfFiles);
     if (path.isEmpty()) return true;
     if (QFileInfo(path).suffix().isEmpty()) path += QStringLiteral(".pdf");
     return writeReportPdf(doc, path, error);
@@ -95,7 +97,7 @@ bool previewReport(const ReportDocument& doc, QWidget* parent, QString* error)
     QObject::connect(&dlg, &QPrintPreviewDialog::paintRequested, &dlg, [&](QPrinter* p) { painted = paint(doc, p, error) && painted; });
     if (auto* bar = dlg.findChild<QToolBar*>()) {
         bar->addSeparator();
-        QAction* save = bar->addAction(QIcon::fromTheme(QStringLiteral("document-save-as")), QStringLiteral("PDF mentése…"));
+        QAction* save = bar->addAction(QIcon::fromTheme(QStringLiteral("document-save-as")), ControlTexts::kSavePdf);
         save->setObjectName(QStringLiteral("savePdf"));
         save->setToolTip(QStringLiteral("Mentés PDF-fájlba"));
         // The words stay beside an icon the theme may give it: the other buttons are Qt's own.
@@ -117,8 +119,8 @@ bool printReport(const ReportDocument& doc, QWidget* parent, QString* error)
         const QString why = QStringLiteral("Ezen a gépen nincs beállított nyomtató, ezért a riport nem nyomtatható ki.");
         QMessageBox box(QMessageBox::Question, doc.title(), why + QStringLiteral("\nElmenti helyette PDF-fájlba?"), QMessageBox::NoButton,
                         parent);
-        QPushButton* save = box.addButton(QStringLiteral("PDF mentése…"), QMessageBox::AcceptRole);
-        box.addButton(QStringLiteral("Mégse"), QMessageBox::RejectRole);
+        QPushButton* save = box.addButton(ControlTexts::kSavePdf, QMessageBox::AcceptRole);
+        box.addButton(Texts::kCancel, QMessageBox::RejectRole);
         box.setDefaultButton(save);
         box.exec();
         // Declining is no failure: the user has been told.

@@ -1,6 +1,7 @@
 #include "ControlUtils.h"
 #include "Connection.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "Recordset.h"
 #include "RuntimeError.h"
 #include "SettingKeys.h"
@@ -44,7 +45,7 @@ void needIndex(int index, int count)
 Connection& shared()
 {
     Connection* c = module().connection();
-    if (!c) throw DbError(QStringLiteral("Nincs adatbázis-kapcsolat."));
+    if (!c) throw DbError(ModuleTexts::kNoConnection);
     return *c;
 }
 

@@ -2,6 +2,7 @@
 #include "ControlUtils.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "Record.h"
 #include "cMessage2.h"
 #include <QCheckBox>
@@ -33,7 +34,7 @@ EditDialog::EditDialog(const QString& formName, const QString& title, QWidget* p
     buttons->addStretch();
     cmd_ok = new QPushButton(QStringLiteral("&OK"), this);
     cmd_ok->setObjectName(QStringLiteral("cmd_ok"));
-    cmd_cancel = new QPushButton(QStringLiteral("&Mégsem"), this);
+    cmd_cancel = new QPushButton(ModuleTexts::kCancel, this);
     cmd_cancel->setObjectName(QStringLiteral("cmd_cancel"));
     // Plain Enter must not press a button: only Ctrl+Enter saves.
     for (QPushButton* b : {cmd_ok, cmd_cancel}) {

@@ -3,6 +3,7 @@
 #include "ErrorList.h"
 #include "LockRetry.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "RuntimeError.h"
 #include "Schema.h"
 
@@ -102,7 +103,7 @@ void cDDXRecord::setValueAt(int i, const QVariant& v) { m_values[i] = convert(m_
 Connection* cDDXRecord::connection() const
 {
     Connection* c = module().connection();
-    if (!c) throw RuntimeError(QStringLiteral("Nincs adatbázis-kapcsolat."), 91);
+    if (!c) throw RuntimeError(ModuleTexts::kNoConnection, 91);
     return c;
 }
 

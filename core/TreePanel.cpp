@@ -5,6 +5,7 @@
 #include "ErrorList.h"
 #include "LockRetry.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "Record.h"
 #include "RoleTicks.h"
 #include "RightsHistory.h"
@@ -537,7 +538,7 @@ void TreePanel::DeleteItem()
     r.step([this] {
         const int id = SelectedId();
         if (id < 1 || !canDelete(id)) return;
-        if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return;
+        if (module().message().MsgQuestionYesNo(ModuleTexts::kConfirmDelete) != 2) return;
         std::unique_ptr<cDDXRecord> rec = makeRecord();
         if (!rec->CoreLoad(id)) return;
         if (!rec->Delete()) {

@@ -1,4 +1,5 @@
 #include "cMessage2.h"
+#include "ModuleTexts.h"
 #include "RuntimeError.h"
 
 #include <QApplication>
@@ -15,6 +16,9 @@
 namespace NexoFrame {
 
 namespace {
+
+// The title of every question.
+const QString kQuestionTitle = QStringLiteral("Kérdés!");
 
 // Layout constants, in twips.
 constexpr int kTwipsPerInch = 1440;
@@ -174,7 +178,7 @@ void cMessage2::setButtons(int set, const QString& c1, const QString& c2, const 
     struct Button { QString caption; int code; };
     QList<Button> buttons;
     const QString ok = QStringLiteral("&OK");
-    const QString cancel = QStringLiteral("&Mégsem");
+    const QString cancel = ModuleTexts::kCancel;
     const QString yes = QStringLiteral("&Igen");
     const QString no = QStringLiteral("&Nem");
 
@@ -263,17 +267,17 @@ int cMessage2::MsgError(const QString& message, const QString& subMessage)
 
 int cMessage2::MsgQuestionOkCancel(const QString& message, const QString& subMessage)
 {
-    return ShowMessageBox(iQuestion | bsOKCancel, QStringLiteral("Kérdés!"), message, subMessage);
+    return ShowMessageBox(iQuestion | bsOKCancel, kQuestionTitle, message, subMessage);
 }
 
 int cMessage2::MsgQuestionYesNo(const QString& message, const QString& subMessage)
 {
-    return ShowMessageBox(iQuestion | bsYesNo, QStringLiteral("Kérdés!"), message, subMessage);
+    return ShowMessageBox(iQuestion | bsYesNo, kQuestionTitle, message, subMessage);
 }
 
 int cMessage2::MsgQuestionYesNoCancel(const QString& message, const QString& subMessage)
 {
-    return ShowMessageBox(iQuestion | bsYesNoCancel, QStringLiteral("Kérdés!"), message, subMessage);
+    return ShowMessageBox(iQuestion | bsYesNoCancel, kQuestionTitle, message, subMessage);
 }
 
 int cMessage2::MsgQuestionUDT(const QString& message, const QString& subMessage,
@@ -282,7 +286,7 @@ int cMessage2::MsgQuestionUDT(const QString& message, const QString& subMessage,
 {
     if (caption1.isNull() && caption2.isNull() && caption3.isNull())
         return ShowMessageBox(iWarning | bsOK, QStringLiteral("Figyelem!"), message, subMessage);
-    return ShowMessageBox(iQuestion | bsCustom, QStringLiteral("Kérdés!"), message, subMessage,
+    return ShowMessageBox(iQuestion | bsCustom, kQuestionTitle, message, subMessage,
                           caption1, caption2, caption3);
 }
 

@@ -1,5 +1,6 @@
 #include "frmErrorMessage.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -46,7 +47,7 @@ frmErrorMessage::frmErrorMessage(QWidget* parent)
     cmdOK = new QPushButton(QStringLiteral("&OK"), this);
     cmdOK->setObjectName(QStringLiteral("cmdOK"));
     cmdOK->setAutoDefault(false);
-    cmdCancel = new QPushButton(QStringLiteral("&Mégsem"), this);
+    cmdCancel = new QPushButton(ModuleTexts::kCancel, this);
     cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
     cmdCancel->setAutoDefault(false);
     connect(cmdOK, &QPushButton::clicked, this, &frmErrorMessage::cmdOK_Click);

@@ -1,14 +1,17 @@
 #include "RightsExplorer.h"
 #include "Connection.h"
+#include "ControlTexts.h"
 #include "CsvFile.h"
 #include "DateFormats.h"
 #include "MenuAccess.h"
+#include "ModuleTexts.h"
 #include "OlapAccess.h"
 #include "RightsHistory.h"
 #include "ListDefinition.h"
 #include "LockRetry.h"
 #include "ReportCatalogue.h"
 #include "Module.h"
+#include "Texts.h"
 #include "WaitCursor.h"
 #include "cMessage2.h"
 #include <QCheckBox>
@@ -35,6 +38,9 @@
 namespace NexoFrame {
 
 namespace {
+
+// The why-path's tab and its button.
+const QString kWhy = QStringLiteral("Miért?");
 
 const QColor kGranted(0x1b, 0x7a, 0x2b);
 const QColor kRefused(0xb0, 0x20, 0x20);
@@ -84,7 +90,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     txt_key = new QLineEdit(why);
     txt_key->setObjectName(QStringLiteral("txt_key"));
     txt_key->setPlaceholderText(QStringLiteral("pl. mainframe_base_user_new"));
-    auto* ask = new QPushButton(QStringLiteral("Miért?"), why);
+    auto* ask = new QPushButton(kWhy, why);
     ask->setObjectName(QStringLiteral("cmd_why"));
     ask->setDefault(true);
     tree_path = new QTreeWidget(why);
@@ -122,7 +128,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     whyBox->addLayout(whyForm);
     whyBox->addWidget(lbl_decision);
     whyBox->addWidget(tree_path, 1);
-    tabs->addTab(why, QStringLiteral("Miért?"));
+    tabs->addTab(why, kWhy);
     const auto explain = [this] {
         StepRunner r = runner("cmd_why_Click");
         r.step([&] {
@@ -154,7 +160,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     txt_filter->setClearButtonEnabled(true);
     chk_differences = new QCheckBox(QStringLiteral("Csak az eltérések"), rights);
     chk_differences->setObjectName(QStringLiteral("chk_differences"));
-    auto* save = new QPushButton(QStringLiteral("Mentés CSV-be…"), rights);
+    auto* save = new QPushButton(ModuleTexts::kSaveCsv, rights);
     save->setObjectName(QStringLiteral("cmd_export"));
     tree_rights = new QTreeWidget(rights);
     tree_rights->setObjectName(QStringLiteral("tree_rights"));
@@ -190,7 +196,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     connect(chk_differences, &QCheckBox::toggled, this, [this] { applyFilter(); });
     connect(save, &QPushButton::clicked, this, [this] {
         QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Mentés CSV-be"), QStringLiteral("jogok.csv"),
-                                                    QStringLiteral("CSV-fájl (*.csv)"));
+                                                    ControlTexts::kCsvFiles);
         if (path.isEmpty()) return;
         QString why;
         if (!exportRights(path, &why)) QMessageBox::warning(this, QStringLiteral("Hatályos jogok"), why);
@@ -330,7 +336,7 @@ bool RightsExplorer::revokeUnused()
                         .arg(cbo_unused_role->currentText()),
                     QMessageBox::NoButton, this);
     QPushButton* yes = ask.addButton(QStringLiteral("Visszavonás"), QMessageBox::AcceptRole);
-    ask.addButton(QStringLiteral("Mégse"), QMessageBox::RejectRole);
+    ask.addButton(Texts::kCancel, QMessageBox::RejectRole);
     ask.exec();
     if (ask.clickedButton() != yes) return false;
     QString why;
@@ -469,7 +475,7 @@ bool RightsExplorer::revert()
     for (int i = 0; i < steps->columnCount(); ++i) steps->resizeColumnToContents(i);
     auto* buttons = new QDialogButtonBox(&dlg);
     buttons->addButton(QStringLiteral("Visszaállítás"), QDialogButtonBox::AcceptRole)->setObjectName(QStringLiteral("cmd_ok"));
-    buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole)->setObjectName(QStringLiteral("cmd_cancel"));
+    buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole)->setObjectName(QStringLiteral("cmd_cancel"));
     connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
     auto* box = new QVBoxLayout(&dlg);

@@ -1,9 +1,11 @@
 #include "LogsViewer.h"
 #include "BrowseView.h"
 #include "Connection.h"
+#include "ControlTexts.h"
 #include "ControlUtils.h"
 #include "DateFormats.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "cMessage2.h"
 #include <QAction>
 #include <QCheckBox>
@@ -71,7 +73,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     dtp_to->setObjectName(QStringLiteral("dtp_to"));
     dtp_from->setDate(QDate::currentDate().addDays(-30));
     cmd_bar->addSeparator();
-    QAction* exportAction = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), QStringLiteral("Mentés CSV-be…"));
+    QAction* exportAction = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), ModuleTexts::kSaveCsv);
     exportAction->setObjectName(QStringLiteral("cmd_export"));
     exportAction->setToolTip(QStringLiteral("A listában látható sorok mentése CSV-fájlba"));
     cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -170,7 +172,7 @@ bool LogsViewer::exportCsv(QString path)
         const QString name = (mode() == 0 ? QStringLiteral("menu_log_") : QStringLiteral("kimutatas_log_"))
                              + QDate::currentDate().toString(DateFormats::kFileDay) + QStringLiteral(".csv");
         path = QFileDialog::getSaveFileName(this, QStringLiteral("Mentés CSV-be"), QDir::home().filePath(name),
-                                            QStringLiteral("CSV-fájl (*.csv)"));
+                                            ControlTexts::kCsvFiles);
         if (path.isEmpty()) return false;
     }
     QString error;

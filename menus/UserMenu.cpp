@@ -4,6 +4,7 @@
 #include "ErrorList.h"
 #include "IAddin.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "cDDXMenu.h"
 #include "cMessage2.h"
 
@@ -48,7 +49,7 @@ bool UserMenu::EditItem(IAddinSite* site, int id)
 bool UserMenu::DeleteItem(IAddinSite* site, int id)
 {
     return withSite(site, "DeleteItem", [&] {
-        if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return false;
+        if (module().message().MsgQuestionYesNo(ModuleTexts::kConfirmDelete) != 2) return false;
         cDDXMenu item;
         if (item.CoreLoad(id) && item.Delete() && item.CoreUpdate()) return true;
         ShowErrorList(QStringLiteral("Hiba lista"));

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ControlUtils.h"
 #include "Module.h"
+#include "Texts.h"
 #include "cDDXMenu.h"
 #include "frmMenu.h"
 #include <QComboBox>
@@ -153,7 +154,7 @@ frmUserMenuParamHelp::frmUserMenuParamHelp(QWidget* parent) : QDialog(parent)
     outer->addLayout(grid);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
-    cmd_cancel = new QPushButton(QStringLiteral("Bezárás"), this);
+    cmd_cancel = new QPushButton(Texts::kClose, this);
     cmd_cancel->setObjectName(QStringLiteral("cmd_cancel"));
     connect(cmd_cancel, &QPushButton::clicked, this, &QDialog::reject);
     buttons->addWidget(cmd_cancel);

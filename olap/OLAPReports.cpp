@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "OlapAccess.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
@@ -90,7 +91,7 @@ void OLAPReports::nodeExpanded(QTreeWidgetItem* node, bool expanded)
 void OLAPReports::setupCommandBar()
 {
     TreePanel::setupCommandBar();
-    auto* preview = new QAction(style()->standardIcon(QStyle::SP_MediaPlay), QStringLiteral("Előnézet"), cmd_bar_class);
+    auto* preview = new QAction(style()->standardIcon(QStyle::SP_MediaPlay), ModuleTexts::kPreview, cmd_bar_class);
     preview->setObjectName(QStringLiteral("cmd_preview"));
     connect(preview, &QAction::triggered, this, &OLAPReports::PreviewReport);
     cmd_bar_class->addAction(preview);

@@ -1,4 +1,6 @@
 #pragma once
+#include "ControlTexts.h"
+#include "Texts.h"
 #include "TreePanel.h"
 
 namespace NexoFrame {
@@ -39,8 +41,8 @@ protected:
     {
         return {{100014, QStringLiteral("Új könyvtár"), TreeAction::New, FolderNode},
                 {100015, QStringLiteral("Új riport"), TreeAction::New, ReportNode},
-                {100016, QStringLiteral("Módosítás"), TreeAction::Modify},
-                {100017, QStringLiteral("Törlés"), TreeAction::Delete}};
+                {100016, ControlTexts::kModify, TreeAction::Modify},
+                {100017, Texts::kDelete, TreeAction::Delete}};
     }
     QString childIndex() const override { return QStringLiteral("real_parent_id_2"); }
     QString nodeText(const Recordset& row) const override;

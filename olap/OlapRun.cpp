@@ -1,5 +1,6 @@
 #include "OlapRun.h"
 #include "Connection.h"
+#include "ModuleTexts.h"
 #include "ReadOnlySource.h"
 #include "cDDXOlapReport.h"
 #include <QEventLoop>
@@ -180,7 +181,7 @@ void OlapRunner::start(Connection& connection, const cDDXOlapReport& report, con
 
     if (!m_progress) {
         m_progress = new QProgressDialog(QStringLiteral("A riport lekérdezése fut…"), QStringLiteral("Mégsem"), 0, 0, m_parent);
-        m_progress->setWindowTitle(QStringLiteral("Előnézet"));
+        m_progress->setWindowTitle(ModuleTexts::kPreview);
         m_progress->setWindowModality(Qt::WindowModal);
         connect(m_progress, &QProgressDialog::canceled, this, &OlapRunner::cancel);
     }

@@ -1,4 +1,5 @@
 #include "PreviewExport.h"
+#include "ControlTexts.h"
 #include "Module.h"
 #include "OlapPreview.h"
 #include "cMessage2.h"
@@ -20,7 +21,7 @@ QList<QPushButton*> previewExportButtons(Olap::OlapPreview* preview, QWidget* pa
         if (!ok) module().message().MsgError(QStringLiteral("A mentés nem sikerült."), error);
     };
     auto* csv = new QPushButton(QStringLiteral("CSV mentése…"), parent);
-    auto* pdf = new QPushButton(QStringLiteral("PDF mentése…"), parent);
+    auto* pdf = new QPushButton(ControlTexts::kSavePdf, parent);
     csv->setObjectName(QStringLiteral("cmd_csv"));
     pdf->setObjectName(QStringLiteral("cmd_pdf"));
     for (QPushButton* b : {csv, pdf}) b->setAutoDefault(false);

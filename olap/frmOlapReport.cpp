@@ -1,13 +1,16 @@
 #include "frmOlapReport.h"
 #include "Connection.h"
+#include "ControlTexts.h"
 #include "ControlUtils.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "OlapCodes.h"
 #include "OlapPreview.h"
 #include "OlapRun.h"
 #include "PreviewExport.h"
 #include "SqlHighlighter.h"
+#include "Texts.h"
 #include "cDDXOlapReport.h"
 #include "cMessage2.h"
 #include "frmOlapReportForms.h"
@@ -143,9 +146,9 @@ frmOlapReport::frmOlapReport(QWidget* parent)
             });
         };
         button(fact ? cmdNewFact : cmdNew, fact ? "cmdNewFact" : "cmdNew", QStringLiteral("Új"), &frmOlapReport::NewField);
-        button(fact ? cmdModifyFact : cmdModify, fact ? "cmdModifyFact" : "cmdModify", QStringLiteral("Módosítás"),
+        button(fact ? cmdModifyFact : cmdModify, fact ? "cmdModifyFact" : "cmdModify", ControlTexts::kModify,
                &frmOlapReport::ModifyField);
-        button(fact ? cmdDeleteFact : cmdDelete, fact ? "cmdDeleteFact" : "cmdDelete", QStringLiteral("Törlés"),
+        button(fact ? cmdDeleteFact : cmdDelete, fact ? "cmdDeleteFact" : "cmdDelete", Texts::kDelete,
                &frmOlapReport::DeleteField);
         buttons->addStretch();
         v->addLayout(buttons);
@@ -168,7 +171,7 @@ frmOlapReport::frmOlapReport(QWidget* parent)
     preview = new Olap::OlapPreview;
     pv->addWidget(preview, 1);
     for (QPushButton* b : previewExportButtons(preview, this, [this] { return txt_name->text(); })) bar->addWidget(b);
-    TabControl->addTab(previewPage, QStringLiteral("Előnézet"));
+    TabControl->addTab(previewPage, ModuleTexts::kPreview);
     m_runner = new OlapRunner(this);
     connect(m_runner, &OlapRunner::finished, this, [this](const OlapRun& run) {
         if (!run.ok()) {
@@ -194,7 +197,7 @@ frmOlapReport::frmOlapReport(QWidget* parent)
         RefreshPreview();
     });
 
-    cmd_ok->setText(QStringLiteral("&Rögzít"));
+    cmd_ok->setText(ModuleTexts::kSave);
     resize(820, 620);
 }
 

@@ -1,6 +1,7 @@
 #include "Reports.h"
 #include "Connection.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "RuntimeError.h"
 #include "cMessage2.h"
 #include <QAction>
@@ -96,7 +97,7 @@ Reports::Reports(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Reports
     cmd_bar = new QToolBar(QStringLiteral("Riportok"), this);
     cmd_bar->setObjectName(QStringLiteral("cmd_bar"));
     cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    QAction* preview = cmd_bar->addAction(style()->standardIcon(QStyle::SP_FileDialogContentsView), QStringLiteral("Előnézet"));
+    QAction* preview = cmd_bar->addAction(style()->standardIcon(QStyle::SP_FileDialogContentsView), ModuleTexts::kPreview);
     preview->setObjectName(QStringLiteral("cmd_preview"));
     QAction* print = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), QStringLiteral("Nyomtatás"));
     print->setObjectName(QStringLiteral("cmd_print"));

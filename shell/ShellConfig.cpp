@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "DateFormats.h"
 #include "ShellNotices.h"
+#include "Texts.h"
 #include <QApplication>
 #include <QCheckBox>
 #include <QDate>
@@ -89,7 +90,7 @@ ConfigImportDialog::ConfigImportDialog(Connection& connection, ConfigImport plan
     auto* buttons = new QDialogButtonBox(this);
     cmd_import = buttons->addButton(QStringLiteral("Betöltés"), QDialogButtonBox::AcceptRole);
     cmd_import->setObjectName(QStringLiteral("cmd_import"));
-    QPushButton* cancel = buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole);
+    QPushButton* cancel = buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole);
     cancel->setObjectName(QStringLiteral("cmd_cancel"));
     connect(cmd_import, &QPushButton::clicked, this, &ConfigImportDialog::runImport);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);

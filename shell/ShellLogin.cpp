@@ -2,6 +2,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "LoginGuard.h"
+#include "Texts.h"
 #include <QDebug>
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -149,7 +150,7 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
     m_ok = buttons->addButton(QStringLiteral("Bejelentkezés"), QDialogButtonBox::AcceptRole);
     m_ok->setObjectName(QStringLiteral("cmd_ok"));
     m_ok->setDefault(true);
-    QPushButton* cancel = buttons->addButton(QStringLiteral("Mégse"), QDialogButtonBox::RejectRole);
+    QPushButton* cancel = buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole);
     cancel->setObjectName(QStringLiteral("cmd_cancel"));
     connect(m_ok, &QPushButton::clicked, this, &LoginDialog::tryLogin);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);

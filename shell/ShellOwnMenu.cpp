@@ -3,6 +3,7 @@
 #include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellWindow.h"
+#include "Texts.h"
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -56,9 +57,9 @@ OwnMenuDialog::OwnMenuDialog(MainWindow& window) : QDialog(&window), m_window(wi
     };
     cmd_new = button(QStringLiteral("Új menüpont…"), "cmd_new");
     cmd_modify = button(QStringLiteral("Módosítás…"), "cmd_modify");
-    cmd_delete = button(QStringLiteral("Törlés"), "cmd_delete");
+    cmd_delete = button(Texts::kDelete, "cmd_delete");
     buttons->addStretch();
-    cmd_close = button(QStringLiteral("Bezárás"), "cmd_close");
+    cmd_close = button(Texts::kClose, "cmd_close");
     row->addLayout(buttons);
     outer->addLayout(row);
     connect(cmd_new, &QPushButton::clicked, this, &OwnMenuDialog::addItem);

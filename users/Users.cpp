@@ -4,6 +4,7 @@
 #include "ErrorList.h"
 #include "LoginGuard.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "RightsKeys.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
@@ -215,7 +216,7 @@ void Users::remove(BrowseView* list, const QString& right, std::unique_ptr<cDDXR
 {
     const int id = list->selectedId();
     if (id < 1 || !testRight(right)) return;
-    if (module().message().MsgQuestionYesNo(QStringLiteral("Biztosan törli a kiválaszott elemet?")) != 2) return;
+    if (module().message().MsgQuestionYesNo(ModuleTexts::kConfirmDelete) != 2) return;
     if (record->CoreLoad(id) && record->Delete() && record->CoreUpdate()) {
         list->refresh();
         return;

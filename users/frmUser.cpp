@@ -4,6 +4,7 @@
 #include "DateFormats.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "QuickPick.h"
 #include "RightsKeys.h"
 #include "SettingKeys.h"
@@ -40,7 +41,7 @@ QDateEdit* dateBox(QWidget* parent, const char* name)
 
 frmUser::frmUser(QWidget* parent) : EditDialog(QStringLiteral("NexoFrame.frmUser"), QStringLiteral("Felhasználó"), parent)
 {
-    cmd_ok->setText(QStringLiteral("&Rögzít"));
+    cmd_ok->setText(ModuleTexts::kSave);
     const cDDXUser probe;
     auto len = [&](const char* column) { return probe.columnLength(QString::fromLatin1(column)); };
     auto text = [&](const QString& caption, const char* name, const char* column) {

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ControlUtils.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "cDDXUserGroup.h"
 #include <QCheckBox>
 #include <QComboBox>
@@ -23,7 +24,7 @@ cDDXUserGroup* group(const EditDialog* d) { return static_cast<cDDXUserGroup*>(d
 frmUserGroup::frmUserGroup(QWidget* parent)
     : EditDialog(QStringLiteral("NexoFrame.frmUserGroup"), QStringLiteral("Felhasználó csoport"), parent)
 {
-    cmd_ok->setText(QStringLiteral("&Rögzít"));
+    cmd_ok->setText(ModuleTexts::kSave);
     addSection(QStringLiteral("Felhasználó csoport"), QStringLiteral("ShortcutCaption1"));
     txt_name = addText(QStringLiteral("Megnevezés"), QStringLiteral("txt_name"), cDDXUserGroup().columnLength(QStringLiteral("name")));
     txt_remark = new QPlainTextEdit(this);

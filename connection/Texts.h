@@ -1,0 +1,15 @@
+#pragma once
+#include <QString>
+
+// Texts that the controls, the module and the shell all show, written once.
+namespace NexoFrame::Texts {
+
+// Buttons.
+inline const QString kCancel = QStringLiteral("Mégse");
+inline const QString kClose = QStringLiteral("Bezárás");
+inline const QString kDelete = QStringLiteral("Törlés");
+
+// A statement asked of a connection that has no database open.
+inline const QString kNoDatabase = QStringLiteral("Nincs megnyitott adatbázis.");
+
+} // namespace NexoFrame::Texts

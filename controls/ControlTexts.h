@@ -1,0 +1,13 @@
+#pragma once
+#include <QString>
+
+// Texts that the controls show and the module shows beside them, written once.
+namespace NexoFrame::ControlTexts {
+
+inline const QString kModify = QStringLiteral("Módosítás");
+inline const QString kSavePdf = QStringLiteral("PDF mentése…");
+// The save dialogs' file filters.
+inline const QString kCsvFiles = QStringLiteral("CSV-fájl (*.csv)");
+inline const QString kPdfFiles = QStringLiteral("PDF-fájl (*.pdf)");
+
+} // namespace NexoFrame::ControlTexts

@@ -1,0 +1,18 @@
+#pragma once
+#include <QString>
+
+// Texts that the module's forms and panels share, written once.
+namespace NexoFrame::ModuleTexts {
+
+// The edit dialogs' and message boxes' buttons.
+inline const QString kSave = QStringLiteral("&Rögzít");
+inline const QString kCancel = QStringLiteral("&Mégsem");
+inline const QString kPreview = QStringLiteral("Előnézet");
+inline const QString kSaveCsv = QStringLiteral("Mentés CSV-be…");
+
+// The question before a row of a tree or a list is deleted (its misspelling is the system's).
+inline const QString kConfirmDelete = QStringLiteral("Biztosan törli a kiválaszott elemet?");
+// A record or a lookup that finds no connection.
+inline const QString kNoConnection = QStringLiteral("Nincs adatbázis-kapcsolat.");
+
+} // namespace NexoFrame::ModuleTexts
