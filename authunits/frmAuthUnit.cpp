@@ -1,6 +1,7 @@
 #include "frmAuthUnit.h"
 #include "Connection.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "cDDXAuthUnit.h"
 #include <QLineEdit>
 
@@ -11,7 +12,7 @@ frmAuthUnit::frmAuthUnit(QWidget* parent)
 {
     txt_parent_name = addText(QStringLiteral("Szülő:"), QStringLiteral("txt_parent_name"), 0, true);
     txt_parent_name->setFocusPolicy(Qt::NoFocus);
-    txt_name = addText(QStringLiteral("Név:"), QStringLiteral("txt_name"), 100);
+    txt_name = addText(ModuleTexts::kNameLabel, QStringLiteral("txt_name"), 100);
     txt_prefix = addText(QStringLiteral("Prefix:"), QStringLiteral("txt_prefix"), 100);
 }
 

@@ -28,7 +28,6 @@ namespace {
 
 QAtomicInt g_sourceCounter;
 
-const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
 const QString kOneStatement = QStringLiteral("Egyszerre csak egy lekérdezés futtatható: a pontosvessző után nem állhat "
                                              "újabb utasítás.");
 const QString kEmpty = QStringLiteral("Üres a lekérdezés.");
@@ -877,7 +876,7 @@ bool ReadOnlySource::run(const QString& sql, const QVariantList& values, QString
         b.running = false;
         b.deadlineNs = 0;
     }
-    if (b.cancelled) return fail(kCancelled);
+    if (b.cancelled) return fail(Texts::kQueryCancelled);
     if (!ok && (b.timedOut || deadline.hasExpired()))
         return fail(QStringLiteral("A lekérdezés nem fejeződött be %1 másodperc alatt, ezért leállt.")
                         .arg(QLocale(QLocale::Hungarian).toString(timeoutMs / 1000.0, 'g', 3)));

@@ -10,6 +10,8 @@ namespace NexoFrame {
 namespace {
 
 constexpr int kMaxWindow = 256;
+// A field asked for by a name its table lacks (%1: the table, %2: the name).
+const QString kNoSuchField = QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.");
 
 QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
@@ -54,7 +56,7 @@ Recordset::Recordset(Connection* connection, const TableDef* table, const QStrin
         for (const IndexDef& ix : m_table->indexes) wanted << ix.columns;
         for (const QString& c : std::as_const(wanted)) {
             const int i = m_table->columnIndex(c);
-            if (i < 0) throw DbError(QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.").arg(m_table->name, c));
+            if (i < 0) throw DbError(kNoSuchField.arg(m_table->name, c));
             m_inProjection[i] = true;
         }
     }
@@ -411,7 +413,7 @@ QVariant Recordset::field(const QString& name) const
 {
     int i = m_table->columnIndex(name);
     if (i < 0)
-        throw DbError(QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.").arg(m_table->name, name));
+        throw DbError(kNoSuchField.arg(m_table->name, name));
     return field(i);
 }
 
@@ -436,7 +438,7 @@ void Recordset::setField(const QString& name, const QVariant& v)
 {
     int i = m_table->columnIndex(name);
     if (i < 0)
-        throw DbError(QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.").arg(m_table->name, name));
+        throw DbError(kNoSuchField.arg(m_table->name, name));
     setField(i, v);
 }
 

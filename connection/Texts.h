@@ -11,5 +11,7 @@ inline const QString kDelete = QStringLiteral("Törlés");
 
 // A statement asked of a connection that has no database open.
 inline const QString kNoDatabase = QStringLiteral("Nincs megnyitott adatbázis.");
+// A read-only statement stopped at the user's request.
+inline const QString kQueryCancelled = QStringLiteral("A lekérdezés megszakítva.");
 
 } // namespace NexoFrame::Texts

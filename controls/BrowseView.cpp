@@ -1,4 +1,5 @@
 #include "BrowseView.h"
+#include "ControlTexts.h"
 #include "CsvFile.h"
 #include "DateFormats.h"
 #include "WaitCursor.h"
@@ -110,7 +111,7 @@ public:
             page = connection->select(m_sql, m_binds + QVariantList{kPage, qsizetype(m_ids.size())});
         } catch (const DbError& e) {
             m_more = false;
-            status(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+            status(ControlTexts::kListUnreadable.arg(e.message()));
             return;
         }
         m_more = page.size() == kPage;
@@ -351,7 +352,7 @@ bool BrowseView::exportCsv(const QString& path, QString* error)
         });
     } catch (const DbError& e) {
         file.cancel();
-        return fail(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+        return fail(ControlTexts::kListUnreadable.arg(e.message()));
     }
     if (!file.commit(error)) return false;
     return true;
@@ -365,7 +366,7 @@ bool BrowseView::listed(int id)
         return !m_connection->select(QStringLiteral("SELECT 1 FROM %1 WHERE %2").arg(quoted(m_table->name), terms.join(QStringLiteral(" AND "))),
                                      m_read.binds + QVariantList{id}).isEmpty();
     } catch (const DbError& e) {
-        reportStatus(QStringLiteral("A lista nem olvasható: %1").arg(e.message()));
+        reportStatus(ControlTexts::kListUnreadable.arg(e.message()));
         return false;
     }
 }

@@ -6,6 +6,8 @@ namespace NexoFrame::ControlTexts {
 
 inline const QString kModify = QStringLiteral("Módosítás");
 inline const QString kSavePdf = QStringLiteral("PDF mentése…");
+// A list whose rows cannot be read (%1: why).
+inline const QString kListUnreadable = QStringLiteral("A lista nem olvasható: %1");
 // The save dialogs' file filters.
 inline const QString kCsvFiles = QStringLiteral("CSV-fájl (*.csv)");
 inline const QString kPdfFiles = QStringLiteral("PDF-fájl (*.pdf)");

@@ -12,6 +12,8 @@ namespace NexoFrame::Controls {
 namespace {
 
 const QString kFormat = QStringLiteral("nexo-lista");
+// A definition names a column its source lacks (%1: the source, %2: the column).
+const QString kNoSuchColumn = QStringLiteral("A(z) „%1” forrásnak nincs „%2” oszlopa.");
 
 struct OpInfo {
     ListOp op;
@@ -242,7 +244,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     };
     for (const ListColumn& lc : def.columns) {
         const ListSourceColumn* sc;
-        if (!col(lc.field, &sc)) return fail(QStringLiteral("A(z) „%1” forrásnak nincs „%2” oszlopa.").arg(source.caption, lc.field));
+        if (!col(lc.field, &sc)) return fail(kNoSuchColumn.arg(source.caption, lc.field));
         q.fields << sc->field;
         q.headings << (lc.caption.trimmed().isEmpty() ? sc->caption : lc.caption.trimmed());
         q.types << sc->type;
@@ -252,7 +254,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     QStringList terms;
     for (const ListCondition& k : def.conditions) {
         const ListSourceColumn* sc;
-        if (!col(k.field, &sc)) return fail(QStringLiteral("A(z) „%1” forrásnak nincs „%2” oszlopa.").arg(source.caption, k.field));
+        if (!col(k.field, &sc)) return fail(kNoSuchColumn.arg(source.caption, k.field));
         if (!operatorsFor(sc->type).contains(k.op))
             return fail(QStringLiteral("A(z) „%1” oszlopra a(z) „%2” feltétel nem alkalmazható.").arg(sc->caption, operatorName(k.op)));
         const QString name = quoted(sc->field);
@@ -327,7 +329,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     const ListSourceColumn* group = nullptr;
     if (!def.groupField.isEmpty()) {
         if (!col(def.groupField, &group))
-            return fail(QStringLiteral("A(z) „%1” forrásnak nincs „%2” oszlopa.").arg(source.caption, def.groupField));
+            return fail(kNoSuchColumn.arg(source.caption, def.groupField));
         if (order.isEmpty() || order.first().field.compare(group->field, Qt::CaseInsensitive) != 0)
             order.prepend({group->field, false});
     }
@@ -335,7 +337,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     bool descending = false;
     for (const ListSortKey& s : order) {
         const ListSourceColumn* sc;
-        if (!col(s.field, &sc)) return fail(QStringLiteral("A(z) „%1” forrásnak nincs „%2” oszlopa.").arg(source.caption, s.field));
+        if (!col(s.field, &sc)) return fail(kNoSuchColumn.arg(source.caption, s.field));
         terms2 << c.engine().orderTerm(quoted(sc->field), s.descending);
         descending = s.descending;
     }

@@ -39,6 +39,7 @@ namespace {
 constexpr int kPage = 200;
 constexpr int kCaptionLength = 100;
 const QString kTitle = QStringLiteral("Listavarázsló");
+const QString kUnreachable = QStringLiteral("Ez a lista nem érhető el.");
 
 } // namespace
 
@@ -93,7 +94,7 @@ public:
             },
             &error);
         m_more = ok && page.size() == kPage;
-        if (!ok) status(QStringLiteral("A lista nem olvasható: %1").arg(error));
+        if (!ok) status(ControlTexts::kListUnreadable.arg(error));
         if (page.isEmpty()) return;
         beginInsertRows({}, int(m_cells.size()), int(m_cells.size() + page.size() - 1));
         m_cells += page;
@@ -332,7 +333,7 @@ bool ListWizard::writeList(QString* why, const std::function<void(Recordset&)>& 
 void ListWizard::openRow(Recordset& rs, int id)
 {
     rs.setIndex(QString());
-    if (!rs.seek({id})) throw DbError(QStringLiteral("Ez a lista nem érhető el."));
+    if (!rs.seek({id})) throw DbError(kUnreachable);
     rs.edit();
 }
 
@@ -356,7 +357,7 @@ int ListWizard::saveList(int id, const QString& caption, const QByteArray& defin
     m_lastError.clear();
     if (!m_connection) return refuse(QStringLiteral("A listavarázslónak nincs megnyitott adatbázisa.")), -1;
     const Entry* old = id ? entry(id) : nullptr;
-    if (id && !old) return refuse(QStringLiteral("Ez a lista nem érhető el.")), -1;
+    if (id && !old) return refuse(kUnreachable), -1;
     if (id ? !mayEdit(id) : !(m_canEdit || m_canEditAll))
         return refuse(QStringLiteral("Nincs jogosultsága %1.").arg(id ? QStringLiteral("ennek a listának a módosításához")
                                                                       : QStringLiteral("új lista készítéséhez"))),
@@ -407,7 +408,7 @@ int ListWizard::saveList(int id, const QString& caption, const QByteArray& defin
 bool ListWizard::deleteList(int id)
 {
     m_lastError.clear();
-    if (!entry(id)) return refuse(QStringLiteral("Ez a lista nem érhető el."));
+    if (!entry(id)) return refuse(kUnreachable);
     if (!mayEdit(id)) return refuse(QStringLiteral("Nincs jogosultsága ennek a listának a törléséhez."));
     QString why;
     const bool ok = writeList(&why, [&](Recordset& rs) {
@@ -487,7 +488,7 @@ bool ListWizard::runList(int id, const QStringList& answers, bool ask)
 {
     m_lastError.clear();
     const Entry* e = entry(id);
-    if (!e || !m_connection) return refuse(QStringLiteral("Ez a lista nem érhető el."));
+    if (!e || !m_connection) return refuse(kUnreachable);
     ListDefinition def = e->definition;
     const ListSource* source = findSource(m_sources, def.source);
     if (!source) return refuse(QStringLiteral("A(z) „%1” lista forrása („%2”) nem használható.").arg(e->caption, def.source));
@@ -658,7 +659,7 @@ int ListWizard::newList()
 int ListWizard::editList(int id)
 {
     m_lastError.clear();
-    if (!entry(id)) return refuse(QStringLiteral("Ez a lista nem érhető el.")), 0;
+    if (!entry(id)) return refuse(kUnreachable), 0;
     if (!mayEdit(id)) return refuse(QStringLiteral("Nincs jogosultsága ennek a listának a módosításához.")), 0;
     return runWizard(id);
 }

@@ -12,6 +12,10 @@ inline const QString kSaveCsv = QStringLiteral("Mentés CSV-be…");
 
 // The question before a row of a tree or a list is deleted (its misspelling is the system's).
 inline const QString kConfirmDelete = QStringLiteral("Biztosan törli a kiválaszott elemet?");
+// A menu item, an OLAP report or a folder saved without a caption.
+inline const QString kCaptionRequired = QStringLiteral("A felirat megadása kötelező!");
+// The name field's label of the edit forms.
+inline const QString kNameLabel = QStringLiteral("Név:");
 // A record or a lookup that finds no connection.
 inline const QString kNoConnection = QStringLiteral("Nincs adatbázis-kapcsolat.");
 

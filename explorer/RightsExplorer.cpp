@@ -41,6 +41,9 @@ namespace {
 
 // The why-path's tab and its button.
 const QString kWhy = QStringLiteral("Miért?");
+// The effective rights' and the unused grants' tabs, also their dialogs' titles.
+const QString kEffectiveRights = QStringLiteral("Hatályos jogok");
+const QString kUnusedRights = QStringLiteral("Nem használt jogok");
 
 const QColor kGranted(0x1b, 0x7a, 0x2b);
 const QColor kRefused(0xb0, 0x20, 0x20);
@@ -181,7 +184,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     rightsBox->addLayout(top);
     rightsBox->addLayout(second);
     rightsBox->addWidget(tree_rights, 1);
-    tabs->addTab(rights, QStringLiteral("Hatályos jogok"));
+    tabs->addTab(rights, kEffectiveRights);
     const auto refresh = [this] {
         StepRunner r = runner("tree_rights_Refresh");
         r.step([&] { showRights(); });
@@ -199,7 +202,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
                                                     ControlTexts::kCsvFiles);
         if (path.isEmpty()) return;
         QString why;
-        if (!exportRights(path, &why)) QMessageBox::warning(this, QStringLiteral("Hatályos jogok"), why);
+        if (!exportRights(path, &why)) QMessageBox::warning(this, kEffectiveRights, why);
     });
 
     // Who changed which right, when; and the way back to a past moment.
@@ -290,7 +293,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     unusedBox->addLayout(unusedTop);
     unusedBox->addWidget(tree_unused, 1);
     unusedBox->addWidget(revoke, 0, Qt::AlignRight);
-    tabs->addTab(unused, QStringLiteral("Nem használt jogok"));
+    tabs->addTab(unused, kUnusedRights);
     connect(look, &QPushButton::clicked, this, [this] {
         StepRunner r = runner("cmd_unused_Click");
         r.step([&] { showUnused(); });
@@ -330,7 +333,7 @@ bool RightsExplorer::revokeUnused()
         if (item->checkState(0) == Qt::Checked) chosen.append({item->data(0, Qt::UserRole).toString(), item->data(1, Qt::UserRole).toInt(), item->text(1), {}});
     }
     if (chosen.isEmpty()) return false;
-    QMessageBox ask(QMessageBox::Question, QStringLiteral("Nem használt jogok"),
+    QMessageBox ask(QMessageBox::Question, kUnusedRights,
                     QStringLiteral("%1 jog visszavonása a(z) „%2” szerepkörtől. A változás az előzményekben megmarad, onnan visszaállítható.")
                         .arg(chosen.size())
                         .arg(cbo_unused_role->currentText()),

@@ -3,6 +3,7 @@
 #include "ErrorList.h"
 #include "Module.h"
 #include "Connection.h"
+#include "ModuleTexts.h"
 #include "Schema.h"
 #include "frmMenu.h"
 #include "frmUserMenu.h"
@@ -19,7 +20,7 @@ bool cDDXMenu::isProtected(int id) { return !module().systemEdit() && id < Keys:
 
 void cDDXMenu::checks()
 {
-    if (caption().trimmed().isEmpty()) AddError(eError, kFieldCheckNumber, QStringLiteral("A felirat megadása kötelező!"));
+    if (caption().trimmed().isEmpty()) AddError(eError, kFieldCheckNumber, ModuleTexts::kCaptionRequired);
     if (access_key().trimmed().isEmpty())
         AddError(eError, kFieldCheckNumber, QStringLiteral("A gyorsbillenytű megadása kötelező!"));
 }

@@ -36,7 +36,6 @@ namespace NexoFrame::Olap {
 namespace {
 
 const QString kAll = QStringLiteral("<mind>");
-const QString kTotal = QStringLiteral("Összesen");
 const QColor kTotalBackground(0xEE, 0xF2, 0xF8);
 const QColor kErrorColor(0xC0, 0x00, 0x00);
 const char* const kWholeCategories = "wholeCategories";
@@ -71,7 +70,7 @@ QString joined(const PivotHeader& h, const QList<PivotDimension>& dims)
 QString headerLabel(const PivotHeader& h, const QList<PivotDimension>& dims)
 {
     if (!h.isTotal) return joined(h, dims);
-    return h.values.isEmpty() ? kTotal : joined(h, dims) + QStringLiteral(" összesen");
+    return h.values.isEmpty() ? PivotResult::kGrandTotal : joined(h, dims) + QStringLiteral(" összesen");
 }
 
 // An axis without dimensions has only its grand total, which the chart must keep; otherwise
@@ -161,7 +160,7 @@ private:
     QString rowLabel(int r, int level) const
     {
         const auto& dims = m_r->rowDimensions;
-        if (dims.isEmpty()) return kTotal;
+        if (dims.isEmpty()) return PivotResult::kGrandTotal;
         const PivotHeader& h = m_r->rows[r];
         const int k = h.values.size();
         if (h.isTotal && level == std::max(0, k - 1)) return PivotResult::totalText(h, dims);

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "ModuleTexts.h"
 #include "ReadOnlySource.h"
+#include "Texts.h"
 #include "cDDXOlapReport.h"
 #include <QEventLoop>
 #include <QProgressDialog>
@@ -14,7 +15,6 @@ namespace NexoFrame {
 
 namespace {
 
-const QString kCancelled = QStringLiteral("A lekérdezés megszakítva.");
 
 } // namespace
 
@@ -100,7 +100,7 @@ struct OlapRunner::Job {
         // Cancelled before it began (a second run started at once): it never runs. A cancel
         // from here on reaches the link.
         if (cancelled) {
-            out.error = kCancelled;
+            out.error = Texts::kQueryCancelled;
             return out;
         }
         std::unique_ptr<Olap::Pivot> pivot;
@@ -194,7 +194,7 @@ void OlapRunner::start(Connection& connection, const cDDXOlapReport& report, con
     m_watcher->setFuture(QtConcurrent::run([job] {
         try {
             OlapRun out = job->run();
-            if (job->cancelled && !out.ok()) out.error = kCancelled;
+            if (job->cancelled && !out.ok()) out.error = Texts::kQueryCancelled;
             return out;
         } catch (const std::exception& e) {
             return OlapRun{{}, QStringLiteral("A riport futtatása közben hiba keletkezett: %1").arg(QString::fromUtf8(e.what()))};

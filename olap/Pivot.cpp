@@ -995,7 +995,7 @@ QString PivotResult::cellText(const QVariant& value) { return headerText(value, 
 
 QString PivotResult::totalText(const PivotHeader& header, const QList<PivotDimension>& axisDimensions)
 {
-    if (header.values.isEmpty()) return header.isTotal ? QStringLiteral("Összesen") : QString();
+    if (header.values.isEmpty()) return header.isTotal ? kGrandTotal : QString();
     const qsizetype last = header.values.size() - 1;
     const int type = last < axisDimensions.size() ? axisDimensions[last].type : int(xoft_None);
     const QString text = headerText(header.values[last], type);

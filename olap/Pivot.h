@@ -81,6 +81,8 @@ public:
     // (the innermost value of its prefix, as headerText shows it). For a header that is no
     // total: the text of its innermost value.
     static QString totalText(const PivotHeader& header, const QList<PivotDimension>& axisDimensions);
+    // The grand total's caption.
+    static inline const QString kGrandTotal = QStringLiteral("Összesen");
 
 private:
     friend class Pivot;

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "EditDialog.h"
 #include "ErrorList.h"
+#include "ModuleTexts.h"
 #include "frmOlapReport.h"
 #include "frmOlapReportForms.h"
 
@@ -106,7 +107,7 @@ void cDDXOlapReport::SetDataToClone()
 
 void cDDXOlapReport::checks()
 {
-    if (caption().trimmed().isEmpty()) AddError(eError, kFieldCheckNumber, QStringLiteral("A felirat megadása kötelező!"));
+    if (caption().trimmed().isEmpty()) AddError(eError, kFieldCheckNumber, ModuleTexts::kCaptionRequired);
     Connection* c = connection();
     if (parent_id() != 0 && c->seek(tableNumber(), QStringLiteral("PrimaryKey"), {parent_id()})
         && c->browseRecordset(tableNumber()).field(QStringLiteral("report_type")).toInt() != Folder)

@@ -89,7 +89,7 @@ frmOlapReport::frmOlapReport(QWidget* parent)
     txt_description = new QPlainTextEdit;
     txt_description->setObjectName(QStringLiteral("txt_description"));
     txt_description->setFixedHeight(70);
-    bf->addRow(QStringLiteral("Név:"), txt_name);
+    bf->addRow(ModuleTexts::kNameLabel, txt_name);
     bf->addRow(QStringLiteral("Könyvtár:"), txt_parent_name);
     bf->addRow(QStringLiteral("Leírás:"), txt_description);
     chk_chart_visible = new QCheckBox(QStringLiteral("Grafikon megjelenítése"));

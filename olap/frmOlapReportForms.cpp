@@ -3,6 +3,7 @@
 #include "ControlUtils.h"
 #include "ErrorList.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "OlapCodes.h"
 #include "cDDXOlapReport.h"
 #include <QCheckBox>
@@ -43,7 +44,7 @@ frmOlapReportFolder::frmOlapReportFolder(QWidget* parent)
 {
     txt_parent_name = addText(QStringLiteral("Szülő könyvtár:"), QStringLiteral("txt_parent_name"), 0, true);
     txt_parent_name->setFocusPolicy(Qt::NoFocus);
-    txt_name = addText(QStringLiteral("Név:"), QStringLiteral("txt_name"), cDDXOlapReport().columnLength(QStringLiteral("caption")));
+    txt_name = addText(ModuleTexts::kNameLabel, QStringLiteral("txt_name"), cDDXOlapReport().columnLength(QStringLiteral("caption")));
 }
 
 QString frmOlapReportFolder::captionOf(int id)
@@ -87,7 +88,7 @@ bool OlapFieldForm::SaveData()
         cDDXOlapReportField* f = fieldOf(this);
         bool ok = true;
         if (f->caption().trimmed().isEmpty()) {
-            AddError(eError, kFieldCheckNumber, QStringLiteral("A felirat megadása kötelező!"));
+            AddError(eError, kFieldCheckNumber, ModuleTexts::kCaptionRequired);
             ok = false;
         }
         if (f->field_name().trimmed().isEmpty()) {

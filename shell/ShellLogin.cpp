@@ -19,6 +19,7 @@ namespace {
 // The keys the user form ciphers passwords with.
 const QString kKey1 = QStringLiteral("tazeq3wnk8");
 const QString kKey2 = QStringLiteral("prvd57gh2eb");
+const QString kLogin = QStringLiteral("Bejelentkezés");
 
 LoginResult refused(LoginResult::Status s, const QString& message)
 {
@@ -114,7 +115,7 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
 LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QWidget* parent)
     : QDialog(parent), m_connection(connection), m_guard(std::make_unique<LoginGuard>(connection))
 {
-    setWindowTitle(QStringLiteral("Bejelentkezés"));
+    setWindowTitle(kLogin);
     setObjectName(QStringLiteral("frmLogin"));
 
     auto* title = new QLabel(QStringLiteral("Quandra Express Keretrendszer – NexoFrame"), this);
@@ -147,7 +148,7 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
     m_message->hide();
 
     auto* buttons = new QDialogButtonBox(this);
-    m_ok = buttons->addButton(QStringLiteral("Bejelentkezés"), QDialogButtonBox::AcceptRole);
+    m_ok = buttons->addButton(kLogin, QDialogButtonBox::AcceptRole);
     m_ok->setObjectName(QStringLiteral("cmd_ok"));
     m_ok->setDefault(true);
     QPushButton* cancel = buttons->addButton(Texts::kCancel, QDialogButtonBox::RejectRole);
