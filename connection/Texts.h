@@ -9,6 +9,11 @@ inline const QString kCancel = QStringLiteral("Mégse");
 inline const QString kClose = QStringLiteral("Bezárás");
 inline const QString kDelete = QStringLiteral("Törlés");
 
+// The menu tree's root.
+inline const QString kMainMenu = QStringLiteral("Főmenü");
+// An error that came with no description of its own.
+inline const QString kUnexpectedError = QStringLiteral("Váratlan hiba történt.");
+
 // A statement asked of a connection that has no database open.
 inline const QString kNoDatabase = QStringLiteral("Nincs megnyitott adatbázis.");
 // A read-only statement stopped at the user's request.

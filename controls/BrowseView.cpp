@@ -142,7 +142,7 @@ BrowseView::BrowseView(QWidget* parent)
       m_status(new QLabel(this)), m_searchTimer(new QTimer(this)), m_saveTimer(new QTimer(this))
 {
     m_search->setObjectName(QStringLiteral("txt_search"));
-    m_search->setPlaceholderText(QStringLiteral("Keresés…"));
+    m_search->setPlaceholderText(ControlTexts::kSearch);
     m_search->setClearButtonEnabled(true);
     m_grid->setObjectName(QStringLiteral("grd_browse"));
     m_grid->setModel(m_model);

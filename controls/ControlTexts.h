@@ -4,7 +4,9 @@
 // Texts that the controls show and the module shows beside them, written once.
 namespace NexoFrame::ControlTexts {
 
+inline const QString kListWizard = QStringLiteral("Listavarázsló");
 inline const QString kModify = QStringLiteral("Módosítás");
+inline const QString kSearch = QStringLiteral("Keresés…");
 inline const QString kSavePdf = QStringLiteral("PDF mentése…");
 // A list whose rows cannot be read (%1: why).
 inline const QString kListUnreadable = QStringLiteral("A lista nem olvasható: %1");

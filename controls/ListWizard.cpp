@@ -38,7 +38,7 @@ namespace {
 
 constexpr int kPage = 200;
 constexpr int kCaptionLength = 100;
-const QString kTitle = QStringLiteral("Listavarázsló");
+const QString& kTitle = ControlTexts::kListWizard;
 const QString kUnreachable = QStringLiteral("Ez a lista nem érhető el.");
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "ListWizardDialog.h"
+#include "ControlTexts.h"
 #include "Texts.h"
 #include <QCheckBox>
 #include <QComboBox>
@@ -43,7 +44,7 @@ QPushButton* makeButton(const QString& text, const QString& name, QWidget* paren
 ListWizardDialog::ListWizardDialog(const QList<ListSource>& sources, bool mayAsk, QWidget* parent)
     : QWizard(parent), m_sources(sources), m_mayAsk(mayAsk)
 {
-    setWindowTitle(QStringLiteral("Listavarázsló"));
+    setWindowTitle(ControlTexts::kListWizard);
     setWizardStyle(QWizard::ClassicStyle);
     setOption(QWizard::HaveHelpButton, false);
     setButtonText(QWizard::BackButton, QStringLiteral("< Vissza"));

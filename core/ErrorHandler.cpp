@@ -1,5 +1,6 @@
 #include "ErrorHandler.h"
 #include "Module.h"
+#include "Texts.h"
 #include "cMessage2.h"
 
 #include <QFont>
@@ -30,7 +31,7 @@ ErrorHandler::ErrorHandler(QWidget* parent)
                           .pixmap(iconPx, iconPx));
     pctIco->setAlignment(Qt::AlignTop);
 
-    lblMessage = new QLabel(QStringLiteral("Váratlan hiba történt."), this);
+    lblMessage = new QLabel(Texts::kUnexpectedError, this);
     lblMessage->setObjectName(QStringLiteral("lblMessage"));
     QFont bold = lblMessage->font();
     bold.setBold(true);

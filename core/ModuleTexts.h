@@ -16,6 +16,9 @@ inline const QString kConfirmDelete = QStringLiteral("Biztosan törli a kiválas
 inline const QString kCaptionRequired = QStringLiteral("A felirat megadása kötelező!");
 // The name field's label of the edit forms.
 inline const QString kNameLabel = QStringLiteral("Név:");
+inline const QString kRemarkLabel = QStringLiteral("Megjegyzés:");
+// The panels' command bar.
+inline const QString kMasterData = QStringLiteral("Törzsadat");
 // A record or a lookup that finds no connection.
 inline const QString kNoConnection = QStringLiteral("Nincs adatbázis-kapcsolat.");
 

@@ -75,7 +75,7 @@ std::unique_ptr<cDDXRecord> TreePanel::makeNewRecord(int) const { return makeRec
 void TreePanel::setupCommandBar()
 {
     if (cmd_bar_class) return;
-    cmd_bar_class = new QToolBar(QStringLiteral("Törzsadat"), this);
+    cmd_bar_class = new QToolBar(ModuleTexts::kMasterData, this);
     cmd_bar_class->setObjectName(QStringLiteral("cmd_bar_class"));
     cmd_bar_class->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     popup = new QMenu(QStringLiteral("Popup"), this);

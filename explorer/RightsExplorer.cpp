@@ -159,7 +159,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     cbo_compare->setMinimumContentsLength(24);
     txt_filter = new QLineEdit(rights);
     txt_filter->setObjectName(QStringLiteral("txt_filter"));
-    txt_filter->setPlaceholderText(QStringLiteral("Keresés…"));
+    txt_filter->setPlaceholderText(ControlTexts::kSearch);
     txt_filter->setClearButtonEnabled(true);
     chk_differences = new QCheckBox(QStringLiteral("Csak az eltérések"), rights);
     chk_differences->setObjectName(QStringLiteral("chk_differences"));

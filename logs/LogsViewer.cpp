@@ -46,7 +46,7 @@ BrowseViewDef logView(int mode)
 // Its faults are reported under the name the suite has always given it.
 LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.LogsViewer"), QStringLiteral("LogsViewer"), parent)
 {
-    cmd_bar = new QToolBar(QStringLiteral("Törzsadat"), this);
+    cmd_bar = new QToolBar(ModuleTexts::kMasterData, this);
     cmd_bar->setObjectName(QStringLiteral("cmd_bar_class"));
     cmd_bar->addWidget(new QLabel(QStringLiteral("Felhasználó: "), cmd_bar));
     cbo_user = new QComboBox(cmd_bar);

@@ -1,4 +1,5 @@
 #pragma once
+#include "Texts.h"
 #include "TreePanel.h"
 
 namespace NexoFrame {
@@ -14,7 +15,7 @@ public:
 
 protected:
     int tableNumber() const override;
-    QString rootText() const override { return QStringLiteral("Főmenü"); }
+    QString rootText() const override { return Texts::kMainMenu; }
     QString titleText(bool roleMode) const override
     {
         return roleMode ? QStringLiteral("Menü jogosultságok beállítása") : QStringLiteral("Menük");

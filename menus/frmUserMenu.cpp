@@ -60,7 +60,7 @@ bool frmUserMenu::InitializeControls()
         ComboAddItemData(cboMenuType, QStringLiteral("Almenü"), SubMenu);
         ComboAddItemData(cboMenuType, QStringLiteral("Külső program"), ExternalProgram);
     } else {
-        ComboAddItemData(cboMenuType, QStringLiteral("Főmenü"), MainMenu);
+        ComboAddItemData(cboMenuType, Texts::kMainMenu, MainMenu);
     }
     cboMenuType->setEnabled(underItem);
     lbl_main_menu_info->setVisible(!underItem);

@@ -1,5 +1,6 @@
 #include "ListWizrads.h"
 #include "Connection.h"
+#include "ControlTexts.h"
 #include "ListWizard.h"
 #include "LockRetry.h"
 #include "Module.h"
@@ -42,7 +43,7 @@ QString ListWizrads::workFolder() const
 
 void ListWizrads::InitializeSite()
 {
-    titleLabel()->setText(QStringLiteral("Listavarázsló"));
+    titleLabel()->setText(ControlTexts::kListWizard);
     Connection* c = module().connection();
     for (const auto& [key, property] : rights())
         ctl_wizard->setProperty(property.constData(), c->rightsTest(module().currentUserId(), key));

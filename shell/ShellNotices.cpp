@@ -2,6 +2,7 @@
 #include "DbError.h"
 #include "LockQuestion.h"
 #include "RuntimeError.h"
+#include "Texts.h"
 #include <QMessageBox>
 #include <cstdio>
 
@@ -58,7 +59,7 @@ QString describe(std::exception_ptr e)
     try {
         std::rethrow_exception(e);
     } catch (const RuntimeError& r) {
-        QString text = r.description().isEmpty() ? QStringLiteral("Váratlan hiba történt.") : r.description();
+        QString text = r.description().isEmpty() ? Texts::kUnexpectedError : r.description();
         if (r.number() != 0) text += QStringLiteral("\nHibakód: %1").arg(r.number());
         if (!r.source().isEmpty()) text += QStringLiteral("\nForrás: %1").arg(r.source());
         return text;

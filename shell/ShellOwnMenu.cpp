@@ -79,7 +79,7 @@ OwnMenuDialog::~OwnMenuDialog() = default;
 void OwnMenuDialog::reload(int selectId)
 {
     tree->clear();
-    auto* root = new QTreeWidgetItem(tree, {QStringLiteral("Főmenü")});
+    auto* root = new QTreeWidgetItem(tree, {Texts::kMainMenu});
     root->setData(0, kIdRole, 0);
     QFont bold = root->font(0);
     bold.setBold(true);

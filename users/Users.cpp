@@ -104,7 +104,7 @@ Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QS
         auto* box = new QWidget(splitter);
         auto* v = new QVBoxLayout(box);
         v->setContentsMargins(0, 0, 0, 0);
-        bar = new QToolBar(QStringLiteral("Törzsadat"), box);
+        bar = new QToolBar(ModuleTexts::kMasterData, box);
         bar->setObjectName(QString::fromLatin1(barName));
         bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         list = new BrowseView(box);

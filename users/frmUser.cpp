@@ -59,7 +59,7 @@ frmUser::frmUser(QWidget* parent) : EditDialog(QStringLiteral("NexoFrame.frmUser
     txt_remark = new QPlainTextEdit(this);
     txt_remark->setObjectName(QStringLiteral("txt_remark"));
     txt_remark->setFixedHeight(50);
-    form()->addRow(QStringLiteral("Megjegyzés:"), txt_remark);
+    form()->addRow(ModuleTexts::kRemarkLabel, txt_remark);
 
     addSection(QStringLiteral("Jelszóbeállítás"), QStringLiteral("ShortcutCaption2"));
     txt_password = text(QStringLiteral("Jelszó:"), "txt_password", "password");

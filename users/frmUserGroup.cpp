@@ -30,7 +30,7 @@ frmUserGroup::frmUserGroup(QWidget* parent)
     txt_remark = new QPlainTextEdit(this);
     txt_remark->setObjectName(QStringLiteral("txt_remark"));
     txt_remark->setFixedHeight(60);
-    form()->addRow(QStringLiteral("Megjegyzés:"), txt_remark);
+    form()->addRow(ModuleTexts::kRemarkLabel, txt_remark);
 
     addSection(QStringLiteral("Jogosultsági szerepkörök"), QStringLiteral("ShortcutCaption2"));
     auto* roles = new QGridLayout;
