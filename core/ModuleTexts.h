@@ -14,7 +14,7 @@ inline const QString kSaveCsv = QStringLiteral("Mentés CSV-be…");
 inline const QString kConfirmDelete = QStringLiteral("Biztosan törli a kiválaszott elemet?");
 // A menu item, an OLAP report or a folder saved without a caption.
 inline const QString kCaptionRequired = QStringLiteral("A felirat megadása kötelező!");
-// The name field's label of the edit forms.
+// The edit forms' labels of the name and the remark.
 inline const QString kNameLabel = QStringLiteral("Név:");
 inline const QString kRemarkLabel = QStringLiteral("Megjegyzés:");
 // The panels' command bar.
