@@ -123,21 +123,6 @@ public:
     bool isUnique(int table, const QString& keyField, const QString& comparedField,
                   const QVariant& value, const QVariant& ownId);
 
-    // The keyed, self-inverse transform of stored passwords.
-    static void cipher(QString& text, const QString& key1, const QString& key2);
-    static QString ciphered(QString text, const QString& key1, const QString& key2)
-    {
-        cipher(text, key1, key2);
-        return text;
-    }
-
-    // Where SQL that users write runs (ReadOnlySource): on a server, this database with the
-    // reader role's login (ReaderRole.h), read afresh; empty with a Hungarian message when the
-    // server has none. A file needs no other login: its own target.
-    QString readerTarget(QString* error) const;
-    // The role the program itself logs in as on a server; user SQL never runs as it.
-    QString programRole() const;
-
     bool systemEdit() const { return m_systemEdit; }
     void setSystemEdit(bool on) { m_systemEdit = on; }
 
@@ -216,7 +201,6 @@ private:
     bool m_lost = false;
     bool m_createdSchema = false;
     QString m_lastError;
-    mutable QString m_programRole;
 };
 
 } // namespace NexoFrame

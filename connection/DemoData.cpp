@@ -1,5 +1,6 @@
 #include "Access.h"
 #include "Connection.h"
+#include "Secrets.h"
 #include "SettingKeys.h"
 #include <QDateTime>
 #include <initializer_list>
@@ -115,7 +116,7 @@ void Connection::createDemoData()
         for (const U& u : users)
             w.row(Tables::User, {{"id", u.id}, {"user_group_id", u.group}, {"user_name", QString::fromUtf8(u.login)},
                                  {"display_name", QString::fromUtf8(u.name)},
-                                 {"password", ciphered(QString::fromUtf8(u.pw), kKey1, kKey2)},
+                                 {"password", Secrets::ciphered(QString::fromUtf8(u.pw), kKey1, kKey2)},
                                  {"access_denied", u.denied}, {"del_status", u.del},
                                  {"current_year", QDate::currentDate().year()},
                                  {"language_abbreviation", QStringLiteral("HUN")},

@@ -772,7 +772,7 @@ ReadOnlySource::ReadOnlySource(std::unique_ptr<Backend> backend) : m_backend(std
 
 ReadOnlySource::~ReadOnlySource() = default;
 
-ReadOnlySource::Target ReadOnlySource::targetOf(const Connection& c, QString* error)
+ReadOnlySource::Target ReadOnlySource::targetOf(Connection& c, QString* error)
 {
     Target t;
     if (!c.isOpen()) {
@@ -782,8 +782,13 @@ ReadOnlySource::Target ReadOnlySource::targetOf(const Connection& c, QString* er
     if (isServerTarget(c.target())) {
         // As the server's reader role, never as the program's own.
         t.server = true;
-        t.where = c.readerTarget(error);
-        t.programRole = c.programRole();
+        t.where = ReaderRole::targetOf(c, error);
+        try {
+            t.programRole = ReaderRole::programRoleOf(c);
+        } catch (const DbError& e) {
+            if (error) *error = ReaderRole::missingMessage(e.message());
+            t.where.clear();
+        }
     } else {
         // The file as the connection resolved it when it opened.
         t.where = c.databaseName();
@@ -791,7 +796,7 @@ ReadOnlySource::Target ReadOnlySource::targetOf(const Connection& c, QString* er
     return t;
 }
 
-std::unique_ptr<ReadOnlySource> ReadOnlySource::open(const Connection& c, QString* error)
+std::unique_ptr<ReadOnlySource> ReadOnlySource::open(Connection& c, QString* error)
 {
     QString err;
     const Target t = targetOf(c, &err);

@@ -48,11 +48,11 @@ public:
         bool valid() const { return !where.isEmpty(); }
     };
     // On the connection's thread.
-    static Target targetOf(const Connection& c, QString* error);
+    static Target targetOf(Connection& c, QString* error);
 
     // nullptr and a Hungarian message on failure. The first on the connection's thread; the
     // second on any.
-    static std::unique_ptr<ReadOnlySource> open(const Connection& c, QString* error);
+    static std::unique_ptr<ReadOnlySource> open(Connection& c, QString* error);
     static std::unique_ptr<ReadOnlySource> open(const Target& target, QString* error);
     ~ReadOnlySource();
     ReadOnlySource(const ReadOnlySource&) = delete;

@@ -59,6 +59,30 @@ QString targetWith(const QString& programTarget, const QString& role, const QStr
     return url.toString();
 }
 
+QString targetOf(Connection& c, QString* error)
+{
+    if (!isServerTarget(c.target())) return c.target();
+    QString role, password;
+    try {
+        role = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderRole);
+        password = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderPassword);
+    } catch (const DbError& e) {
+        if (error) *error = missingMessage(e.message());
+        return {};
+    }
+    if (role.isEmpty() || password.isEmpty()) {
+        if (error) *error = missingMessage();
+        return {};
+    }
+    return targetWith(c.target(), role, password);
+}
+
+QString programRoleOf(Connection& c)
+{
+    if (!isServerTarget(c.target())) return {};
+    return c.select(QStringLiteral("SELECT current_user")).value(0).value(0).toString();
+}
+
 QString missingMessage(const QString& detail)
 {
     QString m = QStringLiteral(
@@ -225,7 +249,7 @@ bool storeLogin(const QString& target, const QString& role, const QString& passw
         if (!probe.open(targetWith(target, role, password), &err)) return fail(missingMessage(err));
         const auto me = probe.select(QStringLiteral("SELECT rolsuper OR rolcreaterole OR rolcreatedb OR rolreplication OR rolbypassrls, "
                                                     "current_user = ? FROM pg_roles WHERE rolname = current_user"),
-                                     {c->programRole()});
+                                     {programRoleOf(*c)});
         if (me.isEmpty() || me[0].value(0).toBool() || me[0].value(1).toBool())
             return fail(QStringLiteral("A(z) „%1” szerepkör többre is jogosult az olvasásnál, vagy a program saját szerepköre: nem "
                                        "lehet olvasó szerepkör.").arg(role));

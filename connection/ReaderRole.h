@@ -32,6 +32,14 @@ bool store(const QString& target, const QString& role, const QString& password, 
 // Where SQL that users write runs: `programTarget` with the reader's login put in.
 QString targetWith(const QString& programTarget, const QString& role, const QString& password);
 
+// Where SQL that users write runs (ReadOnlySource): on a server, `c`'s database with the
+// reader role's login, read afresh from the settings; empty with a Hungarian message when
+// the server has none. A file needs no other login: its own target.
+QString targetOf(Connection& c, QString* error);
+// The role the program itself logs in as on a server (empty for a file); user SQL never
+// runs as it. Throws DbError when the server cannot say.
+QString programRoleOf(Connection& c);
+
 // What the user reads when the server has no reader role (or it refuses the login).
 QString missingMessage(const QString& detail = {});
 

@@ -1,5 +1,5 @@
 #include "Secrets.h"
-#include "Connection.h"
+#include <QCryptographicHash>
 #include "SettingKeys.h"
 
 namespace NexoFrame::Secrets {
@@ -63,7 +63,49 @@ bool isSecretSetting(const QString& section, const QString& key)
     return false;
 }
 
-QString seal(const QString& plain) { return Connection::ciphered(plain, kKey1, kKey2); }
-QString unseal(const QString& stored) { return Connection::ciphered(stored, kKey1, kKey2); }
+namespace {
+
+// Characters the transform moves between; anything else is left as it stands, so that the
+// result stays storable text of the same length.
+const QString& cipherAlphabet()
+{
+    static const QString a = [] {
+        QString s;
+        for (char16_t c = 32; c < 127; ++c) s += QChar(c);
+        s += QString::fromUtf8("áéíóöőúüűÁÉÍÓÖŐÚÜŰ");
+        return s;
+    }();
+    return a;
+}
+
+} // namespace
+
+void cipher(QString& text, const QString& key1, const QString& key2)
+{
+    // Each position reflects its character in the alphabet around a point drawn from a
+    // keyed hash stream: x -> (k - x) mod n. A reflection is its own inverse, and the
+    // position-dependent point defeats a fixed substitution table.
+    const QString& alpha = cipherAlphabet();
+    const int n = int(alpha.size());
+    QByteArray stream;
+    int block = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        while (stream.size() < 2 * (i + 1)) {
+            QCryptographicHash h(QCryptographicHash::Sha256);
+            h.addData(key1.toUtf8());
+            h.addData(QByteArrayView("\x1f", 1));
+            h.addData(key2.toUtf8());
+            h.addData(QByteArray::number(block++));
+            stream += h.result();
+        }
+        const int x = int(alpha.indexOf(text[i]));
+        if (x < 0) continue;
+        const int k = ((uchar(stream[2 * i]) << 8) | uchar(stream[2 * i + 1])) % n;
+        text[i] = alpha[((k - x) % n + n) % n];
+    }
+}
+
+QString seal(const QString& plain) { return ciphered(plain, kKey1, kKey2); }
+QString unseal(const QString& stored) { return ciphered(stored, kKey1, kKey2); }
 
 } // namespace NexoFrame::Secrets

@@ -23,6 +23,16 @@ QStringList secretColumnsOf(const QString& table);
 // Whether a setting of `section` / `key` is a secret (kept in the secret table).
 bool isSecretSetting(const QString& section, const QString& key);
 
+// The keyed, self-inverse transform of stored passwords and secrets: a reflection of each
+// character in a fixed alphabet around a point drawn from a keyed hash stream. It keeps them
+// from a casual look, not from whoever has the program and its keys.
+void cipher(QString& text, const QString& key1, const QString& key2);
+inline QString ciphered(QString text, const QString& key1, const QString& key2)
+{
+    cipher(text, key1, key2);
+    return text;
+}
+
 // The stored form of a secret setting and back: the same keyed cipher as the passwords, with
 // the secrets' own keys. Keeps it from a casual look, not from whoever has the program.
 QString seal(const QString& plain);

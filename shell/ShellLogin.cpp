@@ -1,6 +1,7 @@
 #include "ShellLogin.h"
 #include "Access.h"
 #include "Connection.h"
+#include "Secrets.h"
 #include "LoginGuard.h"
 #include "Texts.h"
 #include <QDebug>
@@ -58,7 +59,7 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         // Before the password: a locked name learns nothing, not even that it guessed right.
         const QDateTime until = guard.lockedUntil(name);
         if (until.isValid()) return locked(name, until, guard.now());
-        const QString stored = Connection::ciphered(password, kKey1, kKey2);
+        const QString stored = Secrets::ciphered(password, kKey1, kKey2);
         // The name index is not unique: a deleted account may share its name with a live one,
         // so every row of the name is weighed and the best standing one decides.
         auto rs = c.openRecordset(Tables::User);

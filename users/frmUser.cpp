@@ -1,5 +1,6 @@
 #include "frmUser.h"
 #include "Connection.h"
+#include "Secrets.h"
 #include "ControlUtils.h"
 #include "DateFormats.h"
 #include "ErrorList.h"
@@ -129,7 +130,7 @@ bool frmUser::DisplayData()
     txt_email->setText(u->email());
     CheckSet(chk_access_denied, u->access_denied());
     txt_remark->setPlainText(u->remark());
-    const QString shown = Connection::ciphered(u->password(), kKey1, kKey2);
+    const QString shown = Secrets::ciphered(u->password(), kKey1, kKey2);
     txt_password->setText(shown);
     txt_password_2->setText(shown);
     qpi_mh_isz->setText(u->zipcode());
@@ -166,7 +167,7 @@ bool frmUser::GetData()
     // unchanged (say by someone who may not change passwords) is not refused.
     const int minimum =
         module().connection()->settings().read(SettingKeys::kMainframe, SettingKeys::kMinPasswordLength, QStringLiteral("0")).trimmed().toInt();
-    const bool typed = u->ItemStatus() == IsNew || txt_password->text() != Connection::ciphered(u->password(), kKey1, kKey2);
+    const bool typed = u->ItemStatus() == IsNew || txt_password->text() != Secrets::ciphered(u->password(), kKey1, kKey2);
     if (minimum > 0 && typed && txt_password->text().size() < minimum) {
         AddError(eError, kFieldCheckNumber, QStringLiteral("A jelszónak legalább %1 karakter hosszúnak kell lennie!").arg(minimum));
         ok = false;
@@ -196,7 +197,7 @@ bool frmUser::GetData()
     u->set_mobil(cut(txt_mobil, "mobil"));
     u->set_fax(cut(txt_fax, "fax"));
     u->set_tax_number(cut(txt_tax_number, "tax_number"));
-    u->set_password(Connection::ciphered(txt_password->text(), kKey1, kKey2));
+    u->set_password(Secrets::ciphered(txt_password->text(), kKey1, kKey2));
     return true;
 }
 

@@ -2,6 +2,7 @@
 #include "MenuAccess.h"
 #include "ShellNotices.h"
 #include "ShellFixture.h"
+#include "Secrets.h"
 #include "Snapshots.h"
 #include <QLabel>
 #include <QLineEdit>
@@ -56,7 +57,7 @@ void TstShellLogin::eachReasonIsRefusedApart_data()
     QTest::addColumn<int>("userId");
     QTest::addColumn<QString>("said");
     const QString bad = QStringLiteral("Hibás felhasználónév vagy jelszó.");
-    const QString stored = Connection::ciphered(QStringLiteral("admin"), QStringLiteral("tazeq3wnk8"), QStringLiteral("prvd57gh2eb"));
+    const QString stored = Secrets::ciphered(QStringLiteral("admin"), QStringLiteral("tazeq3wnk8"), QStringLiteral("prvd57gh2eb"));
     QTest::newRow("admin") << "admin" << "admin" << int(Status::Ok) << 1 << "";
     QTest::newRow("restricted group") << "nagy.peter" << "peter123" << int(Status::Ok) << 3 << "";
     QTest::newRow("name typed with blanks") << "  admin " << "admin" << int(Status::Ok) << 1 << "";

@@ -1,6 +1,7 @@
 #include "Access.h"
 #include "BrowseView.h"
 #include "Connection.h"
+#include "Secrets.h"
 #include "LoginGuard.h"
 #include "ModalDriver.h"
 #include "RecordTesting.h"
@@ -64,7 +65,7 @@ QStringList actionTexts(const QWidget* w)
 // A user's password as the form shows it.
 QString shownPassword(Connection& c, int id)
 {
-    return Connection::ciphered(c.select(QStringLiteral("SELECT password FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toString(),
+    return Secrets::ciphered(c.select(QStringLiteral("SELECT password FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toString(),
                                 frmUser::kKey1, frmUser::kKey2);
 }
 
@@ -175,7 +176,7 @@ private slots:
         QCOMPARE(row.value(0).toString(), QString(100, QLatin1Char('u')));
         QCOMPARE(row.value(1).toString(), QStringLiteral("HNEVU-1234"));
         QVERIFY(row.value(2).toString() != QStringLiteral("Titok"));
-        QCOMPARE(Connection::ciphered(row.value(2).toString(), frmUser::kKey1, frmUser::kKey2), QStringLiteral("Titok"));
+        QCOMPARE(Secrets::ciphered(row.value(2).toString(), frmUser::kKey1, frmUser::kKey2), QStringLiteral("Titok"));
     }
 
     void passwordWithoutTheRight()
