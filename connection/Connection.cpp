@@ -1,4 +1,5 @@
 #include "Connection.h"
+#include "SqlExec.h"
 #include "Secrets.h"
 #include "ReaderRole.h"
 #include "RightsPath.h"
@@ -16,8 +17,6 @@
 namespace NexoFrame {
 
 namespace {
-
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
 QAtomicInt g_connectionCounter;
 

@@ -1,4 +1,5 @@
 #include "HistoryLog.h"
+#include "SqlExec.h"
 #include "Connection.h"
 #include "DateFormats.h"
 #include <QDateTime>
@@ -6,8 +7,6 @@
 namespace NexoFrame {
 
 namespace {
-
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
 QString now() { return QDateTime::currentDateTime().toString(DateFormats::kStored); }
 

@@ -1,13 +1,8 @@
 #include "Keys.h"
+#include "SqlExec.h"
 #include "Connection.h"
 
 namespace NexoFrame {
-
-namespace {
-
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
-
-} // namespace
 
 int Keys::newKey(int table, const QString& column) { return newKeys(table, 1, column); }
 

@@ -2,6 +2,7 @@
 #include "Connection.h"
 #include "Engine.h"
 #include "Secrets.h"
+#include "SqlExec.h"
 #include "SettingKeys.h"
 #include <QRandomGenerator>
 #include <QUrl>
@@ -9,14 +10,6 @@
 namespace NexoFrame::ReaderRole {
 
 namespace {
-
-// A role name or a database name as an identifier.
-QString ident(const QString& name)
-{
-    QString q = name;
-    q.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-    return QLatin1Char('"') + q + QLatin1Char('"');
-}
 
 QString newPassword()
 {
@@ -31,12 +24,6 @@ void run(Connection& c, const QString& sql)
 {
     QString err;
     if (!c.execute(sql, {}, &err)) throw DbError(err);
-}
-
-// Throws DbError when the statement fails.
-QList<QVariantList> rows(Connection& c, const QString& sql, const QVariantList& binds = {})
-{
-    return c.select(sql, binds);
 }
 
 } // namespace
@@ -106,7 +93,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
     Connection c(makePostgresEngine());
     QString err;
     if (!c.open(adminTarget, &err)) return fail(err);
-    const auto who = rows(c, QStringLiteral("SELECT current_database(), current_user, r.rolsuper, r.rolcreaterole "
+    const auto who = c.select(QStringLiteral("SELECT current_database(), current_user, r.rolsuper, r.rolcreaterole "
                                             "FROM pg_roles r WHERE r.rolname = current_user"));
     if (who.isEmpty()) return fail(QStringLiteral("A kiszolgáló nem adta meg a bejelentkezett szerepkört."));
     const QString database = who[0].value(0).toString();
@@ -115,7 +102,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
         return fail(QStringLiteral("A(z) „%1” szerepkör nem hozhat létre szerepkört. A parancsot az adatbázis "
                                    "rendszergazdájának címével kell futtatni (például a postgres felhasználóval).")
                         .arg(admin));
-    const auto schema = rows(c, QStringLiteral("SELECT table_schema FROM information_schema.tables WHERE table_name = 'qnd_settings' "
+    const auto schema = c.select(QStringLiteral("SELECT table_schema FROM information_schema.tables WHERE table_name = 'qnd_settings' "
                                                "ORDER BY table_schema = current_schema() DESC LIMIT 1"));
     if (schema.isEmpty())
         return fail(QStringLiteral("A(z) „%1” adatbázisban még nincs NexoFrame-adatbázis. Előbb a program nyissa meg a saját "
@@ -130,7 +117,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
     if (!limitOk || limit < 1) limit = 20;
 
     // A role that owns something or is the admin's own is no reader: it is refused, never demoted.
-    const auto owned = rows(c, QStringLiteral("SELECT (SELECT count(*) FROM pg_class WHERE relowner = r.oid) "
+    const auto owned = c.select(QStringLiteral("SELECT (SELECT count(*) FROM pg_class WHERE relowner = r.oid) "
                                               "+ (SELECT count(*) FROM pg_database WHERE datdba = r.oid) "
                                               "+ (SELECT count(*) FROM pg_namespace WHERE nspowner = r.oid) "
                                               "FROM pg_roles r WHERE r.rolname = ?"),
@@ -143,40 +130,40 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
     const QString password = newPassword();
     int granted = 0;
     const auto outcome = c.writeLocked([&] {
-        const QString r = ident(role);
+        const QString r = quoted(role);
         const QString attributes = QStringLiteral("LOGIN NOSUPERUSER NOCREATEDB NOCREATEROLE NOINHERIT NOREPLICATION NOBYPASSRLS "
                                                   "CONNECTION LIMIT %1 PASSWORD '%2'").arg(limit).arg(password);
         run(c, (exists ? QStringLiteral("ALTER ROLE ") : QStringLiteral("CREATE ROLE ")) + r + QLatin1Char(' ') + attributes);
-        for (const QVariantList& m : rows(c, QStringLiteral("SELECT g.rolname FROM pg_auth_members a JOIN pg_roles g ON g.oid = a.roleid "
+        for (const QVariantList& m : c.select(QStringLiteral("SELECT g.rolname FROM pg_auth_members a JOIN pg_roles g ON g.oid = a.roleid "
                                                          "JOIN pg_roles u ON u.oid = a.member WHERE u.rolname = ?"), {role}))
-            run(c, QStringLiteral("REVOKE %1 FROM %2").arg(ident(m.value(0).toString()), r));
-        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET default_transaction_read_only = on").arg(r, ident(database)));
-        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET statement_timeout = '10min'").arg(r, ident(database)));
-        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET idle_in_transaction_session_timeout = '5min'").arg(r, ident(database)));
+            run(c, QStringLiteral("REVOKE %1 FROM %2").arg(quoted(m.value(0).toString()), r));
+        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET default_transaction_read_only = on").arg(r, quoted(database)));
+        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET statement_timeout = '10min'").arg(r, quoted(database)));
+        run(c, QStringLiteral("ALTER ROLE %1 IN DATABASE %2 SET idle_in_transaction_session_timeout = '5min'").arg(r, quoted(database)));
         // The database: connect, nothing else. TEMP is PUBLIC's by default, so it goes from PUBLIC
         // (the owner keeps it as owner).
-        run(c, QStringLiteral("REVOKE ALL ON DATABASE %1 FROM %2").arg(ident(database), r));
-        run(c, QStringLiteral("REVOKE TEMPORARY ON DATABASE %1 FROM PUBLIC").arg(ident(database)));
-        run(c, QStringLiteral("GRANT CONNECT ON DATABASE %1 TO %2").arg(ident(database), r));
-        run(c, QStringLiteral("REVOKE CREATE ON SCHEMA %1 FROM PUBLIC").arg(ident(ns)));
-        run(c, QStringLiteral("REVOKE ALL ON SCHEMA %1 FROM %2").arg(ident(ns), r));
-        run(c, QStringLiteral("GRANT USAGE ON SCHEMA %1 TO %2").arg(ident(ns), r));
-        run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(ident(ns), r));
-        run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(ident(ns), r));
+        run(c, QStringLiteral("REVOKE ALL ON DATABASE %1 FROM %2").arg(quoted(database), r));
+        run(c, QStringLiteral("REVOKE TEMPORARY ON DATABASE %1 FROM PUBLIC").arg(quoted(database)));
+        run(c, QStringLiteral("GRANT CONNECT ON DATABASE %1 TO %2").arg(quoted(database), r));
+        run(c, QStringLiteral("REVOKE CREATE ON SCHEMA %1 FROM PUBLIC").arg(quoted(ns)));
+        run(c, QStringLiteral("REVOKE ALL ON SCHEMA %1 FROM %2").arg(quoted(ns), r));
+        run(c, QStringLiteral("GRANT USAGE ON SCHEMA %1 TO %2").arg(quoted(ns), r));
+        run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+        run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
         // Every table and view of the schema, the other modules' too; a secret table not at all,
         // a table with secret columns column by column, a view that reads a secret column not at all.
-        const auto relations = rows(c, QStringLiteral("SELECT c.relname, c.relkind FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace "
+        const auto relations = c.select(QStringLiteral("SELECT c.relname, c.relkind FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace "
                                                       "WHERE n.nspname = ? AND c.relkind IN ('r', 'p', 'v', 'm', 'f') ORDER BY c.relname"),
                                     {ns});
         if (relations.isEmpty()) throw DbError(QStringLiteral("A séma táblái nem olvashatók."));
         for (const QVariantList& rel : relations) {
             const QString table = rel.value(0).toString();
             if (Secrets::isSecretTable(table)) continue;
-            const QString qualified = ident(ns) + QLatin1Char('.') + ident(table);
+            const QString qualified = quoted(ns) + QLatin1Char('.') + quoted(table);
             const QString kind = rel.value(1).toString();
             if (kind == QLatin1String("v") || kind == QLatin1String("m")) {
                 bool readsSecret = false;
-                for (const QVariantList& used : rows(c, QStringLiteral("SELECT DISTINCT d.refobjid::regclass::text, a.attname FROM pg_rewrite w "
+                for (const QVariantList& used : c.select(QStringLiteral("SELECT DISTINCT d.refobjid::regclass::text, a.attname FROM pg_rewrite w "
                                                                       "JOIN pg_depend d ON d.classid = 'pg_rewrite'::regclass AND d.objid = w.oid "
                                                                       "JOIN pg_attribute a ON a.attrelid = d.refobjid AND a.attnum = d.refobjsubid "
                                                                       "WHERE w.ev_class = ?::regclass"),
@@ -191,10 +178,10 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
                 run(c, QStringLiteral("GRANT SELECT ON %1 TO %2").arg(qualified, r));
             } else {
                 QStringList open;
-                for (const QVariantList& col : rows(c, QStringLiteral("SELECT attname FROM pg_attribute WHERE attrelid = ?::regclass "
+                for (const QVariantList& col : c.select(QStringLiteral("SELECT attname FROM pg_attribute WHERE attrelid = ?::regclass "
                                                                      "AND attnum > 0 AND NOT attisdropped ORDER BY attnum"),
                                                     {qualified}))
-                    if (!Secrets::isSecretColumn(table, col.value(0).toString())) open << ident(col.value(0).toString());
+                    if (!Secrets::isSecretColumn(table, col.value(0).toString())) open << quoted(col.value(0).toString());
                 if (open.isEmpty()) continue;
                 run(c, QStringLiteral("GRANT SELECT (%1) ON %2 TO %3").arg(open.join(QStringLiteral(", ")), qualified, r));
             }

@@ -1,4 +1,5 @@
 #include "Recordset.h"
+#include "SqlExec.h"
 #include "Connection.h"
 #include "DbError.h"
 #include <QDateTime>
@@ -12,8 +13,6 @@ namespace {
 constexpr int kMaxWindow = 256;
 // A field asked for by a name its table lacks (%1: the table, %2: the name).
 const QString kNoSuchField = QStringLiteral("A(z) %1 táblának nincs %2 nevű mezője.");
-
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
 bool sameValue(const ColumnDef& c, const QVariant& stored, const QVariant& wanted)
 {

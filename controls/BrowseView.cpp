@@ -1,4 +1,5 @@
 #include "BrowseView.h"
+#include "SqlExec.h"
 #include "ControlTexts.h"
 #include "CsvFile.h"
 #include "DateFormats.h"
@@ -24,7 +25,6 @@ namespace {
 constexpr int kPage = 200;
 const QString kSection = QStringLiteral("BROWSE");
 
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 bool isText(const ColumnDef& c) { return c.type == ColType::Text || c.type == ColType::Memo; }
 
 const ColumnDef& requireColumn(const TableDef& t, const QString& name)

@@ -1,4 +1,5 @@
 #include "ListDefinition.h"
+#include "SqlExec.h"
 #include "Connection.h"
 #include "DateFormats.h"
 #include <QJsonArray>
@@ -37,8 +38,6 @@ const OpInfo& info(ListOp op)
         if (i.op == op) return i;
     return kOps[2];
 }
-
-QString quoted(const QString& name) { return QLatin1Char('"') + name + QLatin1Char('"'); }
 
 bool isText(ColType t) { return t == ColType::Text || t == ColType::Memo; }
 bool isNumber(ColType t) { return t == ColType::Long || t == ColType::Double; }

@@ -1,4 +1,5 @@
 #include "QuickPick.h"
+#include "SqlExec.h"
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QListWidget>
@@ -9,8 +10,6 @@ namespace NexoFrame::Controls {
 namespace {
 
 constexpr int kOffered = 20;
-
-QString quoted(const QString& id) { return QLatin1Char('"') + id + QLatin1Char('"'); }
 
 } // namespace
 
