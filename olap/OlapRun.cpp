@@ -13,11 +13,6 @@
 
 namespace NexoFrame {
 
-namespace {
-
-
-} // namespace
-
 QList<OlapField> olapFieldsOf(const cDDXOlapReport& report)
 {
     QList<OlapField> fields;
@@ -33,32 +28,6 @@ QList<OlapField> olapFieldsOf(const cDDXOlapReport& report)
         fields << o;
     }
     return fields;
-}
-
-Olap::PivotSpec pivotSpecOf(const QList<OlapField>& fields, const QStringList& columns, QString* error)
-{
-    Olap::PivotSpec spec;
-    auto columnOf = [&](const QString& name) {
-        for (int i = 0; i < columns.size(); ++i)
-            if (columns[i].compare(name, Qt::CaseInsensitive) == 0) return i;
-        return -1;
-    };
-    for (const OlapField& f : fields) {
-        const int column = columnOf(f.name);
-        if (column < 0 && !f.formula) {
-            *error = QStringLiteral("A(z) „%1” mező nincs a lekérdezés eredményében.").arg(f.name);
-            return {};
-        }
-        if (f.fact) {
-            spec.facts << f.asFact;
-            spec.facts.last().column = f.formula ? -1 : column;
-        } else {
-            spec.dimensions << f.asDimension;
-            spec.dimensions.last().column = column;
-        }
-    }
-    if (spec.facts.isEmpty()) *error = QStringLiteral("A riporthoz nincs meghatározva összesítés.");
-    return spec;
 }
 
 Olap::PivotSpec pivotSpecOf(const cDDXOlapReport& report, const QStringList& columns, QString* error)
@@ -103,35 +72,11 @@ struct OlapRunner::Job {
             out.error = Texts::kQueryCancelled;
             return out;
         }
-        std::unique_ptr<Olap::Pivot> pivot;
-        QStringList columns;
-        QString specError;
-        auto makePivot = [&] {
-            Olap::PivotSpec spec = pivotSpecOf(fields, columns, &specError);
-            if (!specError.isEmpty()) return false;
-            for (const auto& [pageIndex, value] : pageFilter) {
-                // The page filter names the page dimensions in order; the cube wants their index among all dimensions.
-                int seen = -1;
-                for (int d = 0; d < spec.dimensions.size(); ++d)
-                    if (spec.dimensions[d].axis == Olap::xda_outside && ++seen == pageIndex) spec.pageFilter.append({d, value});
-            }
-            pivot = std::make_unique<Olap::Pivot>(spec);
-            return true;
-        };
-        const bool ok = source->run(sql, &columns, [&](const QVariantList& row) {
-            if (!pivot && !makePivot()) return false;
-            pivot->addRow(row);
-            return true;
-        }, &error);
+        out = readIntoCube(*source, target.server, sql, fields, pageFilter, preferredRead(target.server), &cancelled);
         {
             std::lock_guard lock(guard);
             live = nullptr;
         }
-        if (!specError.isEmpty()) out.error = specError;
-        else if (!ok) out.error = error;
-        // No rows: the headers still come from the report's fields.
-        else if (!pivot && !makePivot()) out.error = specError;
-        else out.result = pivot->result();
         return out;
     }
 };

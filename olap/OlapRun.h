@@ -1,5 +1,5 @@
 #pragma once
-#include "Pivot.h"
+#include "OlapSource.h"
 #include <QFutureWatcher>
 #include <QObject>
 #include <QString>
@@ -13,26 +13,7 @@ namespace NexoFrame {
 class Connection;
 class cDDXOlapReport;
 
-// The outcome of running a report's SQL source read-only and pivoting its rows by the
-// report's fields.
-struct OlapRun {
-    Olap::PivotResult result;
-    QString error; // Hungarian; empty on success
-    bool ok() const { return error.isEmpty(); }
-};
-
-// A report's fields as the cube needs them, copied out of the record: a run's worker takes
-// these, never the record.
-struct OlapField {
-    QString name;           // the source's column
-    bool fact = false;
-    bool formula = false;   // a formula fact: no column of its own
-    Olap::PivotFact asFact; // column still unknown (-1)
-    Olap::PivotDimension asDimension;
-};
 QList<OlapField> olapFieldsOf(const cDDXOlapReport& report);
-// The cube's spec once the source's columns are known; empty with `error` when a field has no column.
-Olap::PivotSpec pivotSpecOf(const QList<OlapField>& fields, const QStringList& columns, QString* error);
 Olap::PivotSpec pivotSpecOf(const cDDXOlapReport& report, const QStringList& columns, QString* error);
 
 // Runs reports in a worker (QtConcurrent) while the user interface stays alive, with a

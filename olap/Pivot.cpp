@@ -647,6 +647,18 @@ struct Pivot::Impl {
     std::vector<double> x;         // this row's values, per input column
     std::vector<char> has, present;
 
+    // Whether the page filter keeps a row; every page value met is noted for the choice.
+    bool onPage(const QVariantList& row)
+    {
+        bool keep = true;
+        for (Page& p : pages) {
+            const int id = p.dict.idOf(at(row, p.dim.column));
+            p.dict.markSeen(id);
+            if (!p.allowed.empty() && std::find(p.allowed.begin(), p.allowed.end(), id) == p.allowed.end()) keep = false;
+        }
+        return keep;
+    }
+
     int leafCell(int rowLeaf, int colLeaf)
     {
         const quint64 key = pairKey(rowLeaf, colLeaf);
@@ -711,13 +723,7 @@ void Pivot::addRow(const QVariantList& row)
 {
     Impl& m = *d;
     ++m.sourceRows;
-    bool keep = true;
-    for (Impl::Page& p : m.pages) {
-        const int id = p.dict.idOf(at(row, p.dim.column));
-        p.dict.markSeen(id);
-        if (!p.allowed.empty() && std::find(p.allowed.begin(), p.allowed.end(), id) == p.allowed.end()) keep = false;
-    }
-    if (!keep) return;
+    if (!m.onPage(row)) return;
 
     const int cell = m.leafCell(m.rows.leafOf(row), m.cols.leafOf(row));
 
@@ -767,6 +773,71 @@ void Pivot::addRow(const QVariantList& row)
             break;
         default: s.x += v; break; // SUM, AVG, RANK
         }
+    }
+}
+
+int Pivot::needsOf(int algorithm)
+{
+    switch (algorithm) {
+    case xfam_FORMULA:
+    case xfam_COUNT: return 0;
+    case xfaa_SUM:
+    case xfam_SUM:
+    case xfam_AVG:
+    case xfam_RANKUP:
+    case xfam_RANKDOWN: return NeedSum;
+    case xfaa_MIN:
+    case xfam_MIN: return NeedMin;
+    case xfaa_MAX:
+    case xfam_MAX: return NeedMax;
+    case xfam_VAR:
+    case xfam_STDDEV:
+    case xfam_VARP:
+    case xfam_STDDEVP: return NeedSum | NeedDeviations;
+    case xfam_RMS: return NeedSquares;
+    }
+    return -1; // LAST, AVEDEV, and what is no algorithm at all
+}
+
+bool Pivot::groupable(const PivotSpec& spec)
+{
+    return std::all_of(spec.facts.begin(), spec.facts.end(), [](const PivotFact& f) { return needsOf(f.algorithm) >= 0; });
+}
+
+void Pivot::addGroup(const QVariantList& row, qint64 rows, const QList<Summary>& summaries)
+{
+    Impl& m = *d;
+    if (rows <= 0) return; // no group at all: a whole source without rows
+    m.sourceRows += rows;
+    if (!m.onPage(row)) return;
+
+    const int cell = m.leafCell(m.rows.leafOf(row), m.cols.leafOf(row));
+    Acc* acc = &m.accs[size_t(cell) * size_t(m.nAgg)];
+    for (int k = 0; k < m.nAgg; ++k) {
+        const Summary s = summaries.value(m.inputColumns[size_t(m.aggInput[size_t(k)])]);
+        const int alg = m.aggAlg[size_t(k)];
+        Acc from;
+        from.n = s.count;
+        if (s.count > 0) {
+            const double n = double(s.count);
+            switch (alg) {
+            case xfaa_MIN:
+            case xfam_MIN: from.x = s.min; break;
+            case xfaa_MAX:
+            case xfam_MAX: from.x = s.max; break;
+            case xfam_VAR:
+            case xfam_STDDEV:
+            case xfam_VARP:
+            case xfam_STDDEVP:
+                // The group's mean and squared deviations, as its rows' running statistics hold them.
+                from.x = s.sum / n;
+                from.y = s.deviations;
+                break;
+            case xfam_RMS: from.x = s.squares; break;
+            default: from.x = s.sum; break; // SUM, AVG, RANK; COUNT reads n only
+            }
+        }
+        merge(alg, acc[k], from);
     }
 }
 

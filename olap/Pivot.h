@@ -116,6 +116,27 @@ public:
     explicit Pivot(PivotSpec spec);
     ~Pivot();
     void addRow(const QVariantList& row);
+
+    // What a group of rows must say of a fact's column for addGroup: flags of PivotSummary's
+    // members beyond the count. None of them for a fact that no group can stand in for
+    // (LAST needs the rows' order, AVEDEV every value): groupable() is false then.
+    enum Need { NeedSum = 1, NeedMin = 2, NeedMax = 4, NeedSquares = 8, NeedDeviations = 16 };
+    static bool groupable(const PivotSpec& spec);
+    static int needsOf(int algorithm);
+
+    // Feeds `rows` source rows at once that share the values of `row`'s dimension columns
+    // (other columns are not read), as an engine's GROUP BY sums them up: `summaries[c]` is
+    // the summary of source column c over those rows, for every column a fact reads. Only for
+    // a groupable spec. The cube comes out as feeding the rows themselves would make it
+    // (within the rounding of a sum taken in another order).
+    struct Summary {
+        qint64 count = 0; // values that are not null; they must all be numbers for the rest
+        double sum = 0, min = 0, max = 0;
+        double squares = 0;    // the sum of their squares
+        double deviations = 0; // the sum of their squared deviations from their mean
+    };
+    void addGroup(const QVariantList& row, qint64 rows, const QList<Summary>& summaries);
+
     PivotResult result() const;
 
 private:

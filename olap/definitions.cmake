@@ -10,4 +10,4 @@ add_library(nexo_olap STATIC
   ${CMAKE_CURRENT_SOURCE_DIR}/PreviewExport.h ${CMAKE_CURRENT_SOURCE_DIR}/PreviewExport.cpp
   ${CMAKE_CURRENT_SOURCE_DIR}/OLAPReports.h ${CMAKE_CURRENT_SOURCE_DIR}/OLAPReports.cpp)
 target_include_directories(nexo_olap PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(nexo_olap PUBLIC nexo_core nexo_olap_preview nexo_olap_engine PRIVATE Qt6::Concurrent)
+target_link_libraries(nexo_olap PUBLIC nexo_core nexo_olap_preview nexo_olap_source nexo_olap_engine PRIVATE Qt6::Concurrent)
