@@ -6,14 +6,14 @@ class QObject;
 
 namespace NexoFrame {
 
-class Connection;
+class Session;
 
 // What a panel needs of the host that placed it.
 class IAddinSite {
 public:
     virtual ~IAddinSite() = default;
-    virtual Connection* connection() = 0;
-    virtual int currentUserId() = 0;
+    // The host's session: the connection, the logged-in user and the system-edit flag.
+    virtual Session* session() = 0;
     // An object of a registered class (a report, say), as the host creates it by ProgID;
     // nullptr with the reason when it cannot. The caller owns the object.
     virtual QObject* createObject(const QString& progId, QString* error)

@@ -22,9 +22,8 @@ namespace NexoFrame::Bench {
 // The host's side for a panel under measure: logged in as user 1.
 class BenchSite : public IAddinSite {
 public:
-    explicit BenchSite(Connection* c) : m_c(c) {}
-    Connection* connection() override { return m_c; }
-    int currentUserId() override { return 1; }
+    explicit BenchSite(Connection* c) : m_c(c) { c->session().setUserId(1); }
+    Session* session() override { return &m_c->session(); }
 
 private:
     Connection* m_c;

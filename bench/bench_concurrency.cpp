@@ -57,7 +57,7 @@ void run(const QString& engine, const QString& target)
     auto c = Connection::openDatabase(target, Connection::DemoData::IfEmpty, &err);
     if (!c) fail(err);
     QStringList shared;
-    if (!c->lockMaster()) fail("lock");
+    if (!c->transactions().lockMaster()) fail("lock");
     for (int i = 0; i < 5; ++i) {
         const int id = c->keys().newKey(Tables::AuthUnit);
         if (!c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix) VALUES (?, 500, ?, 'shared')",
@@ -65,7 +65,7 @@ void run(const QString& engine, const QString& target)
             fail(err);
         shared << QString::number(id);
     }
-    c->unlockMaster();
+    c->transactions().unlockMaster();
     c.reset();
 
     double one = 0;

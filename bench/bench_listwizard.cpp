@@ -60,7 +60,7 @@ std::unique_ptr<Connection> database(const QString& engine, const QString& targe
         generateMenuLog(*conn, kUsers, kRows);
     }
     addSource(*conn);
-    conn->setCurrentUserId(1);
+    conn->session().setUserId(1);
     return conn;
 }
 

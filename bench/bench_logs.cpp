@@ -39,7 +39,7 @@ std::unique_ptr<Connection> database(const QString& target, int rows)
     auto conn = Connection::openDatabase(target, Connection::DemoData::None, &err);
     if (!conn) fail(err);
     generateMenuLog(*conn, kUsers, rows);
-    conn->setCurrentUserId(1);
+    conn->session().setUserId(1);
     return conn;
 }
 
@@ -74,7 +74,7 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
         QString err;
         conn = Connection::openDatabase(kept, Connection::DemoData::None, &err);
         if (!conn) fail(err);
-        conn->setCurrentUserId(1);
+        conn->session().setUserId(1);
     } else {
         conn = database(!kept.isEmpty() && engine == QLatin1String("sqlite") ? kept : target, 1000000);
     }

@@ -68,7 +68,7 @@ void run(const QString& engine, const QString& target)
     auto conn = Connection::openDatabase(target, Connection::DemoData::None, &err);
     if (!conn) fail(err);
     generate(*conn);
-    conn->setCurrentUserId(1);
+    conn->session().setUserId(1);
     BenchSite site(conn.get());
     QSqlDatabase& bare = conn->db();
 

@@ -1,6 +1,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "Recordset.h"
+#include "RightsPath.h"
 #include "SettingKeys.h"
 
 namespace NexoFrame {
@@ -134,6 +135,11 @@ QString roleName(Connection& c, int slot)
 {
     const QString name = c.settings().read(SettingKeys::kMainframe, SettingKeys::roleNameKey(slot)).remove(QLatin1Char(':')).trimmed();
     return name.isEmpty() ? QStringLiteral("Szerepkör %1").arg(slot) : name;
+}
+
+bool rightsTest(Connection& c, int userId, const QString& key)
+{
+    return explainRight(c, userId, key).granted;
 }
 
 } // namespace NexoFrame

@@ -85,6 +85,10 @@ QString sharesSlotSql(const QString& a, const QString& b, int except = -1);
 // True when the row aliased `alias` holds one of `roles` (never, for none).
 QString holdsAnySql(const QString& alias, RoleSet roles);
 
+// Whether the user holds the right named by `key`: see the README for the rule. The
+// explorer's why-path is the same computation, so the two cannot disagree.
+bool rightsTest(Connection& c, int userId, const QString& key);
+
 // A role's name, as every list and tree shows it: the setting MAINFRAME / CUE_NAME_<slot>
 // without its colons, or "Szerepkör <slot>" where it is not set.
 QString roleName(Connection& c, int slot);

@@ -399,7 +399,7 @@ private:
                 f.id = target[match].id;
             } else {
                 // Keyed as if made in the panel: an installation's item is not base structure there.
-                f.id = m_write ? m_c.keys().newOwnKey(s.table, m_c.systemEdit()) : -(n + 1);
+                f.id = m_write ? m_c.keys().newOwnKey(s.table, m_c.session().systemEdit()) : -(n + 1);
             }
             idOfKey.insert(f.key, f.id);
             file << f;
@@ -521,7 +521,7 @@ private:
             if (!rs.seek({id})) throw DbError(QStringLiteral("A(z) %1 tábla %2. sora közben eltűnt.").arg(t.name).arg(id));
             rs.edit();
         }
-        rs.stampAudit(m_c.currentUserId(), QDateTime::currentDateTime());
+        rs.stampAudit(m_c.session().userId(), QDateTime::currentDateTime());
         // A menu item's maker sees it whatever its roles: the installation's items are nobody's.
         if (add && t.number == Tables::Menu) rs.setField(QStringLiteral("create_user"), -1);
         fill(rs);
@@ -539,7 +539,7 @@ private:
         for (const QJsonValue& e : children) {
             const QJsonObject o = e.toObject();
             rs.addNew();
-            rs.setField(t.primaryKey, m_c.keys().newOwnKey(t.number, m_c.systemEdit()));
+            rs.setField(t.primaryKey, m_c.keys().newOwnKey(t.number, m_c.session().systemEdit()));
             rs.setField(QString::fromLatin1(s.childLink), ownerId);
             for (auto it = o.begin(); it != o.end(); ++it) rs.setField(it.key(), toVariant(*t.column(it.key()), it.value()));
             if (!rs.update()) throw DbError(rs.lastError());
@@ -645,11 +645,11 @@ bool previewConfig(Connection& c, const QString& path, ConfigImport* plan, QStri
     return true;
 }
 
-bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Connection::AskAgain& askAgain)
+bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Transactions::AskAgain& askAgain)
 {
     QList<ConfigChange> done;
     QString why;
-    const Connection::LockedWrite result = c.writeLocked([&] {
+    const Transactions::LockedWrite result = c.transactions().writeLocked([&] {
         try {
             done = workOut(c, plan->document, true);
         } catch (const Damaged& e) {
@@ -657,9 +657,9 @@ bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Conne
         }
         return true;
     }, &why, askAgain);
-    if (result == Connection::LockedWrite::Refused)
+    if (result == Transactions::LockedWrite::Refused)
         return fail(error, QStringLiteral("Az adatbázist most más felhasználó írja; a betöltés nem kezdhető el. Semmi sem változott."));
-    if (result == Connection::LockedWrite::Failed)
+    if (result == Transactions::LockedWrite::Failed)
         return fail(error, QStringLiteral("A betöltés nem sikerült, semmi sem változott. %1").arg(why));
     plan->changes = done;
     return true;

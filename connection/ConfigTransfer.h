@@ -46,6 +46,6 @@ bool previewConfig(Connection& c, const QString& path, ConfigImport* plan, QStri
 // master lock (role slots kept in the rights history; `askAgain` asks when another user
 // keeps the lock). False with a Hungarian message and nothing written. `plan` is refreshed
 // to what was written.
-bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Connection::AskAgain& askAgain = {});
+bool importConfig(Connection& c, ConfigImport* plan, QString* error, const Transactions::AskAgain& askAgain = {});
 
 } // namespace NexoFrame

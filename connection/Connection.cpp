@@ -23,7 +23,8 @@ QAtomicInt g_connectionCounter;
 } // namespace
 
 Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
-    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this)), m_historyLog(std::make_unique<HistoryLog>(*this)),
+    : QObject(parent), m_engine(std::move(engine)), m_keys(std::make_unique<Keys>(*this)), m_transactions(std::make_unique<Transactions>(*this)),
+      m_historyLog(std::make_unique<HistoryLog>(*this)),
       m_settings(std::make_unique<Settings>(*this))
 {
     m_connectionName = QStringLiteral("nexo_connection_%1").arg(g_connectionCounter.fetchAndAddOrdered(1));
@@ -71,14 +72,7 @@ void Connection::close()
     m_browse.clear();
     m_edit.clear();
     dropStatements();
-    if (!m_lost && (m_spDepth > 0 || m_outerOpen)) {
-        m_engine->rollback(m_db);
-        if (m_lockDepth > 0) m_engine->releaseMasterLock(m_db);
-    }
-    m_spDepth = 0;
-    m_lockDepth = 0;
-    m_outerOpen = false;
-    m_virtualSavepoint = false;
+    m_transactions->endOnClose(m_lost);
     m_db.close();
     m_db = QSqlDatabase();
     QSqlDatabase::removeDatabase(m_connectionName);
@@ -88,12 +82,8 @@ void Connection::close()
 Connection::Recovery Connection::recover(QString* message)
 {
     if (!m_open || !m_engine->connectionLost(m_db)) return Recovery::None;
-    const bool working = m_lockDepth > 0 || m_spDepth > 0 || m_outerOpen;
-    // The server ended the transaction and freed the lock with the session.
-    m_lockDepth = 0;
-    m_spDepth = 0;
-    m_outerOpen = false;
-    m_virtualSavepoint = false;
+    const bool working = m_transactions->working();
+    m_transactions->forget();
     m_lost = true;
     dropStatements();
     touch();
@@ -230,35 +220,22 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
             QElapsedTimer waited;
             waited.start();
             QString why;
-            switch (writeLocked(create, &why, [&] { return waited.elapsed() < kCreationWaitMs; })) {
-            case LockedWrite::Done: break;
-            case LockedWrite::Refused:
+            switch (m_transactions->writeLocked(create, &why, [&] { return waited.elapsed() < kCreationWaitMs; })) {
+            case Transactions::LockedWrite::Done: break;
+            case Transactions::LockedWrite::Refused:
                 return fail(QStringLiteral("Az adatbázist más használja, a szerkezete nem hozható létre: %1").arg(m_engine->databaseName()));
-            case LockedWrite::Failed:
+            case Transactions::LockedWrite::Failed:
                 m_createdSchema = false;
                 return fail(!failure.isEmpty() ? failure : !why.isEmpty() ? why : QStringLiteral("Az adatbázis szerkezete nem menthető."));
             }
         }
-        m_systemEdit = m_settings->read(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
-            != QLatin1String("0");
+        m_session.setSystemEdit(m_settings->read(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
+            != QLatin1String("0"));
     } catch (const DbError& e) {
         m_createdSchema = false;
         return fail(e.message());
     }
     return true;
-}
-
-void Connection::abandonLock()
-{
-    if (!m_lost) {
-        m_engine->rollback(m_db);
-        m_engine->releaseMasterLock(m_db);
-    }
-    m_spDepth = 0;
-    m_lockDepth = 0;
-    m_outerOpen = false;
-    m_virtualSavepoint = false;
-    touch();
 }
 
 bool Connection::hasData()
@@ -317,7 +294,7 @@ bool Connection::seek(int table, const QString& index, const QVariantList& keys)
 QSqlQuery& Connection::prepared(const QString& sql)
 {
     ensureLive();
-    m_outerUntouched = false;
+    m_transactions->touched();
     auto it = m_statements.find(sql);
     if (it != m_statements.end()) return **it;
     for (int attempt = 0;; ++attempt) {
@@ -335,153 +312,6 @@ QSqlQuery& Connection::prepared(const QString& sql)
         if (r != Recovery::None) throw DbError(lost);
         throw DbError(QStringLiteral("Hibás adatbázis-utasítás: %1 (%2)").arg(e, sql));
     }
-}
-
-bool Connection::lockMaster(int waitMs)
-{
-    if (!m_open) return false;
-    ensureLive();
-    if (m_lockDepth > 0) {
-        ++m_lockDepth;
-        return true;
-    }
-    if (m_outerOpen) {
-        // A plain transaction is open: end it so that the lock starts clean.
-        m_engine->commit(m_db);
-        m_outerOpen = false;
-        m_spDepth = 0;
-        m_virtualSavepoint = false;
-    }
-    if (!m_engine->tryMasterLock(m_db, waitMs)) {
-        QString lost;
-        switch (recover(&lost)) {
-        case Recovery::None: return false;
-        case Recovery::Lost: throw DbError(lost);
-        case Recovery::Retry:
-            if (!m_engine->tryMasterLock(m_db, waitMs)) return false;
-            break;
-        }
-    }
-    m_lockDepth = 1;
-    m_outerOpen = true;
-    m_outerUntouched = true;
-    return true;
-}
-
-bool Connection::unlockMaster()
-{
-    if (m_lockDepth == 0) return true;
-    if (--m_lockDepth > 0) return true;
-    bool ok = true;
-    if (m_spDepth > 0) {
-        // Unbalanced callers: anything not committed is not kept.
-        m_engine->rollback(m_db);
-        if (!m_lost) m_engine->releaseMasterLock(m_db);
-        m_spDepth = 0;
-        m_virtualSavepoint = false;
-        ok = false;
-        m_lastError = QStringLiteral("A tranzakció lezáratlanul maradt, a módosítások elvesztek.");
-    } else if (!m_engine->commitAndRelease(m_db)) {
-        ok = false;
-        m_lastError = m_db.lastError().text();
-        QString lost;
-        if (recover(&lost) != Recovery::None) {
-            m_lastError = lost;
-        } else {
-            m_engine->rollback(m_db);
-            m_engine->releaseMasterLock(m_db);
-        }
-    }
-    m_outerOpen = false;
-    touch();
-    return ok;
-}
-
-bool Connection::openMasterTable(int table) { return Schema::instance().table(table) != nullptr; }
-void Connection::closeMasterTable(int) {}
-
-// A savepoint statement that failed: a lost link ends the whole transaction.
-bool Connection::transactionStep(const QString& sql)
-{
-    if (runSql(sql)) return true;
-    QString lost;
-    if (recover(&lost) != Recovery::None) throw DbError(lost);
-    return false;
-}
-
-bool Connection::beginTrans()
-{
-    if (!m_open) return false;
-    ensureLive();
-    if (!m_outerOpen) {
-        if (!m_engine->beginPlain(m_db)) {
-            QString lost;
-            const Recovery r = recover(&lost);
-            if (r == Recovery::Lost) throw DbError(lost);
-            if (r == Recovery::None || !m_engine->beginPlain(m_db)) return false;
-        }
-        m_outerOpen = true;
-        m_outerUntouched = true;
-    }
-    if (m_spDepth == 0 && m_lockDepth > 0 && m_outerUntouched && m_engine->lockOutlivesTransaction()) {
-        // Nothing has happened under the lock yet, and the lock survives a rollback: undoing
-        // this level is rolling back and beginning again, so no savepoint is needed.
-        m_virtualSavepoint = true;
-        ++m_spDepth;
-        return true;
-    }
-    if (!transactionStep(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
-    ++m_spDepth;
-    return true;
-}
-
-bool Connection::commitTrans()
-{
-    if (m_spDepth == 0) return false;
-    if (m_spDepth == 1 && m_virtualSavepoint) {
-        m_virtualSavepoint = false;
-    } else if (!transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth))) {
-        return false;
-    }
-    --m_spDepth;
-    bool ok = true;
-    if (m_spDepth == 0 && m_lockDepth == 0) {
-        ok = m_engine->commit(m_db);
-        if (!ok) {
-            QString lost;
-            if (recover(&lost) != Recovery::None) throw DbError(lost);
-            m_engine->rollback(m_db);
-        }
-        m_outerOpen = false;
-    }
-    touch();
-    return ok;
-}
-
-bool Connection::rollbackTrans()
-{
-    if (m_spDepth == 0) return false;
-    const bool virtualLevel = m_spDepth == 1 && m_virtualSavepoint;
-    const bool ok = virtualLevel ? m_engine->rollbackAndBegin(m_db)
-                                 : runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
-    if (!ok) {
-        // With the link gone the server has dropped the whole transaction already.
-        QString lost;
-        if (recover(&lost) != Recovery::None) return true;
-    }
-    if (virtualLevel) {
-        m_virtualSavepoint = false;
-        m_outerUntouched = true;
-    } else {
-        runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
-    }
-    --m_spDepth;
-    if (m_spDepth == 0 && m_lockDepth == 0) {
-        m_engine->rollback(m_db);
-        m_outerOpen = false;
-    }
-    touch();
-    return ok;
 }
 
 void Connection::idle()
@@ -519,86 +349,6 @@ bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
     return false;
 }
 
-bool Connection::lockWithRetry(const AskAgain& askAgain)
-{
-    for (;;) {
-        for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
-            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
-        if (!askAgain || !askAgain()) return false;
-        touch();
-    }
-}
-
-Connection::LockedWrite Connection::writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain)
-{
-    QString reason;
-    const auto answer = [&](LockedWrite r) {
-        touch();
-        if (why) *why = reason;
-        return r;
-    };
-    const bool outermost = m_lockDepth == 0;
-    const int level = m_spDepth;
-    try {
-        if (!lockWithRetry(askAgain)) return answer(LockedWrite::Refused);
-    } catch (const DbError& e) {
-        reason = e.message();
-        return answer(LockedWrite::Failed);
-    }
-    bool ended = false;
-    // Nothing of an unfinished write is kept, and the lock goes with it: a write of our own
-    // goes back whole, one inside a caller's lock goes back to where it began.
-    const auto goBack = [&] {
-        ended = true;
-        if (outermost) {
-            abandonLock();
-            return;
-        }
-        while (m_spDepth > level)
-            if (!rollbackTrans()) break;
-        unlockMaster();
-    };
-    const auto guard = qScopeGuard([&] {
-        if (!ended) goBack();
-    });
-    const auto notKept = [&] {
-        reason = lastError();
-        if (reason.isEmpty()) reason = QStringLiteral("A módosítások nem menthetők.");
-    };
-    bool ok = false;
-    try {
-        // The lock's previous holder may have written: nothing read before counts.
-        touch();
-        ok = beginTrans();
-        if (!ok) reason = QStringLiteral("A tranzakció nem kezdhető el.");
-        ok = ok && work();
-        if (ok && !commitTrans()) {
-            ok = false;
-            notKept();
-        }
-    } catch (const DbError& e) {
-        ok = false;
-        reason = e.message();
-    }
-    if (!ok) {
-        goBack();
-        return answer(LockedWrite::Failed);
-    }
-    ended = true;
-    // Freeing the lock commits; a commit that failed kept nothing.
-    if (!unlockMaster()) {
-        notKept();
-        return answer(LockedWrite::Failed);
-    }
-    return answer(LockedWrite::Done);
-}
-
-bool Connection::rightsTest(int userId, const QString& key)
-{
-    // The explorer's why-path and the test are one computation: they cannot disagree.
-    return explainRight(*this, userId, key).granted;
-}
-
 bool Connection::isUnique(int table, const QString& keyField, const QString& comparedField,
                           const QVariant& value, const QVariant& ownId)
 {
@@ -617,7 +367,7 @@ QString Connection::systemDatabaseName() const { return m_engine->databaseName()
 
 bool Connection::execute(const QString& sql, const QVariantList& binds, QString* error)
 {
-    m_outerUntouched = false;
+    m_transactions->touched();
     try {
         ensureLive();
     } catch (const DbError& e) {

@@ -3,7 +3,9 @@
 #include "Engine.h"
 #include "HistoryLog.h"
 #include "Keys.h"
+#include "Session.h"
 #include "Settings.h"
+#include "Transactions.h"
 #include "Recordset.h"
 #include "Schema.h"
 #include <QHash>
@@ -73,37 +75,13 @@ public:
     HistoryLog& history() { return *m_historyLog; }
     const HistoryLog& history() const { return *m_historyLog; }
 
-    // The master lock and its transaction. The lock waits at most `waitMs` for another holder
-    // to finish; refused otherwise.
-    bool lockMaster(int waitMs = 0);
-    // Commits the locked transaction and frees the lock; false when the commit failed
-    // (nothing was kept then; lastError() says why).
-    bool unlockMaster();
-    bool hasMasterLock() const { return m_lockDepth > 0; }
+    // Who works on it: the logged-in user and the system-edit flag.
+    Session& session() { return m_session; }
+    const Session& session() const { return m_session; }
 
-    // Every write takes the master lock the same way: one try, then kQuietLockTries quiet
-    // tries that each wait up to kQuietLockWaitMs for the holder (a save takes milliseconds,
-    // so a user meets the question only when someone keeps the database locked), then
-    // `askAgain`, for as long as it answers yes. This library has no widgets: the side that
-    // has them asks (LockQuestion.h holds the words). Without a question it gives up.
-    using AskAgain = std::function<bool()>;
-    static constexpr int kQuietLockTries = 3;
-    static constexpr int kQuietLockWaitMs = 250;
-    bool lockWithRetry(const AskAgain& askAgain);
-    // The one way to write under the master lock: `work` runs as one transaction, kept
-    // whole, or not at all when it returns false (having said why its own way), throws, or
-    // the commit fails. The transaction always ends and the lock is always freed, also when
-    // `work` throws something other than DbError, which then goes on to the caller.
-    // Refused: the lock was not had and nothing ran; Failed: `why` says what went wrong
-    // (empty when `work` returned false).
-    enum class LockedWrite { Done, Refused, Failed };
-    LockedWrite writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain = {});
-    bool openMasterTable(int table);
-    void closeMasterTable(int table);
-    bool beginTrans();
-    bool commitTrans();
-    bool rollbackTrans();
-    bool inTransaction() const { return m_spDepth > 0; }
+    // The master lock and the transactions.
+    Transactions& transactions() { return *m_transactions; }
+    const Transactions& transactions() const { return *m_transactions; }
 
     // Drop cached state so that the next read sees other users' writes.
     void idle();
@@ -116,15 +94,11 @@ public:
     // The settings store.
     Settings& settings() { return *m_settings; }
 
-    // Whether the user holds the right named by `key`: see the README for the rule.
-    bool rightsTest(int userId, const QString& key);
 
     // True when no other row of `table` (other than `ownId`) has `value` in `compared`.
     bool isUnique(int table, const QString& keyField, const QString& comparedField,
                   const QVariant& value, const QVariant& ownId);
 
-    bool systemEdit() const { return m_systemEdit; }
-    void setSystemEdit(bool on) { m_systemEdit = on; }
 
     QString databaseName() const;
     QString systemDatabaseName() const;
@@ -132,8 +106,6 @@ public:
     QString databaseFolder() const { return m_engine->folder(); }
     QString systemDatabaseFolder() const { return m_engine->folder(); }
 
-    int currentUserId() const { return m_currentUserId; }
-    void setCurrentUserId(int id) { m_currentUserId = id; }
 
     // Plain SQL: side effects on other modules' tables, and lists.
     bool execute(const QString& sql, const QVariantList& binds = {}, QString* error = nullptr);
@@ -164,10 +136,8 @@ public:
     Recovery recover(QString* message);
     // Prepared statements of an earlier link are gone; a recordset drops its own when this changes.
     quint64 epoch() const { return m_epoch; }
-    // Why the last commit of the master lock failed.
-    QString lastError() const { return m_lastError; }
-
 private:
+    friend class Transactions;
     bool runSql(const QString& sql);
     bool transactionStep(const QString& sql);
     void createDemoData();
@@ -175,8 +145,6 @@ private:
     // Reconnects a link found lost; throws DbError when the server is still away.
     void ensureLive();
     void dropStatements();
-    // Ends the locked transaction without keeping anything.
-    void abandonLock();
     std::unique_ptr<Engine> m_engine;
     QSqlDatabase m_db;
     QString m_connectionName;
@@ -185,22 +153,14 @@ private:
     QHash<QString, QSqlQuery*> m_statements;
     std::map<int, std::unique_ptr<Recordset>> m_browse, m_edit;
     std::unique_ptr<Keys> m_keys;
-    int m_lockDepth = 0;
-    int m_spDepth = 0;
-    bool m_outerOpen = false;
-    // Nothing has run in the open outer transaction yet.
-    bool m_outerUntouched = false;
-    // The outermost level stands for the whole transaction instead of a savepoint.
-    bool m_virtualSavepoint = false;
-    bool m_systemEdit = false;
-    int m_currentUserId = -1;
+    std::unique_ptr<Transactions> m_transactions;
+    Session m_session{*this};
     std::unique_ptr<HistoryLog> m_historyLog;
     std::unique_ptr<Settings> m_settings;
     quint64 m_generation = 1;
     quint64 m_epoch = 1;
     bool m_lost = false;
     bool m_createdSchema = false;
-    QString m_lastError;
 };
 
 } // namespace NexoFrame

@@ -29,7 +29,7 @@ void HistoryLog::record(const TableDef& t, const QVariant& rowId, const ColumnDe
     QString error;
     if (!m_c.execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
                                     "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                     {m_c.keys().newKey(Tables::RightsHistory), now(), m_c.currentUserId(), t.name, rowId, c.name,
+                     {m_c.keys().newKey(Tables::RightsHistory), now(), m_c.session().userId(), t.name, rowId, c.name,
                       rowIsNew ? QVariant() : QVariant(before), QVariant(after)},
                      &error))
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
@@ -51,7 +51,7 @@ void HistoryLog::recordRows(const TableDef& t, const ColumnDef& c, const QString
                                               "CASE WHEN t.%1 THEN '1' ELSE '0' END, ? FROM %2 t WHERE ")
                                    .arg(quoted(c.name), quoted(t.name))
                          + differs,
-                     {cteValue, first, now(), m_c.currentUserId(), t.name, c.name, QString::number(value), value}, &error))
+                     {cteValue, first, now(), m_c.session().userId(), t.name, c.name, QString::number(value), value}, &error))
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
 }
 

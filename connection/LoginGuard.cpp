@@ -114,14 +114,14 @@ void LoginGuard::clear(const QString& name)
                                  {key});
     if (open.value(0).value(0).toInt() == 0) return;
     const QString failed = QStringLiteral("A(z) „%1” felhasználónév sikertelen bejelentkezései nem törölhetők: %2");
-    if (!m_c.beginTrans()) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem kezdhető el.")));
+    if (!m_c.transactions().beginTrans()) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem kezdhető el.")));
     QString error;
     if (!m_c.execute(QStringLiteral("UPDATE qnd_login_failure SET cleared_at = ? WHERE user_name = ? AND cleared_at IS NULL"),
                      {stored(now()), key}, &error)) {
-        m_c.rollbackTrans();
+        m_c.transactions().rollbackTrans();
         throw DbError(failed.arg(key, error));
     }
-    if (!m_c.commitTrans()) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem zárható le.")));
+    if (!m_c.transactions().commitTrans()) throw DbError(failed.arg(key, QStringLiteral("a tranzakció nem zárható le.")));
 }
 
 } // namespace NexoFrame

@@ -129,7 +129,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
     const bool exists = !owned.isEmpty();
     const QString password = newPassword();
     int granted = 0;
-    const auto outcome = c.writeLocked([&] {
+    const auto outcome = c.transactions().writeLocked([&] {
         const QString r = quoted(role);
         const QString attributes = QStringLiteral("LOGIN NOSUPERUSER NOCREATEDB NOCREATEROLE NOINHERIT NOREPLICATION NOBYPASSRLS "
                                                   "CONNECTION LIMIT %1 PASSWORD '%2'").arg(limit).arg(password);
@@ -192,9 +192,9 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
         return true;
     }, &err);
-    if (outcome == Connection::LockedWrite::Refused)
+    if (outcome == Transactions::LockedWrite::Refused)
         return fail(QStringLiteral("Az adatbázist más éppen módosítja (a fő zárat más tartja); próbálja újra később."));
-    if (outcome == Connection::LockedWrite::Failed)
+    if (outcome == Transactions::LockedWrite::Failed)
         return fail(QStringLiteral("Az olvasó szerepkör nem hozható létre: %1").arg(err));
     if (message)
         *message = QStringLiteral("Az olvasó szerepkör (%1) %2 a(z) „%3” adatbázisban: %4 tábla és nézet olvasható, legfeljebb "
@@ -241,13 +241,13 @@ bool storeLogin(const QString& target, const QString& role, const QString& passw
             return fail(QStringLiteral("A(z) „%1” szerepkör többre is jogosult az olvasásnál, vagy a program saját szerepköre: nem "
                                        "lehet olvasó szerepkör.").arg(role));
     }
-    const auto outcome = c->writeLocked([&] {
+    const auto outcome = c->transactions().writeLocked([&] {
         if (!c->settings().write(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
             || !c->settings().write(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
         return true;
     }, &err);
-    if (outcome != Connection::LockedWrite::Done)
+    if (outcome != Transactions::LockedWrite::Done)
         return fail(QStringLiteral("Az olvasó szerepkör adatai nem menthetők: %1").arg(err));
     if (message) *message = QStringLiteral("Az olvasó szerepkör (%1) elmentve.").arg(role);
     return true;

@@ -152,11 +152,11 @@ QList<RevertStep> revokePlan(const QList<UnusedGrant>& grants, int slot)
     return plan;
 }
 
-bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Connection::AskAgain& askAgain)
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Transactions::AskAgain& askAgain)
 {
     if (plan.isEmpty()) return true;
     QString why;
-    const Connection::LockedWrite done = c.writeLocked([&] {
+    const Transactions::LockedWrite done = c.transactions().writeLocked([&] {
         for (const RevertStep& s : plan) {
             const TableDef* t = c.tableDef(s.table);
             Recordset& rs = c.editRecordset(t->number);
@@ -168,9 +168,9 @@ bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, cons
         }
         return true;
     }, &why, askAgain);
-    if (done == Connection::LockedWrite::Done) return true;
+    if (done == Transactions::LockedWrite::Done) return true;
     if (error)
-        *error = done == Connection::LockedWrite::Refused
+        *error = done == Transactions::LockedWrite::Refused
                      ? QStringLiteral("Az adatbázist most más felhasználó írja; a visszaállítás nem kezdhető el.")
                      : QStringLiteral("A visszaállítás nem sikerült, semmi sem változott. %1").arg(why);
     return false;

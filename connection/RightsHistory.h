@@ -49,7 +49,7 @@ QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to);
 // Writes the plan back in one transaction under the master lock (`askAgain` asks when
 // another user keeps it); each write is kept in the history itself. False with a Hungarian
 // message, nothing written.
-bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Connection::AskAgain& askAgain = {});
+bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Transactions::AskAgain& askAgain = {});
 
 // A menu item or a printed report that a role's users may open through it but none of them
 // opened since `since` (from the menu log and the report log).

@@ -320,14 +320,14 @@ void ListWizard::updateCommands()
 // every write is (a refused lock asks first), in one transaction that goes back whole.
 bool ListWizard::writeList(QString* why, const std::function<void(Recordset&)>& fill)
 {
-    const Connection::LockedWrite done = m_connection->writeLocked([&] {
+    const Transactions::LockedWrite done = m_connection->transactions().writeLocked([&] {
         Recordset& rs = m_connection->editRecordset(Tables::List);
         fill(rs);
         if (!rs.update()) throw DbError(rs.lastError());
         return true;
     }, why, m_askAgain);
-    if (done == Connection::LockedWrite::Refused) *why = QStringLiteral("Az adatbázist más felhasználó írta.");
-    return done == Connection::LockedWrite::Done;
+    if (done == Transactions::LockedWrite::Refused) *why = QStringLiteral("Az adatbázist más felhasználó írta.");
+    return done == Transactions::LockedWrite::Done;
 }
 
 void ListWizard::openRow(Recordset& rs, int id)

@@ -54,7 +54,7 @@ public:
     // Asked when another user keeps the database locked past the quiet tries (true: try
     // again); the host gives its own. Until then the wizard asks the same question in a
     // message box of its own; an empty one gives up without asking.
-    void setLockQuestion(Connection::AskAgain askAgain) { m_askAgain = std::move(askAgain); }
+    void setLockQuestion(Transactions::AskAgain askAgain) { m_askAgain = std::move(askAgain); }
 
     // Reads the sources and the lists and sets the commands; false with LastError.
     Q_INVOKABLE bool Init();
@@ -122,7 +122,7 @@ private:
     int m_userId = -1;
     QVariantMap m_company;
     QString m_lastError;
-    Connection::AskAgain m_askAgain;
+    Transactions::AskAgain m_askAgain;
 
     QList<ListSource> m_sources;
     QList<Entry> m_lists;

@@ -1,4 +1,5 @@
 #include "AdminPanel.h"
+#include "Access.h"
 #include "Connection.h"
 #include "Module.h"
 #include "RuntimeError.h"
@@ -62,7 +63,7 @@ void AdminPanel::IAddin_AttachToSite(IAddinSite* site, int mode, const QString& 
         QString name;
         if (c->seek(Tables::User, QStringLiteral("PrimaryKey"), {module().currentUserId()}))
             name = c->browseRecordset(Tables::User).field(QStringLiteral("user_name")).toString();
-        module().setCurrentUserName(name);
+        module().session()->setUserName(name);
     });
     r.step([&] {
         StepRunner a = runner("GetAuthorisation");
@@ -93,7 +94,7 @@ void AdminPanel::IAddin_RemoveFromSite() { m_site = nullptr; }
 bool AdminPanel::testRight(const QString& key)
 {
     Connection* c = module().connection();
-    const bool granted = c && c->rightsTest(module().currentUserId(), key);
+    const bool granted = c && rightsTest(*c, module().currentUserId(), key);
     if (!granted) module().message().MsgWarning(module().rightsDeniedText());
     return granted;
 }

@@ -5,7 +5,7 @@
 
 namespace NexoFrame {
 
-Connection::AskAgain lockQuestion()
+Transactions::AskAgain lockQuestion()
 {
     return [] { return module().message().MsgQuestionYesNo(LockQuestion::message(), LockQuestion::retry()) == 2; };
 }

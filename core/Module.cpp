@@ -22,12 +22,12 @@ Module& Module::instance()
 
 void Module::takeSite(IAddinSite* site)
 {
-    if (!site || !site->connection())
+    if (!site || !site->session())
         throw RuntimeError(QStringLiteral("A gazdaalkalmazás nem adott adatbázis-kapcsolatot."), 91);
-    setConnection(site->connection());
-    setSystemEdit(site->connection()->systemEdit());
-    setCurrentUserId(site->currentUserId());
+    m_session = site->session();
 }
+
+void Module::setConnection(Connection* c) { m_session = c ? &c->session() : nullptr; }
 
 Module::Module()
     : m_rightsDeniedText(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")),

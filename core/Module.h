@@ -1,5 +1,6 @@
 #pragma once
 #include "Errors.h"
+#include "Session.h"
 #include <QString>
 #include <memory>
 
@@ -20,14 +21,16 @@ public:
     cMessage2& message();
     ErrorHandler& errorHandler();
 
-    Connection* connection() const { return m_connection; }
-    void setConnection(Connection* c) { m_connection = c; }
-    // Takes the host's connection, its system-edit flag and the current user.
+    // The session of the host that placed the module's panels: its connection, user and
+    // system-edit flag are read from it, never copied, so a change there is seen here.
+    Session* session() const { return m_session; }
     void takeSite(IAddinSite* site);
-    int currentUserId() const { return m_currentUserId; }
-    void setCurrentUserId(int id) { m_currentUserId = id; }
-    QString currentUserName() const { return m_currentUserName; }
-    void setCurrentUserName(const QString& n) { m_currentUserName = n; }
+    Connection* connection() const { return m_session ? &m_session->connection() : nullptr; }
+    // Works on the connection's own session (a module used without a host site).
+    void setConnection(Connection* c);
+    int currentUserId() const { return m_session ? m_session->userId() : -1; }
+    void setCurrentUserId(int id) { if (m_session) m_session->setUserId(id); }
+    QString currentUserName() const { return m_session ? m_session->userName() : QString(); }
 
     // The language resources: created once, on the first attach, on section "COMMON".
     void initResources()
@@ -39,9 +42,7 @@ public:
     }
     QString resourceSection() const { return m_resourceSection; }
 
-    // The system-edit flag, read from the connection at attach.
-    bool systemEdit() const { return m_systemEdit; }
-    void setSystemEdit(bool on) { m_systemEdit = on; }
+    bool systemEdit() const { return m_session && m_session->systemEdit(); }
 
     QString rightsDeniedText() const { return m_rightsDeniedText; }
     QString currencyCode() const { return m_currencyCode; }
@@ -59,14 +60,11 @@ private:
     Errors m_errors;
     std::unique_ptr<cMessage2> m_message;
     std::unique_ptr<ErrorHandler> m_errorHandler;
-    Connection* m_connection = nullptr;
-    int m_currentUserId = -1;
-    QString m_currentUserName;
+    Session* m_session = nullptr;
     QString m_rightsDeniedText;
     QString m_currencyCode;
     QString m_resourceLibrary;
     QString m_resourceSection;
-    bool m_systemEdit = false;
     const void* m_quitHookedApp = nullptr;   // the application whose quit releases the dialogs
 };
 

@@ -13,10 +13,6 @@ void Nexo::setNexoConnection(Connection* connection)
 {
     Module& m = module();
     if (!m.connection()) m.setConnection(connection);
-    if (m.connection()) {
-        m.setCurrentUserId(m.connection()->currentUserId());
-        m.setSystemEdit(m.connection()->systemEdit());
-    }
 }
 
 } // namespace NexoFrame

@@ -161,20 +161,19 @@ bool cDDXRecord::CoreLoad(int lID)
 int cDDXRecord::OpenExcMasterTable()
 {
     Connection* c = connection();
-    if (!c->lockWithRetry(lockQuestion())) return 1;
+    if (!c->transactions().lockWithRetry(lockQuestion())) return 1;
     c->idle();
-    if (c->openMasterTable(tableNumber())) return 0;
-    c->unlockMaster();
+    if (c->tableDef(tableNumber())) return 0;
+    c->transactions().unlockMaster();
     return 1;
 }
 
 int cDDXRecord::CloseExcMasterTable()
 {
     Connection* c = connection();
-    c->closeMasterTable(tableNumber());
     // Releasing the lock commits; a commit that failed kept nothing.
-    if (c->unlockMaster()) return 0;
-    reportFailure("CommitTrans", c->lastError());
+    if (c->transactions().unlockMaster()) return 0;
+    reportFailure("CommitTrans", c->transactions().lastError());
     return 1;
 }
 
@@ -200,10 +199,10 @@ bool cDDXRecord::CoreUpdate()
     if (!ownsTransaction()) return write();
     try {
         QString why;
-        switch (connection()->writeLocked(write, &why, lockQuestion())) {
-        case Connection::LockedWrite::Done: return true;
-        case Connection::LockedWrite::Refused: return false;
-        case Connection::LockedWrite::Failed:
+        switch (connection()->transactions().writeLocked(write, &why, lockQuestion())) {
+        case Transactions::LockedWrite::Done: return true;
+        case Transactions::LockedWrite::Refused: return false;
+        case Transactions::LockedWrite::Failed:
             // Without a reason of its own, the write's step has reported already.
             if (!why.isEmpty()) reportFailure("CommitTrans", why);
             return false;

@@ -59,7 +59,7 @@ void RoleTicks::showInherited(QTreeWidgetItem* node, bool granted)
 bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
 {
     QString why;
-    const Connection::LockedWrite done = m_c.writeLocked([&] {
+    const Transactions::LockedWrite done = m_c.transactions().writeLocked([&] {
         const int id = idOf(node);
         apply(id, node, checked);
         if (m_reach == Reach::Subtree) {
@@ -76,8 +76,8 @@ bool RoleTicks::toggle(QTreeWidgetItem* node, bool checked)
         return true;
     }, &why, lockQuestion());
     // A tick the database did not keep must not pass for written.
-    if (done == Connection::LockedWrite::Failed) throw DbError(QStringLiteral("A módosítás nem menthető: %1").arg(why));
-    return done == Connection::LockedWrite::Done;
+    if (done == Transactions::LockedWrite::Failed) throw DbError(QStringLiteral("A módosítás nem menthető: %1").arg(why));
+    return done == Transactions::LockedWrite::Done;
 }
 
 } // namespace NexoFrame

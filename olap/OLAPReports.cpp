@@ -1,4 +1,5 @@
 #include "OLAPReports.h"
+#include "Access.h"
 #include "Connection.h"
 #include "ErrorList.h"
 #include "Module.h"
@@ -102,9 +103,9 @@ void OLAPReports::GetAuthorisation()
     // Asked quietly: the answers only choose between the full panel and the viewer.
     Connection* c = module().connection();
     const int user = module().currentUserId();
-    m_rights = {c->rightsTest(user, RightsKeys::kOlapReportAdd),
-                c->rightsTest(user, RightsKeys::kOlapReportModify),
-                c->rightsTest(user, RightsKeys::kOlapReportDelete)};
+    m_rights = {rightsTest(*c, user, RightsKeys::kOlapReportAdd),
+                rightsTest(*c, user, RightsKeys::kOlapReportModify),
+                rightsTest(*c, user, RightsKeys::kOlapReportDelete)};
 }
 
 void OLAPReports::InitializePanel()
@@ -141,7 +142,7 @@ bool OLAPReports::holdsDefinitionRight()
     Connection* c = module().connection();
     const int user = module().currentUserId();
     for (QLatin1StringView key : {RightsKeys::kOlapReportAdd, RightsKeys::kOlapReportModify, RightsKeys::kOlapReportDelete})
-        if (c->rightsTest(user, key)) return true;
+        if (rightsTest(*c, user, key)) return true;
     return false;
 }
 

@@ -1,4 +1,5 @@
 #include "ListWizrads.h"
+#include "Access.h"
 #include "Connection.h"
 #include "ControlTexts.h"
 #include "ListWizard.h"
@@ -46,7 +47,7 @@ void ListWizrads::InitializeSite()
     titleLabel()->setText(ControlTexts::kListWizard);
     Connection* c = module().connection();
     for (const auto& [key, property] : rights())
-        ctl_wizard->setProperty(property.constData(), c->rightsTest(module().currentUserId(), key));
+        ctl_wizard->setProperty(property.constData(), rightsTest(*c, module().currentUserId(), key));
     const QString folder = workFolder();
     if (!QDir(folder).exists() && !QDir().mkpath(folder))
         throw RuntimeError(QStringLiteral("A listavarázsló munkakönyvtára nem hozható létre: %1").arg(QDir::toNativeSeparators(folder)), 75);

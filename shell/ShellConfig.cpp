@@ -1,4 +1,5 @@
 #include "ShellConfig.h"
+#include "Access.h"
 #include "Connection.h"
 #include "DateFormats.h"
 #include "ShellNotices.h"
@@ -56,7 +57,7 @@ QString summary(const ConfigImport& plan)
 
 bool allowed(QWidget* parent, Connection& c, int userId, const QString& right, const QString& what)
 {
-    if (c.rightsTest(userId, right)) return true;
+    if (rightsTest(c, userId, right)) return true;
     Notices::error(parent, QStringLiteral("Nincs joga %1.").arg(what));
     return false;
 }

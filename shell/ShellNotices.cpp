@@ -48,7 +48,7 @@ void info(const QString& text)
     std::fflush(stdout);
 }
 
-Connection::AskAgain lockQuestion(QWidget* parent)
+Transactions::AskAgain lockQuestion(QWidget* parent)
 {
     if (g_console) return {};
     return [parent] { return QMessageBox::question(parent, QStringLiteral("Figyelem"), LockQuestion::text()) == QMessageBox::Yes; };

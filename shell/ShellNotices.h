@@ -19,7 +19,7 @@ void warning(QWidget* parent, const QString& text);
 void info(const QString& text);   // console only: progress of command-line actions
 // What a write asks when another user keeps the database locked: the question every write
 // asks; on the console nobody is there to answer, so the write gives up.
-Connection::AskAgain lockQuestion(QWidget* parent);
+Transactions::AskAgain lockQuestion(QWidget* parent);
 
 // The last error or warning text, so that callers and tests can tell what was said.
 QString last();

@@ -140,7 +140,7 @@ int Program::runGuarded(const QStringList& arguments)
         if (login.exec() != QDialog::Accepted) return Done;
         user = login.loginResult();
     }
-    connection->setCurrentUserId(user.userId);
+    connection->session().setUserId(user.userId);
 
     MainWindow window(*connection, modules, user, shownName);
     window.resize(1200, 800);

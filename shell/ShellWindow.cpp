@@ -1,4 +1,5 @@
 #include "ShellWindow.h"
+#include "Access.h"
 #include "Connection.h"
 #include "InstallLayout.h"
 #include "Modules.h"
@@ -57,7 +58,7 @@ QObject* Site::createObject(const QString& progId, QString* error)
 MainWindow::MainWindow(Connection& connection, Modules& modules, const LoginResult& user,
                        const QString& databasePath, QWidget* parent)
     : QMainWindow(parent), m_connection(connection), m_modules(modules), m_user(user),
-      m_site(connection, user.userId, modules)
+      m_site(connection, modules)
 {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(QStringLiteral("Quandra Express Keretrendszer – NexoFrame"));
@@ -132,8 +133,8 @@ void MainWindow::buildMenu()
     QAction* own = system->addAction(QStringLiteral("&Saját menüpont…"), this, [this] { editOwnMenu(); });
     own->setObjectName(QStringLiteral("act_own_menu"));
     // Carrying the configuration to another database, for those whose rights allow it.
-    const bool mayExport = m_connection.rightsTest(m_user.userId, kConfigExportRight);
-    const bool mayImport = m_connection.rightsTest(m_user.userId, kConfigImportRight);
+    const bool mayExport = rightsTest(m_connection, m_user.userId, kConfigExportRight);
+    const bool mayImport = rightsTest(m_connection, m_user.userId, kConfigImportRight);
     if (mayExport || mayImport) system->addSeparator();
     if (mayExport) {
         QAction* a = system->addAction(QStringLiteral("Beállítások &exportálása…"), this, [this] { exportConfig(); });

@@ -1,4 +1,5 @@
 #pragma once
+#include "Connection.h"
 #include "IAddin.h"
 #include "ShellLogin.h"
 #include "ShellMenu.h"
@@ -22,15 +23,12 @@ namespace NexoFrame::Shell {
 // classes of the registry.
 class Site : public IAddinSite {
 public:
-    Site(Connection& connection, int userId, Modules& modules)
-        : m_connection(connection), m_userId(userId), m_modules(modules) {}
-    Connection* connection() override { return &m_connection; }
-    int currentUserId() override { return m_userId; }
+    Site(Connection& connection, Modules& modules) : m_connection(connection), m_modules(modules) {}
+    Session* session() override { return &m_connection.session(); }
     QObject* createObject(const QString& progId, QString* error) override;
 
 private:
     Connection& m_connection;
-    int m_userId;
     Modules& m_modules;
 };
 

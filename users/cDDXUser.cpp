@@ -42,16 +42,16 @@ bool cDDXUser::afterNativeWrite()
     // The reminders may fail without failing the user's save: a savepoint of their own
     // leaves the events as they were.
     Connection* c = connection();
-    if (!c->beginTrans()) return true;
+    if (!c->transactions().beginTrans()) return true;
     bool ok = false;
     try {
         ok = MaintainExpiryReminders();
     } catch (const std::exception&) {
         ok = false;
     }
-    if (ok) ok = c->commitTrans();
+    if (ok) ok = c->transactions().commitTrans();
     if (!ok) {
-        c->rollbackTrans();
+        c->transactions().rollbackTrans();
         module().errors().Clear();
     }
     return true;

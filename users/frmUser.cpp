@@ -1,4 +1,5 @@
 #include "frmUser.h"
+#include "Access.h"
 #include "Connection.h"
 #include "Secrets.h"
 #include "ControlUtils.h"
@@ -147,7 +148,7 @@ bool frmUser::DisplayData()
     txt_tax_number->setText(u->tax_number());
     // Without the right the password is only seen masked and cannot be changed.
     const bool mayChange =
-        module().connection()->rightsTest(module().currentUserId(), RightsKeys::kUserChangePassword);
+        rightsTest(*module().connection(), module().currentUserId(), RightsKeys::kUserChangePassword);
     txt_password->setEnabled(mayChange);
     txt_password_2->setEnabled(mayChange);
     return true;

@@ -72,9 +72,8 @@ struct PrivateServer {
 // A host site over a connection the test opened itself.
 struct OwnSite : IAddinSite {
     Connection* c;
-    explicit OwnSite(Connection* connection) : c(connection) {}
-    Connection* connection() override { return c; }
-    int currentUserId() override { return 1; }
+    explicit OwnSite(Connection* connection) : c(connection) { c->session().setUserId(1); }
+    Session* session() override { return &c->session(); }
 };
 
 // Fills the new-unit form and presses Ctrl+Enter.
@@ -183,7 +182,7 @@ private slots:
         QCOMPARE(p.nodeOf(8)->checkState(0), Qt::Unchecked);
         // Role ticks bypass the record: no audit columns, no lock left behind.
         QCOMPARE(c.select(QStringLiteral("SELECT last_action_date1 FROM qnd_auth_unit WHERE id=7")).value(0).value(0).toString(), before);
-        QVERIFY(!c.hasMasterLock());
+        QVERIFY(!c.transactions().hasMasterLock());
         QCOMPARE(module().errors().Count(), 0);
     }
 
@@ -222,15 +221,15 @@ private slots:
         p.IAddin_AttachToSite(&site, 1, QString());
         QString err;
         auto other = Connection::openDatabase(site.target(), Connection::DemoData::None, &err);
-        QVERIFY(other && other->lockMaster());
+        QVERIFY(other && other->transactions().lockMaster());
         onNextModal([](QWidget* d) {
             QVERIFY(dialogText(d).contains(QStringLiteral("Megpróbáljam újból?")));
             clickButton(d, QStringLiteral("Nem"));
         });
         tick(p, p.nodeOf(20), false);
-        other->unlockMaster();
+        other->transactions().unlockMaster();
         QVERIFY(roleOf(site.db(), 20, 1) && roleOf(site.db(), 21, 1));
-        QVERIFY(!site.db().hasMasterLock());
+        QVERIFY(!site.db().transactions().hasMasterLock());
         // Free again, the next tick goes through without a question.
         tick(p, p.nodeOf(1), false);
         QVERIFY(!roleOf(site.db(), 1, 1));
@@ -334,8 +333,7 @@ private slots:
         // A site without a connection: the attach reports under the panel's ProgID and the
         // procedure, and leaving ends the attach with the panel usable.
         struct NoDb : IAddinSite {
-            Connection* connection() override { return nullptr; }
-            int currentUserId() override { return 1; }
+            Session* session() override { return nullptr; }
         } broken;
         onNextModal([](QWidget* d) {
             QCOMPARE(d->windowTitle(), QStringLiteral("Hibakezelő"));
@@ -414,7 +412,7 @@ private slots:
         p.NewItem();
         QCOMPARE(said.size(), 2);
         for (const QString& text : said) QVERIFY2(text.contains(QStringLiteral("nem érhető el")), qPrintable(text));
-        QVERIFY(!c->hasMasterLock());
+        QVERIFY(!c->transactions().hasMasterLock());
 
         // Back again: the next save goes through on a new link.
         QVERIFY(server.run(QStringLiteral("restart")));
@@ -428,8 +426,8 @@ private slots:
 
         // Lost in the middle of a write: nothing half-written stays, and the lock is gone
         // with the session.
-        QVERIFY(c->lockMaster());
-        QVERIFY(c->beginTrans());
+        QVERIFY(c->transactions().lockMaster());
+        QVERIFY(c->transactions().beginTrans());
         QVERIFY(c->execute(QStringLiteral("UPDATE qnd_auth_unit SET name='Félbemaradt' WHERE id=1")));
         QVERIFY(server.run(QStringLiteral("stop")));
         QVERIFY(server.run(QStringLiteral("restart")));
@@ -437,17 +435,17 @@ private slots:
         // dead link first.
         bool committed = true;
         try {
-            committed = c->commitTrans();
+            committed = c->transactions().commitTrans();
         } catch (const DbError&) {
             committed = false;
         }
-        committed = c->unlockMaster() && committed;
+        committed = c->transactions().unlockMaster() && committed;
         QVERIFY(!committed);
-        QVERIFY(!c->hasMasterLock() && !c->inTransaction());
+        QVERIFY(!c->transactions().hasMasterLock() && !c->transactions().inTransaction());
         QCOMPARE(c->select(QStringLiteral("SELECT name FROM qnd_auth_unit WHERE id=1")).first().first().toString(),
                  QStringLiteral("Alapadatok"));
-        QVERIFY(c->lockMaster());
-        QVERIFY(c->unlockMaster());
+        QVERIFY(c->transactions().lockMaster());
+        QVERIFY(c->transactions().unlockMaster());
     }
 
     void hostContract()

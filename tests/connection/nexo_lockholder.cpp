@@ -13,7 +13,7 @@ int main(int argc, char** argv)
     QString err;
     auto c = NexoFrame::Connection::openDatabase(QString::fromLocal8Bit(argv[1]),
                                                  NexoFrame::Connection::DemoData::None, &err);
-    if (!c || !c->lockMaster()) {
+    if (!c || !c->transactions().lockMaster()) {
         std::printf("FAILED %s\n", qPrintable(err));
         return 1;
     }

@@ -26,9 +26,8 @@ namespace {
 struct PlainSite : IAddinSite {
     Connection* c;
     int user;
-    PlainSite(Connection* c, int user) : c(c), user(user) {}
-    Connection* connection() override { return c; }
-    int currentUserId() override { return user; }
+    PlainSite(Connection* c, int user) : c(c), user(user) { c->session().setUserId(user); }
+    Session* session() override { return &c->session(); }
 };
 
 // What the rights explorer says each user may, by user name and by what the administrator
@@ -161,7 +160,7 @@ private slots:
         QVERIFY2(exportConfig(a, file, &why), qPrintable(why));
 
         auto b = empty.open(Connection::DemoData::None);
-        b->setCurrentUserId(1);
+        b->session().setUserId(1);
         for (int table : {Tables::UserGroup, Tables::AuthUnit, Tables::Menu, Tables::OlapReport, Tables::OlapReportField, Tables::Report})
             b->keys().newKeys(table, 777);
         ConfigImport plan;

@@ -139,7 +139,7 @@ void tst_masterlock::cleanupTestCase()
 
 void tst_masterlock::refusedLockAsksAfterThreeSilentTries()
 {
-    QVERIFY(!m_c->lockMaster());
+    QVERIFY(!m_c->transactions().lockMaster());
     m_engine->tries = 0;
 
     // No: nothing is written and nothing stays locked.
@@ -150,8 +150,8 @@ void tst_masterlock::refusedLockAsksAfterThreeSilentTries()
     checkAsked({4});
     QCOMPARE(m_engine->tries, 4);
     QCOMPARE(count("Zárolt egység"), 0);
-    QVERIFY(!m_c->hasMasterLock());
-    QVERIFY(!m_c->inTransaction());
+    QVERIFY(!m_c->transactions().hasMasterLock());
+    QVERIFY(!m_c->transactions().inTransaction());
 
     // Yes: three more silent tries, then the same question again.
     m_engine->tries = 0;
@@ -162,7 +162,7 @@ void tst_masterlock::refusedLockAsksAfterThreeSilentTries()
     checkAsked({4, 8});
     QCOMPARE(m_engine->tries, 8);
     QCOMPARE(count("Zárolt egység"), 0);
-    QVERIFY(!m_c->hasMasterLock());
+    QVERIFY(!m_c->transactions().hasMasterLock());
 }
 
 void tst_masterlock::killedHolderLeavesTheLockFree()
@@ -180,7 +180,7 @@ void tst_masterlock::killedHolderLeavesTheLockFree()
     // A server takes a moment to notice the dead session; then the first quiet try gets in.
     QVERIFY(m_engine->tries <= 2);
     QCOMPARE(count("Szabad egység"), 1);
-    QVERIFY(!m_c->hasMasterLock());
+    QVERIFY(!m_c->transactions().hasMasterLock());
     resetModalDriver(); // the guard above found nothing to answer
 }
 
@@ -210,7 +210,7 @@ void tst_masterlock::creationWaitsForTheHolder()
     QVERIFY2(filled, qPrintable(err));
     QVERIFY(waited.elapsed() >= 1500);
     QVERIFY(filled->hasData());
-    QVERIFY(!filled->hasMasterLock() && !filled->inTransaction());
+    QVERIFY(!filled->transactions().hasMasterLock() && !filled->transactions().inTransaction());
 }
 
 QTEST_MAIN(tst_masterlock)

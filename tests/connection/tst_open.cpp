@@ -37,8 +37,8 @@ void refusedEverywhere(const QString& target, const QString& message)
     QVERIFY(!plain.open(target, &err));
     QVERIFY(!plain.isOpen());
     QVERIFY2(err.contains(message), qPrintable(err));
-    QVERIFY(!plain.lockMaster());
-    QVERIFY(!plain.beginTrans());
+    QVERIFY(!plain.transactions().lockMaster());
+    QVERIFY(!plain.transactions().beginTrans());
 }
 
 } // namespace

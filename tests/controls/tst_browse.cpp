@@ -135,14 +135,14 @@ private slots:
     void fetchOnDemand()
     {
         const int total = 5000;
-        QVERIFY(db().lockMaster());
-        QVERIFY(db().beginTrans());
+        QVERIFY(db().transactions().lockMaster());
+        QVERIFY(db().transactions().beginTrans());
         QVERIFY(db().execute("DELETE FROM olap_sample_sales"));
         for (int i = 1; i <= total; ++i)
             QVERIFY(db().execute("INSERT INTO olap_sample_sales (id, region, product, amount) VALUES (?, ?, ?, ?)",
                                  {i, QStringLiteral("Régió %1").arg(i % 7), QStringLiteral("Termék %1").arg(i), i * 1.5}));
-        QVERIFY(db().commitTrans());
-        QVERIFY(db().unlockMaster());
+        QVERIFY(db().transactions().commitTrans());
+        QVERIFY(db().transactions().unlockMaster());
 
         BrowseView v;
         v.setConnection(&db());

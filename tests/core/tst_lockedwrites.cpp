@@ -75,7 +75,7 @@ private slots:
         QVERIFY(m_dir.isValid());
         module().setConnection(m_c.get());
         module().setCurrentUserId(1);
-        m_c->setCurrentUserId(1);
+        m_c->session().setUserId(1);
     }
     void cleanupTestCase() { module().setConnection(nullptr); }
     void init()
@@ -102,13 +102,13 @@ void tst_lockedwrites::anyThrowEndsTheWrite()
         if (!m_c->settings().write(QStringLiteral("KMN"), key, QStringLiteral("x"))) throw DbError(QStringLiteral("nem írható"));
     };
     QString why;
-    QCOMPARE(m_c->writeLocked([&] { putSetting("A"); throw DbError(QStringLiteral("adatbázishiba")); return true; }, &why),
-             Connection::LockedWrite::Failed);
+    QCOMPARE(m_c->transactions().writeLocked([&] { putSetting("A"); throw DbError(QStringLiteral("adatbázishiba")); return true; }, &why),
+             Transactions::LockedWrite::Failed);
     QCOMPARE(why, QStringLiteral("adatbázishiba"));
-    QCOMPARE(m_c->writeLocked([&] { putSetting("B"); return false; }, &why), Connection::LockedWrite::Failed);
+    QCOMPARE(m_c->transactions().writeLocked([&] { putSetting("B"); return false; }, &why), Transactions::LockedWrite::Failed);
     QCOMPARE(why, QString());
     // Anything else goes on to the caller, after the write has gone back.
-    QVERIFY_THROWS_EXCEPTION(std::runtime_error, m_c->writeLocked([&]() -> bool {
+    QVERIFY_THROWS_EXCEPTION(std::runtime_error, m_c->transactions().writeLocked([&]() -> bool {
         putSetting("C");
         throw std::runtime_error("programhiba");
     }, &why));
@@ -116,12 +116,12 @@ void tst_lockedwrites::anyThrowEndsTheWrite()
     QCOMPARE(state(), before);
 
     // Inside a caller's write, a failed part goes back to where it began; the caller's stays.
-    QCOMPARE(m_c->writeLocked([&] {
+    QCOMPARE(m_c->transactions().writeLocked([&] {
         putSetting("D");
-        const auto inner = m_c->writeLocked([&] { putSetting("E"); return false; }, &why);
-        return inner == Connection::LockedWrite::Failed && m_c->hasMasterLock();
+        const auto inner = m_c->transactions().writeLocked([&] { putSetting("E"); return false; }, &why);
+        return inner == Transactions::LockedWrite::Failed && m_c->transactions().hasMasterLock();
     }, &why),
-             Connection::LockedWrite::Done);
+             Transactions::LockedWrite::Done);
     QVERIFY(released());
     QCOMPARE(m_c->settings().read("KMN", "D"), QStringLiteral("x"));
     for (const char* gone : {"A", "B", "C", "E"}) QCOMPARE(m_c->settings().read("KMN", gone), QString());
@@ -131,22 +131,22 @@ void tst_lockedwrites::refusedLockAsksAfterTheQuietTries()
 {
     QString err;
     auto holder = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
-    QVERIFY(holder && holder->lockMaster());
+    QVERIFY(holder && holder->transactions().lockMaster());
     int asked = 0;
     bool ran = false;
     QElapsedTimer t;
     t.start();
     QString why;
-    QCOMPARE(m_c->writeLocked([&] { return ran = true; }, &why, [&] { return ++asked < 2; }), Connection::LockedWrite::Refused);
+    QCOMPARE(m_c->transactions().writeLocked([&] { return ran = true; }, &why, [&] { return ++asked < 2; }), Transactions::LockedWrite::Refused);
     QCOMPARE(asked, 2);
     QVERIFY(!ran);
     // Twice three quiet tries waited for the holder before each question.
-    QVERIFY2(t.elapsed() >= 2 * Connection::kQuietLockTries * Connection::kQuietLockWaitMs - 100, qPrintable(QString::number(t.elapsed())));
+    QVERIFY2(t.elapsed() >= 2 * Transactions::kQuietLockTries * Transactions::kQuietLockWaitMs - 100, qPrintable(QString::number(t.elapsed())));
     // No one to ask: the write gives up after the quiet tries.
-    QCOMPARE(m_c->writeLocked([&] { return ran = true; }, &why), Connection::LockedWrite::Refused);
-    QVERIFY(!ran && !m_c->hasMasterLock());
-    holder->unlockMaster();
-    QCOMPARE(m_c->writeLocked([&] { return ran = true; }, &why, [&] { return ++asked, true; }), Connection::LockedWrite::Done);
+    QCOMPARE(m_c->transactions().writeLocked([&] { return ran = true; }, &why), Transactions::LockedWrite::Refused);
+    QVERIFY(!ran && !m_c->transactions().hasMasterLock());
+    holder->transactions().unlockMaster();
+    QCOMPARE(m_c->transactions().writeLocked([&] { return ran = true; }, &why, [&] { return ++asked, true; }), Transactions::LockedWrite::Done);
     QVERIFY(ran);
     QCOMPARE(asked, 2);
 }

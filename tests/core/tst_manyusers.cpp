@@ -58,7 +58,7 @@ void tst_manyusers::eightWritersLoseNothing()
                        "token varchar(50))"));
     // The shared rows, created by user 1.
     QStringList shared;
-    QVERIFY(c->lockMaster());
+    QVERIFY(c->transactions().lockMaster());
     for (int i = 0; i < kShared; ++i) {
         const int id = c->keys().newKey(Tables::AuthUnit);
         QVERIFY(c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix, del_status, last_action_user_id1, "
@@ -66,7 +66,7 @@ void tst_manyusers::eightWritersLoseNothing()
                            {id, QString("közös %1").arg(i)}));
         shared << QString::number(id);
     }
-    QVERIFY(c->unlockMaster());
+    QVERIFY(c->transactions().unlockMaster());
 
     std::vector<std::unique_ptr<QProcess>> writers;
     for (int w = 0; w < kWriters; ++w) {
@@ -114,8 +114,8 @@ void tst_manyusers::eightWritersLoseNothing()
     }
 
     // Nothing stays locked.
-    QVERIFY(c->lockMaster());
-    QVERIFY(c->unlockMaster());
+    QVERIFY(c->transactions().lockMaster());
+    QVERIFY(c->transactions().unlockMaster());
 }
 
 void tst_manyusers::killedInTheMiddleOfASaveLeavesNothingBehind()
@@ -131,7 +131,7 @@ void tst_manyusers::killedInTheMiddleOfASaveLeavesNothingBehind()
         const int id = out.mid(8).trimmed().toInt();
         // Its row is written but not committed, and it holds the lock.
         const QByteArray before = digest(*c);
-        QVERIFY(!c->lockMaster());
+        QVERIFY(!c->transactions().lockMaster());
 
         p.kill(); // SIGKILL: nothing of the process gets to run
         QVERIFY(p.waitForFinished());
@@ -139,18 +139,18 @@ void tst_manyusers::killedInTheMiddleOfASaveLeavesNothingBehind()
 
         // The lock comes free without anyone releasing it (a server first notices the dead
         // session), the killed save is not there, and every other row is as it was.
-        QVERIFY(c->lockMaster(5000));
-        QVERIFY(c->unlockMaster());
+        QVERIFY(c->transactions().lockMaster(5000));
+        QVERIFY(c->transactions().unlockMaster());
         QCOMPARE(count(*c, "SELECT COUNT(*) FROM qnd_auth_unit WHERE id=? OR name=?",
                        {id, QString("w%1-0").arg(50 + round)}),
                  0);
         QCOMPARE(digest(*c), before);
         // And the next save goes through, with a key of its own.
-        QVERIFY(c->lockMaster());
+        QVERIFY(c->transactions().lockMaster());
         const int next = c->keys().newKey(Tables::AuthUnit);
         QVERIFY(c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name) VALUES (?, 0, ?)",
                            {next, QString("utána %1").arg(round)}));
-        QVERIFY(c->unlockMaster());
+        QVERIFY(c->transactions().unlockMaster());
     }
 }
 

@@ -115,7 +115,7 @@ void tst_record::unconfirmedIsRefusedWithoutLocking()
     // Another connection holds the lock: a try to take it would end in the lock question.
     QString err;
     auto holder = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
-    QVERIFY(holder && holder->lockMaster());
+    QVERIFY(holder && holder->transactions().lockMaster());
     bool asked = false;
     onNextModal([&](QWidget* dlg) { asked = true; dlg->close(); }, 300);
 
@@ -133,11 +133,11 @@ void tst_record::unconfirmedIsRefusedWithoutLocking()
         QCOMPARE(e.description(), QString("This element is temporary"));
         QCOMPARE(e.Number(), 0x80040064L);
         QCOMPARE(e.ErrorType(), eError);
-        QVERIFY(!m_c->hasMasterLock());
+        QVERIFY(!m_c->transactions().hasMasterLock());
     }
     QVERIFY(!asked);
     QCOMPARE(row(22)["name"].toString(), QString("Új kimutatás"));
-    holder->unlockMaster();
+    holder->transactions().unlockMaster();
     QVERIFY(released());
     resetModalDriver(); // the guard found nothing to answer
 }

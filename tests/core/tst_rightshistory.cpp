@@ -141,7 +141,7 @@ private slots:
         p.nodeOf(10)->setCheckState(0, Qt::Checked);
         QCOMPARE(history(c, from), QStringList());
         QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_menu WHERE auth_7")).value(0).value(0).toInt(), 0);
-        QVERIFY(!c.hasMasterLock());
+        QVERIFY(!c.transactions().hasMasterLock());
     }
 
     // A role cell never set (NULL, as an older program or another module leaves it) is an
@@ -233,14 +233,14 @@ private slots:
         const QMap<QString, QString> before = rightsDump(c);
         const QDateTime moment = QDateTime::currentDateTime();
         QTest::qWait(1100); // the history keeps seconds
-        QVERIFY(c.beginTrans());
+        QVERIFY(c.transactions().beginTrans());
         c.setBelow(Tables::AuthUnit, 20, QStringLiteral("auth_3"), true);
         c.setBelow(Tables::Menu, 10, QStringLiteral("auth_5"), true);
         edit(c, Tables::UserGroup, 2, QStringLiteral("auth_3"), true);
         edit(c, Tables::UserGroup, 2, QStringLiteral("right_partner"), 4);
         edit(c, Tables::User, 3, QStringLiteral("user_group_id"), 2);
         edit(c, Tables::Report, 8, QStringLiteral("auth_5"), true);
-        QVERIFY(c.commitTrans());
+        QVERIFY(c.transactions().commitTrans());
         cDDXUserGroup fresh; // made since: not part of the past
         module().takeSite(&site);
         fresh.setValue(QStringLiteral("name"), QStringLiteral("Új csoport"));
@@ -268,7 +268,7 @@ private slots:
         for (auto it = now.begin(); it != now.end();)
             it = before.contains(it.key()) ? std::next(it) : now.erase(it);
         QCOMPARE(now, before);
-        QVERIFY(!c.hasMasterLock());
+        QVERIFY(!c.transactions().hasMasterLock());
     }
 };
 

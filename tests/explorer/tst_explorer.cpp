@@ -1,3 +1,4 @@
+#include "Access.h"
 #include "AuthUnits.h"
 #include "Connection.h"
 #include "Menus.h"
@@ -37,7 +38,7 @@ QSet<QString> holders(Connection& c, const QString& key)
 {
     QSet<QString> s;
     for (const QVariantList& u : c.select(QStringLiteral("SELECT id, display_name FROM qnd_user")))
-        if (c.rightsTest(u[0].toInt(), key)) s << u[1].toString();
+        if (rightsTest(c, u[0].toInt(), key)) s << u[1].toString();
     return s;
 }
 
@@ -66,7 +67,7 @@ private slots:
             const int id = u[0].toInt();
             for (const QString& key : std::as_const(keys)) {
                 const RightPath path = p.showWhy(id, key);
-                QVERIFY2(path.granted == c.rightsTest(id, key), qPrintable(QStringLiteral("%1 %2").arg(id).arg(key)));
+                QVERIFY2(path.granted == rightsTest(c, id, key), qPrintable(QStringLiteral("%1 %2").arg(id).arg(key)));
                 QCOMPARE(p.lbl_decision->text(), path.reason);
             }
             // The menu rows, against the shell's menu for a user who logs in.
@@ -115,7 +116,7 @@ private slots:
             // The key rows, against the rights test.
             QTreeWidgetItem* rights = section(p.tree_rights, 0);
             for (int i = 0; i < rights->childCount(); ++i)
-                QCOMPARE(rights->child(i)->text(2) == QStringLiteral("engedélyezve"), c.rightsTest(id, rights->child(i)->text(0)));
+                QCOMPARE(rights->child(i)->text(2) == QStringLiteral("engedélyezve"), rightsTest(c, id, rights->child(i)->text(0)));
         }
         QVERIFY(users >= 4);
     }
@@ -170,10 +171,10 @@ private slots:
         bool said = false;
         for (QTreeWidgetItemIterator it(p.tree_path); *it; ++it) said |= (*it)->text(0).contains(QStringLiteral("nem számít"));
         QVERIFY(said);
-        QVERIFY(!c.rightsTest(2, QStringLiteral("regi_kulcs_uj")));
+        QVERIFY(!rightsTest(c, 2, QStringLiteral("regi_kulcs_uj")));
         p.cbo_user->setCurrentIndex(p.cbo_user->findData(2));
         p.txt_key->setText(QStringLiteral("vtk_controlling_olap_report_mod"));
-        QVERIFY(p.showWhy(2, p.txt_key->text()).granted == c.rightsTest(2, p.txt_key->text()));
+        QVERIFY(p.showWhy(2, p.txt_key->text()).granted == rightsTest(c, 2, p.txt_key->text()));
         keepPicture(&p, QStringLiteral("explorer_why"), {1100, 700});
         p.cbo_user->setCurrentIndex(p.cbo_user->findData(3));
         p.cbo_kind->setCurrentIndex(RightsExplorer::MenuKind);
@@ -198,7 +199,7 @@ private slots:
         QTreeWidgetItem* rights = section(p.tree_rights, 0);
         for (int i = 0; i < rights->childCount(); ++i) {
             const QString key = rights->child(i)->text(0);
-            const bool differs = c.rightsTest(1, key) != c.rightsTest(3, key);
+            const bool differs = rightsTest(c, 1, key) != rightsTest(c, 3, key);
             QCOMPARE(rights->child(i)->data(0, Qt::UserRole).toBool(), differs);
             differing += differs;
         }
@@ -235,7 +236,7 @@ private slots:
         const auto slot4 = [&] { return c.select(QStringLiteral("SELECT id FROM qnd_auth_unit WHERE auth_4 ORDER BY id")); };
         const QList<QVariantList> before = slot4();
         QTest::qWait(1100);
-        QVERIFY(c.beginTrans());
+        QVERIFY(c.transactions().beginTrans());
         c.setBelow(Tables::AuthUnit, 0, QStringLiteral("auth_4"), true); // every unit, for the sales role
         Recordset& rs = c.editRecordset(Tables::User);
         rs.setIndex(QString());
@@ -243,7 +244,7 @@ private slots:
         rs.edit();
         rs.setField(QStringLiteral("user_group_id"), 2);
         QVERIFY(rs.update());
-        QVERIFY(c.commitTrans());
+        QVERIFY(c.transactions().commitTrans());
 
         p.tabs->setCurrentIndex(2);
         p.dtp_from->setDateTime(moment);

@@ -51,7 +51,7 @@ private slots:
     void cleanup()
     {
         QCOMPARE(pendingModalActions(), 0);
-        module().setSystemEdit(false);
+        if (module().session()) module().session()->setSystemEdit(false);
         module().errors().Clear();
     }
 
@@ -129,10 +129,10 @@ private slots:
         // none yet, so that it starts from what is stored).
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_menu WHERE id>=1000000")));
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_key")));
-        setSystemEdit(c, true);
         QString err;
         auto other = Connection::openDatabase(site.target(), Connection::DemoData::None, &err);
         QVERIFY(other);
+        setSystemEdit(*other, true);
         module().setConnection(other.get());
         cDDXMenu sys;
         sys.set_caption(QStringLiteral("Rendszerszintű"));
@@ -240,7 +240,7 @@ private slots:
         // Loaded afterwards, the subtree shows unticked.
         p.nodeOf(10)->setExpanded(true);
         QCOMPARE(p.nodeOf(13)->checkState(0), Qt::Unchecked);
-        QVERIFY(!c.hasMasterLock());
+        QVERIFY(!c.transactions().hasMasterLock());
     }
 
     void newModifyAndTheirRefusals()

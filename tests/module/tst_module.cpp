@@ -65,7 +65,7 @@ private slots:
         QVERIFY(nexo.setProperty("NexoConnection", QVariant::fromValue(&a.db())));
         QCOMPARE(module().connection(), &a.db());
         QCOMPARE(module().currentUserId(), 1);
-        a.db().setCurrentUserId(3);
+        a.db().session().setUserId(3);
         nexo.setNexoConnection(&b.db());
         QCOMPARE(module().connection(), &a.db());
         QCOMPARE(module().currentUserId(), 3);

@@ -66,7 +66,7 @@ private slots:
     void cleanup()
     {
         QCOMPARE(pendingModalActions(), 0);
-        module().setSystemEdit(false);
+        if (module().session()) module().session()->setSystemEdit(false);
         module().errors().Clear();
     }
 
@@ -447,8 +447,8 @@ private slots:
         QTest::qWait(300);
         QCOMPARE(results.size(), 1);
         // The link of the abandoned run is gone soon after; the master lock is free meanwhile.
-        QVERIFY(c.lockMaster(0));
-        c.unlockMaster();
+        QVERIFY(c.transactions().lockMaster(0));
+        c.transactions().unlockMaster();
     }
 
     void reportSqlRunsReadOnly()

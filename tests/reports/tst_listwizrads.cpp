@@ -109,7 +109,7 @@ private slots:
         }
         QVERIFY(panel.ctl_wizard->lastError().startsWith(QStringLiteral("A lista nem lett mentve.")));
         QCOMPARE(site.db().select(QStringLiteral("SELECT COUNT(*) FROM qnd_list")).value(0).value(0).toInt(), lists);
-        QVERIFY(!site.db().hasMasterLock() && !site.db().inTransaction());
+        QVERIFY(!site.db().transactions().hasMasterLock() && !site.db().transactions().inTransaction());
 
         // The holder gone, the same save goes through without a question.
         holder.kill();

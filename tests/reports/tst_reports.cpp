@@ -106,14 +106,13 @@ QStringList listed(Reports& p)
 
 QStringList listOf(TestSite& site, int userId)
 {
-    site.db().setCurrentUserId(userId);
+    site.db().session().setUserId(userId);
     Reports p;
     struct As : IAddinSite {
         TestSite& s;
         int user;
         As(TestSite& s, int user) : s(s), user(user) {}
-        Connection* connection() override { return s.connection(); }
-        int currentUserId() override { return user; }
+        Session* session() override { return s.session(); }
     } as(site, userId);
     p.IAddin_AttachToSite(&as, 0, QString());
     return listed(p);

@@ -73,19 +73,19 @@ struct ShellFixture {
 
 // A logged-in user's window over the fixture's database and registry; with the module
 // library built beside the tests registered when asked.
-struct Session {
+struct LoggedIn {
     NexoFrame::Modules modules;
     NexoFrame::Shell::LoginResult user;
     std::unique_ptr<NexoFrame::Shell::MainWindow> window;
 
-    Session(ShellFixture& f, const QString& name, const QString& password, bool realModule = false)
+    LoggedIn(ShellFixture& f, const QString& name, const QString& password, bool realModule = false)
         : modules(f.registryPath()), user(f.login(name, password))
     {
         QString error;
         if (realModule
             && !modules.registerLibrary(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/libNexoFrame.so"), &error))
             qWarning("register: %s", qPrintable(error));
-        f.db->setCurrentUserId(user.userId);
+        f.db->session().setUserId(user.userId);
         window = std::make_unique<NexoFrame::Shell::MainWindow>(*f.db, modules, user, f.dbPath());
     }
     QTabWidget* tabs() const { return window->tabs(); }

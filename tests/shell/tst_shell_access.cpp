@@ -191,7 +191,7 @@ struct Window {
         LoginResult as;
         as.status = Status::Ok;
         as.userId = userId;
-        f.db->setCurrentUserId(userId);
+        f.db->session().setUserId(userId);
         window = std::make_unique<MainWindow>(*f.db, modules, as, f.dbPath());
     }
 };
@@ -363,9 +363,9 @@ private:
 
                     OLAPReports p;
                     p.IAddin_AttachToSite(w.window->site(), 0, QString());
-                    const bool definer = c.rightsTest(id, QStringLiteral("vtk_controlling_olap_report_add"))
-                        || c.rightsTest(id, QStringLiteral("vtk_controlling_olap_report_mod"))
-                        || c.rightsTest(id, QStringLiteral("vtk_controlling_olap_report_del"));
+                    const bool definer = rightsTest(c, id, QStringLiteral("vtk_controlling_olap_report_add"))
+                        || rightsTest(c, id, QStringLiteral("vtk_controlling_olap_report_mod"))
+                        || rightsTest(c, id, QStringLiteral("vtk_controlling_olap_report_del"));
                     QCOMPARE(p.viewer(), !definer);
                     viewers += p.viewer();
                     if (definer) {

@@ -115,7 +115,7 @@ void TstShellLogin::userOfAGoneGroupIsRefused()
     QVERIFY(f.open());
     QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_menu (id, parent_id, caption, class_name, create_user, toolbar_visible) "
                                          "VALUES (40, 0, 'Saját', 'NexoFrame.OLAPReports', 3, %1)").arg(f.db->boolLiteral(true))));
-    Session before(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    LoggedIn before(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
     QVERIFY(before.window->menuEntryFor(QStringLiteral("NexoFrame.OLAPReports"), 0));
     QVERIFY(!before.window->toolbar()->actions().isEmpty());
     QVERIFY(f.db->execute(sql));

@@ -106,7 +106,7 @@ private slots:
                                              "parameter_s, create_user) VALUES (1000050, 1, 20, 'Külső', 'K', 'SHELL', ?, 1), "
                                              "(1000051, 1, 21, 'Hiányzó', 'H', 'SHELL', 'nincs-ilyen-program-42 --x', 1)"),
                               {command}));
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         const int logs = f.count(kLogCount);
         QAction* run = admin.window->menuAction(1000050);
         QVERIFY(run && run->isEnabled());
@@ -129,7 +129,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         QWidget* panel = admin.window->openMenuItem(*admin.window->menuEntry(5));
         QVERIFY(panel);
         auto* tree = panel->findChild<QTreeWidget*>(QStringLiteral("tree_Item"));
@@ -161,7 +161,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         onNextModal([&](QWidget* d) {
             auto* dlg = qobject_cast<OwnMenuDialog*>(d);
             QVERIFY(dlg);
@@ -221,7 +221,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         QWidget* panel = admin.window->openMenuItem(*admin.window->menuEntry(4));
         QVERIFY(panel);
         QVERIFY(selectRow(panel, "brw_item", QStringLiteral("Értékesítők")));
@@ -249,7 +249,7 @@ private slots:
         ShellFixture f;
         QVERIFY(f.open());
         QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_menu SET picture_name='nincs_ilyen.ico' WHERE id=4")));
-        Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"), true);
         QList<int> onBar;
         for (QAction* a : admin.window->toolbar()->actions()) onBar << a->data().toInt();
         QCOMPARE(onBar, (QList<int>{2, 4, 5, 1000003, 11}));

@@ -66,7 +66,7 @@ void TstShellWindow::restrictedGroupSeesOnlyItsItems()
 {
     ShellFixture f;
     QVERIFY(f.open());
-    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    LoggedIn peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
     QCOMPARE(peter.window->windowTitle(), QStringLiteral("Quandra Express Keretrendszer – NexoFrame"));
     QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_user"))->text().contains(QStringLiteral("Nagy Péter")));
     QVERIFY(peter.window->findChild<QLabel*>(QStringLiteral("lbl_database"))->text().contains(f.dbPath()));
@@ -78,12 +78,12 @@ void TstShellWindow::restrictedGroupSeesOnlyItsItems()
     for (int hidden : {1, 2, 3, 12, 14, 16}) QVERIFY2(!peter.window->menuAction(hidden), qPrintable(QString::number(hidden)));
 
     // The driver reaches his printed reports, and nothing else, from his menu.
-    Session bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
+    LoggedIn bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
     bar = bela.window->menuBar();
     QCOMPARE(captions(bar->actions()), (QStringList{"Kimutatások", "Keretrendszer"}));
     QCOMPARE(captions(submenu(bar, QStringLiteral("Kimutatások"))->actions()), QStringList{QStringLiteral("Riportok")});
 
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     bar = admin.window->menuBar();
     QCOMPARE(captions(bar->actions()), (QStringList{"Rendszer", "Kimutatások", "Egyedi", "Keretrendszer"}));
     // His own item stands among the base ones, in its sort order.
@@ -106,7 +106,7 @@ void TstShellWindow::menuFollowsSortOrderAndDeletion()
                                               "VALUES (30, 0, 'Üres mappa', '', 0, %1), (31, 30, 'Törölt', 'X.Y', 2, %1)").arg(yes)})
         QVERIFY2(f.db->execute(sql), qPrintable(sql));
 
-    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    LoggedIn peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
     QCOMPARE(captions(peter.window->menuBar()->actions()), (QStringList{"Kimutatások", "Egyedi", "Keretrendszer"}));
     QCOMPARE(captions(submenu(peter.window->menuBar(), QStringLiteral("Kimutatások"))->actions()),
              QStringList{QStringLiteral("Riportok")});
@@ -126,7 +126,7 @@ void TstShellWindow::unknownProgIdIsDisabled()
     ShellFixture f;
     QVERIFY(f.open());
     f.standIn({QStringLiteral("NexoFrame.AuthUnits")});
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     QVERIFY(admin.window->menuAction(2)->isEnabled());
     QVERIFY(admin.window->menuAction(3)->isEnabled());
     for (int id : {4, 5, 7, 11, 13, 16}) {
@@ -142,7 +142,7 @@ void TstShellWindow::openingAnItemLogsOnceAndAttaches()
     QVERIFY(f.open());
     f.standIn({QStringLiteral("NexoFrame.AuthUnits")});
     QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_menu SET parameter_s='szöveg' WHERE id=3")));
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     const int before = f.count(kLogCount);
     const QDateTime start = QDateTime::currentDateTime().addSecs(-1);
 
@@ -177,7 +177,7 @@ void TstShellWindow::throwingPanelsNeverEndTheShell()
     QVERIFY(f.open());
     f.standIn({QStringLiteral("NexoFrame.AuthUnits"), QStringLiteral("NexoTest.Panel")});
     f.menuItems({QStringLiteral("NexoTest.Panel")});
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     admin.window->show();
     QPointer<QWidget> panel = admin.window->openMenuItem(*admin.window->menuEntry(2));
     QVERIFY(panel);
@@ -227,7 +227,7 @@ void TstShellWindow::brokenPanelsAreReportedNotFatal()
     ClassRegistry(f.registryPath()).add(QStringLiteral("NexoTest.Elveszett"), {f.path(QStringLiteral("nincs.so")), QString()});
     f.menuItems({QStringLiteral("NexoTest.Panel"), QStringLiteral("NexoTest.FactoryThrows"), QStringLiteral("NexoTest.Nothing"),
                  QStringLiteral("NexoTest.NotAPanel"), QStringLiteral("NexoTest.Ismeretlen"), QStringLiteral("NexoTest.Elveszett")});
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     const int logBefore = f.count(kLogCount);
 
     QString shown;
@@ -249,7 +249,7 @@ void TstShellWindow::configurationCommandsFollowTheirRights()
 {
     ShellFixture f;
     QVERIFY(f.open());
-    Session bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
+    LoggedIn bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
     QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_export")));
     QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_import")));
     // Called anyway, it is refused with a message.
@@ -259,7 +259,7 @@ void TstShellWindow::configurationCommandsFollowTheirRights()
     QVERIFY(!QFile::exists(f.path(QStringLiteral("x.json"))));
     Notices::setConsole(false);
 
-    Session admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_export")));
     QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_import")));
     const QString file = f.path(QStringLiteral("beallitasok.json"));
@@ -319,7 +319,7 @@ void TstShellWindow::onlyWhatTheMenuHoldsOpens()
     ShellFixture f;
     QVERIFY(f.open());
     f.standIn({QStringLiteral("NexoFrame.Users"), QStringLiteral("NexoFrame.OLAPReports"), QStringLiteral("NexoFrame.Reports")});
-    Session peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    LoggedIn peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
     const int logBefore = f.count(kLogCount);
     Notices::setConsole(true);
     QVERIFY(!peter.window->openPanel(QStringLiteral("NexoFrame.Users"), 0, QString(), QStringLiteral("Felhasználók")));

@@ -187,8 +187,8 @@ inline bool masterLockFree(Connection& c)
                                    "AND database = (SELECT oid FROM pg_database WHERE datname = current_database())"))
                    .value(0).value(0).toInt() != 0)
         return false;
-    if (!c.lockMaster(0)) return false;
-    c.unlockMaster();
+    if (!c.transactions().lockMaster(0)) return false;
+    c.transactions().unlockMaster();
     return true;
 }
 

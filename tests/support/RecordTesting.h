@@ -26,8 +26,7 @@ inline QStringList listedErrors(QWidget* list)
 
 inline void setSystemEdit(Connection& c, bool on)
 {
-    c.setSystemEdit(on);
-    module().setSystemEdit(on);
+    c.session().setSystemEdit(on);
 }
 
 } // namespace NexoFrame

@@ -111,9 +111,9 @@ bool TestDatabase::released(Connection& c) const
 {
     QString err;
     auto other = Connection::openDatabase(m_target, Connection::DemoData::None, &err);
-    const bool free = other && other->lockMaster();
-    if (free) other->unlockMaster();
-    return free && !c.hasMasterLock() && !c.inTransaction();
+    const bool free = other && other->transactions().lockMaster();
+    if (free) other->transactions().unlockMaster();
+    return free && !c.transactions().hasMasterLock() && !c.transactions().inTransaction();
 }
 
 QString TestDatabase::programRole() { return kProgramRole; }

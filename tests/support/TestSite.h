@@ -9,12 +9,11 @@ namespace NexoFrame {
 // A host site over a fresh demo database of the engine under test.
 class TestSite : public IAddinSite {
 public:
-    explicit TestSite(int userId = 1) : m_connection(m_db.open()), m_userId(userId)
+    explicit TestSite(int userId = 1) : m_connection(m_db.open())
     {
-        m_connection->setCurrentUserId(userId);
+        m_connection->session().setUserId(userId);
     }
-    Connection* connection() override { return m_connection.get(); }
-    int currentUserId() override { return m_userId; }
+    Session* session() override { return &m_connection->session(); }
     Connection& db() { return *m_connection; }
     // What another connection opens to reach the same database.
     QString target() const { return m_db.target(); }
@@ -22,7 +21,6 @@ public:
 private:
     TestDatabase m_db;
     std::unique_ptr<Connection> m_connection;
-    int m_userId;
 };
 
 } // namespace NexoFrame

@@ -3,6 +3,7 @@
 #include "ClassRegistry.h"
 #include "DbError.h"
 #include "IAddin.h"
+#include "Session.h"
 #include "IModule.h"
 #include "RuntimeError.h"
 #include <QLabel>
@@ -40,8 +41,8 @@ public:
                                QStringLiteral("NexoTest.Panel IAddin_AttachToSite"));
         setProperty("attachedMode", mode);
         setProperty("attachedParameter", parameter);
-        setProperty("siteUserId", site->currentUserId());
-        setProperty("siteHasConnection", site->connection() != nullptr);
+        setProperty("siteUserId", site->session() ? site->session()->userId() : -1);
+        setProperty("siteHasConnection", site->session() != nullptr);
         m_label->setText(QStringLiteral("Tesztpanel, mód: %1").arg(mode));
     }
     void IAddin_OnVerb(int) override {}

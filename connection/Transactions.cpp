@@ -1,0 +1,257 @@
+#include "Transactions.h"
+#include "Connection.h"
+#include <QScopeGuard>
+#include <QSqlError>
+
+namespace NexoFrame {
+
+void Transactions::endOnClose(bool linkLost)
+{
+    if (!linkLost && (m_spDepth > 0 || m_outerOpen)) {
+        m_c.m_engine->rollback(m_c.m_db);
+        if (m_lockDepth > 0) m_c.m_engine->releaseMasterLock(m_c.m_db);
+    }
+    forget();
+}
+
+void Transactions::forget()
+{
+    m_lockDepth = 0;
+    m_spDepth = 0;
+    m_outerOpen = false;
+    m_virtualSavepoint = false;
+}
+
+void Transactions::abandonLock()
+{
+    if (!m_c.m_lost) {
+        m_c.m_engine->rollback(m_c.m_db);
+        m_c.m_engine->releaseMasterLock(m_c.m_db);
+    }
+    m_spDepth = 0;
+    m_lockDepth = 0;
+    m_outerOpen = false;
+    m_virtualSavepoint = false;
+    m_c.touch();
+}
+
+bool Transactions::lockMaster(int waitMs)
+{
+    if (!m_c.m_open) return false;
+    m_c.ensureLive();
+    if (m_lockDepth > 0) {
+        ++m_lockDepth;
+        return true;
+    }
+    if (m_outerOpen) {
+        // A plain transaction is open: end it so that the lock starts clean.
+        m_c.m_engine->commit(m_c.m_db);
+        m_outerOpen = false;
+        m_spDepth = 0;
+        m_virtualSavepoint = false;
+    }
+    if (!m_c.m_engine->tryMasterLock(m_c.m_db, waitMs)) {
+        QString lost;
+        switch (m_c.recover(&lost)) {
+        case Connection::Recovery::None: return false;
+        case Connection::Recovery::Lost: throw DbError(lost);
+        case Connection::Recovery::Retry:
+            if (!m_c.m_engine->tryMasterLock(m_c.m_db, waitMs)) return false;
+            break;
+        }
+    }
+    m_lockDepth = 1;
+    m_outerOpen = true;
+    m_outerUntouched = true;
+    return true;
+}
+
+bool Transactions::unlockMaster()
+{
+    if (m_lockDepth == 0) return true;
+    if (--m_lockDepth > 0) return true;
+    bool ok = true;
+    if (m_spDepth > 0) {
+        // Unbalanced callers: anything not committed is not kept.
+        m_c.m_engine->rollback(m_c.m_db);
+        if (!m_c.m_lost) m_c.m_engine->releaseMasterLock(m_c.m_db);
+        m_spDepth = 0;
+        m_virtualSavepoint = false;
+        ok = false;
+        m_lastError = QStringLiteral("A tranzakció lezáratlanul maradt, a módosítások elvesztek.");
+    } else if (!m_c.m_engine->commitAndRelease(m_c.m_db)) {
+        ok = false;
+        m_lastError = m_c.m_db.lastError().text();
+        QString lost;
+        if (m_c.recover(&lost) != Connection::Recovery::None) {
+            m_lastError = lost;
+        } else {
+            m_c.m_engine->rollback(m_c.m_db);
+            m_c.m_engine->releaseMasterLock(m_c.m_db);
+        }
+    }
+    m_outerOpen = false;
+    m_c.touch();
+    return ok;
+}
+
+
+// A savepoint statement that failed: a lost link ends the whole transaction.
+bool Transactions::transactionStep(const QString& sql)
+{
+    if (m_c.runSql(sql)) return true;
+    QString lost;
+    if (m_c.recover(&lost) != Connection::Recovery::None) throw DbError(lost);
+    return false;
+}
+
+bool Transactions::beginTrans()
+{
+    if (!m_c.m_open) return false;
+    m_c.ensureLive();
+    if (!m_outerOpen) {
+        if (!m_c.m_engine->beginPlain(m_c.m_db)) {
+            QString lost;
+            const Connection::Recovery r = m_c.recover(&lost);
+            if (r == Connection::Recovery::Lost) throw DbError(lost);
+            if (r == Connection::Recovery::None || !m_c.m_engine->beginPlain(m_c.m_db)) return false;
+        }
+        m_outerOpen = true;
+        m_outerUntouched = true;
+    }
+    if (m_spDepth == 0 && m_lockDepth > 0 && m_outerUntouched && m_c.m_engine->lockOutlivesTransaction()) {
+        // Nothing has happened under the lock yet, and the lock survives a rollback: undoing
+        // this level is rolling back and beginning again, so no savepoint is needed.
+        m_virtualSavepoint = true;
+        ++m_spDepth;
+        return true;
+    }
+    if (!transactionStep(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
+    ++m_spDepth;
+    return true;
+}
+
+bool Transactions::commitTrans()
+{
+    if (m_spDepth == 0) return false;
+    if (m_spDepth == 1 && m_virtualSavepoint) {
+        m_virtualSavepoint = false;
+    } else if (!transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth))) {
+        return false;
+    }
+    --m_spDepth;
+    bool ok = true;
+    if (m_spDepth == 0 && m_lockDepth == 0) {
+        ok = m_c.m_engine->commit(m_c.m_db);
+        if (!ok) {
+            QString lost;
+            if (m_c.recover(&lost) != Connection::Recovery::None) throw DbError(lost);
+            m_c.m_engine->rollback(m_c.m_db);
+        }
+        m_outerOpen = false;
+    }
+    m_c.touch();
+    return ok;
+}
+
+bool Transactions::rollbackTrans()
+{
+    if (m_spDepth == 0) return false;
+    const bool virtualLevel = m_spDepth == 1 && m_virtualSavepoint;
+    const bool ok = virtualLevel ? m_c.m_engine->rollbackAndBegin(m_c.m_db)
+                                 : m_c.runSql(QStringLiteral("ROLLBACK TO SAVEPOINT nx%1").arg(m_spDepth));
+    if (!ok) {
+        // With the link gone the server has dropped the whole transaction already.
+        QString lost;
+        if (m_c.recover(&lost) != Connection::Recovery::None) return true;
+    }
+    if (virtualLevel) {
+        m_virtualSavepoint = false;
+        m_outerUntouched = true;
+    } else {
+        m_c.runSql(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth));
+    }
+    --m_spDepth;
+    if (m_spDepth == 0 && m_lockDepth == 0) {
+        m_c.m_engine->rollback(m_c.m_db);
+        m_outerOpen = false;
+    }
+    m_c.touch();
+    return ok;
+}
+
+bool Transactions::lockWithRetry(const AskAgain& askAgain)
+{
+    for (;;) {
+        for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
+            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
+        if (!askAgain || !askAgain()) return false;
+        m_c.touch();
+    }
+}
+
+Transactions::LockedWrite Transactions::writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain)
+{
+    QString reason;
+    const auto answer = [&](LockedWrite r) {
+        m_c.touch();
+        if (why) *why = reason;
+        return r;
+    };
+    const bool outermost = m_lockDepth == 0;
+    const int level = m_spDepth;
+    try {
+        if (!lockWithRetry(askAgain)) return answer(LockedWrite::Refused);
+    } catch (const DbError& e) {
+        reason = e.message();
+        return answer(LockedWrite::Failed);
+    }
+    bool ended = false;
+    // Nothing of an unfinished write is kept, and the lock goes with it: a write of our own
+    // goes back whole, one inside a caller's lock goes back to where it began.
+    const auto goBack = [&] {
+        ended = true;
+        if (outermost) {
+            abandonLock();
+            return;
+        }
+        while (m_spDepth > level)
+            if (!rollbackTrans()) break;
+        unlockMaster();
+    };
+    const auto guard = qScopeGuard([&] {
+        if (!ended) goBack();
+    });
+    const auto notKept = [&] {
+        reason = lastError();
+        if (reason.isEmpty()) reason = QStringLiteral("A módosítások nem menthetők.");
+    };
+    bool ok = false;
+    try {
+        // The lock's previous holder may have written: nothing read before counts.
+        m_c.touch();
+        ok = beginTrans();
+        if (!ok) reason = QStringLiteral("A tranzakció nem kezdhető el.");
+        ok = ok && work();
+        if (ok && !commitTrans()) {
+            ok = false;
+            notKept();
+        }
+    } catch (const DbError& e) {
+        ok = false;
+        reason = e.message();
+    }
+    if (!ok) {
+        goBack();
+        return answer(LockedWrite::Failed);
+    }
+    ended = true;
+    // Freeing the lock commits; a commit that failed kept nothing.
+    if (!unlockMaster()) {
+        notKept();
+        return answer(LockedWrite::Failed);
+    }
+    return answer(LockedWrite::Done);
+}
+
+} // namespace NexoFrame

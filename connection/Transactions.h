@@ -1,0 +1,74 @@
+#pragma once
+#include <QString>
+#include <functional>
+
+namespace NexoFrame {
+
+class Connection;
+
+// The master lock and the transactions of one connection: every write of the module goes
+// through writeLocked, which keeps a write whole or not at all and always frees the lock.
+class Transactions {
+public:
+    explicit Transactions(Connection& c) : m_c(c) {}
+
+    // The lock waits at most `waitMs` for another holder to finish; refused otherwise.
+    bool lockMaster(int waitMs = 0);
+    // Commits the locked transaction and frees the lock; false when the commit failed
+    // (nothing was kept then; lastError() says why).
+    bool unlockMaster();
+    bool hasMasterLock() const { return m_lockDepth > 0; }
+
+    // Every write takes the master lock the same way: one try, then kQuietLockTries quiet
+    // tries that each wait up to kQuietLockWaitMs for the holder (a save takes milliseconds,
+    // so a user meets the question only when someone keeps the database locked), then
+    // `askAgain`, for as long as it answers yes. This library has no widgets: the side that
+    // has them asks (LockQuestion.h holds the words). Without a question it gives up.
+    using AskAgain = std::function<bool()>;
+    static constexpr int kQuietLockTries = 3;
+    static constexpr int kQuietLockWaitMs = 250;
+    bool lockWithRetry(const AskAgain& askAgain);
+    // The one way to write under the master lock: `work` runs as one transaction, kept
+    // whole, or not at all when it returns false (having said why its own way), throws, or
+    // the commit fails. The transaction always ends and the lock is always freed, also when
+    // `work` throws something other than DbError, which then goes on to the caller.
+    // Refused: the lock was not had and nothing ran; Failed: `why` says what went wrong
+    // (empty when `work` returned false).
+    enum class LockedWrite { Done, Refused, Failed };
+    LockedWrite writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain = {});
+
+    // Nested transactions: the outermost is a transaction, the inner ones savepoints.
+    bool beginTrans();
+    bool commitTrans();
+    bool rollbackTrans();
+    bool inTransaction() const { return m_spDepth > 0; }
+
+    // Why the last commit of the master lock failed.
+    QString lastError() const { return m_lastError; }
+
+private:
+    friend class Connection;
+    // A statement ran: the open transaction is no longer empty.
+    void touched() { m_outerUntouched = false; }
+    // Whether a transaction or the lock is open.
+    bool working() const { return m_lockDepth > 0 || m_spDepth > 0 || m_outerOpen; }
+    // Ends whatever is open without keeping it (the link closes).
+    void endOnClose(bool linkLost);
+    // The server ended the transaction and freed the lock with the session.
+    void forget();
+    // Ends the locked transaction without keeping anything.
+    void abandonLock();
+    bool transactionStep(const QString& sql);
+
+    Connection& m_c;
+    int m_lockDepth = 0;
+    int m_spDepth = 0;
+    bool m_outerOpen = false;
+    // Nothing has run in the open outer transaction yet.
+    bool m_outerUntouched = false;
+    // The outermost level stands for the whole transaction instead of a savepoint.
+    bool m_virtualSavepoint = false;
+    QString m_lastError;
+};
+
+} // namespace NexoFrame
