@@ -4,10 +4,12 @@
 #include "CsvFile.h"
 #include "DateFormats.h"
 #include "WaitCursor.h"
+#include "PagedList.h"
 #include <QAbstractTableModel>
 #include <QApplication>
 #include <QDir>
 #include <QDateTime>
+#include <QHash>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -22,7 +24,6 @@ namespace NexoFrame::Controls {
 
 namespace {
 
-constexpr int kPage = 200;
 const QString kSection = QStringLiteral("BROWSE");
 
 bool isText(const ColumnDef& c) { return c.type == ColType::Text || c.type == ColType::Memo; }
@@ -54,47 +55,35 @@ QString shown(const Engine& e, const ColumnDef& c, const QVariant& raw)
 } // namespace
 
 // The rows read so far, as shown; the view asks for the next page when it scrolls to the end.
-class BrowseModel : public QAbstractTableModel {
+// Each row starts with its key; the sort values the next page is read after come last.
+class BrowseModel : public PagedModel {
 public:
-    using QAbstractTableModel::QAbstractTableModel;
+    using PagedModel::PagedModel;
     QPointer<Connection> connection;
-    std::function<void(const QString&)> status; // "" after a good read
 
     void setColumns(const QList<const ColumnDef*>& columns, const QStringList& captions)
     {
         beginResetModel();
         m_columns = columns;
         m_captions = captions;
-        m_ids.clear();
-        m_cells.clear();
-        m_more = false;
         endResetModel();
+        clear();
     }
-    void read(const QString& sql, const QVariantList& binds)
+    // The columns of the sort values, as the order names them, the key last.
+    void read(const PagedQuery& query, const QList<const ColumnDef*>& sortColumns)
     {
-        beginResetModel();
-        m_sql = sql;
-        m_binds = binds;
-        m_ids.clear();
-        m_cells.clear();
-        m_more = true;
-        endResetModel();
-        fetchMore({});
+        m_sortColumns = sortColumns;
+        start(query);
     }
-    int idAt(int row) const { return m_ids.value(row, -1); }
-    int rowOf(int id, int from = 0) const { return m_ids.indexOf(id, from); }
+    int idAt(int row) const { return row >= 0 && row < rowCount() ? keyAt(row).toInt() : -1; }
+    int rowOf(int id, int from = 0) const
+    {
+        for (int r = from; r < rowCount(); ++r)
+            if (keyAt(r).toInt() == id) return r;
+        return -1;
+    }
 
-    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : m_ids.size(); }
     int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : m_columns.size(); }
-    QVariant data(const QModelIndex& index, int role) const override
-    {
-        if (!index.isValid()) return {};
-        if (role == Qt::DisplayRole) return m_cells[index.row()][index.column()];
-        const ColType type = m_columns[index.column()]->type;
-        if (role == Qt::TextAlignmentRole && (type == ColType::Long || type == ColType::Double))
-            return int(Qt::AlignRight | Qt::AlignVCenter);
-        return {};
-    }
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override
     {
         if (orientation != Qt::Horizontal) return {};
@@ -102,39 +91,42 @@ public:
         if (role == Qt::InitialSortOrderRole) return int(Qt::AscendingOrder);
         return {};
     }
-    bool canFetchMore(const QModelIndex& parent) const override { return !parent.isValid() && m_more; }
-    void fetchMore(const QModelIndex& parent) override
+
+protected:
+    bool run(const PagedQuery::Statement& s, const std::function<void(const QVariantList&)>& row, QString* error) override
     {
-        if (!canFetchMore(parent) || !connection) return;
-        QList<QVariantList> page;
+        if (!connection) return true;
         try {
-            page = connection->select(m_sql, m_binds + QVariantList{kPage, qsizetype(m_ids.size())});
+            for (const QVariantList& r : connection->select(s.sql, s.binds)) row(r);
         } catch (const DbError& e) {
-            m_more = false;
-            status(ControlTexts::kListUnreadable.arg(e.message()));
-            return;
+            *error = e.message();
+            return false;
         }
-        m_more = page.size() == kPage;
-        status({});
-        if (page.isEmpty()) return;
-        beginInsertRows({}, m_ids.size(), m_ids.size() + page.size() - 1);
-        for (const QVariantList& r : page) {
-            m_ids << r.value(0).toInt();
-            QStringList cells;
-            for (int i = 0; i < m_columns.size(); ++i) cells << shown(connection->engine(), *m_columns[i], r.value(i + 1));
-            m_cells << cells;
-        }
-        endInsertRows();
+        return true;
+    }
+    QStringList cells(const QVariantList& row) const override
+    {
+        QStringList cells;
+        cells.reserve(m_columns.size());
+        for (int i = 0; i < m_columns.size(); ++i) cells << shown(connection->engine(), *m_columns[i], row.value(i + 1));
+        return cells;
+    }
+    QVariantList bindable(const QVariantList& values) const override
+    {
+        QVariantList out;
+        for (int i = 0; i < values.size() && i < m_sortColumns.size(); ++i)
+            out << connection->engine().toDb(*m_sortColumns[i], connection->engine().fromDb(*m_sortColumns[i], values[i]));
+        return out;
+    }
+    QVariant alignment(int column) const override
+    {
+        const ColType type = m_columns[column]->type;
+        return type == ColType::Long || type == ColType::Double ? QVariant(int(Qt::AlignRight | Qt::AlignVCenter)) : QVariant();
     }
 
 private:
-    QList<const ColumnDef*> m_columns;
+    QList<const ColumnDef*> m_columns, m_sortColumns;
     QStringList m_captions;
-    QString m_sql;
-    QVariantList m_binds;
-    QList<int> m_ids;
-    QList<QStringList> m_cells;
-    bool m_more = false;
 };
 
 BrowseView::BrowseView(QWidget* parent)
@@ -151,6 +143,7 @@ BrowseView::BrowseView(QWidget* parent)
     m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_grid->setWordWrap(false);
     m_grid->verticalHeader()->hide();
+    setUpPagedGrid(m_grid, m_model);
     QHeaderView* header = m_grid->horizontalHeader();
     header->setSectionsMovable(true);
     header->setSectionsClickable(true);
@@ -306,22 +299,24 @@ void BrowseView::refresh()
     }
 
     const int keep = selectedId();
-    m_model->read(selectSql() + QStringLiteral(" LIMIT ? OFFSET ?"), m_read.binds);
+    m_query = PagedQuery();
+    m_query.columns << quoted(m_def.keyColumn);
+    for (const ColumnDef* c : std::as_const(m_columns)) m_query.columns << quoted(c->name);
+    m_query.from = quoted(m_table->name);
+    m_query.where = m_read.terms.join(QStringLiteral(" AND "));
+    m_query.binds = m_read.binds;
+    // The key is never null and breaks ties, so pages follow one another without gaps.
+    QList<SortTerm> terms;
+    QList<const ColumnDef*> sortColumns;
+    if (!m_orderColumn.isEmpty()) {
+        terms.append({m_orderColumn, m_descending});
+        sortColumns << m_table->column(m_orderColumn);
+    }
+    sortColumns << m_table->column(m_def.keyColumn);
+    m_query.order = PageOrder(m_connection->engine(), terms, m_def.keyColumn, m_descending);
+    m_model->read(m_query, sortColumns);
     if (!(keep >= 0 && selectId(keep)) && m_model->rowCount() > 0) m_grid->setCurrentIndex(m_model->index(0, 0));
     currentMoved();
-}
-
-QString BrowseView::selectSql() const
-{
-    const QString key = quoted(m_def.keyColumn);
-    QStringList columns{key}, order;
-    for (const ColumnDef* c : std::as_const(m_columns)) columns << quoted(c->name);
-    if (!m_orderColumn.isEmpty()) order << m_connection->engine().orderTerm(quoted(m_orderColumn), m_descending);
-    // The key is never null and breaks ties, so pages follow one another without gaps.
-    order << key + (m_descending ? QStringLiteral(" DESC") : QString());
-    QString sql = QStringLiteral("SELECT %1 FROM %2").arg(columns.join(QStringLiteral(", ")), quoted(m_table->name));
-    if (!m_read.terms.isEmpty()) sql += QStringLiteral(" WHERE ") + m_read.terms.join(QStringLiteral(" AND "));
-    return sql + QStringLiteral(" ORDER BY %1").arg(order.join(QStringLiteral(", ")));
 }
 
 bool BrowseView::exportCsv(const QString& path, QString* error)
@@ -344,7 +339,7 @@ bool BrowseView::exportCsv(const QString& path, QString* error)
     file.row(cells);
     WaitCursor wait;
     try {
-        m_connection->selectEach(selectSql(), m_read.binds, [&](const QVariantList& row) {
+        m_connection->selectEach(m_query.select(), m_query.binds, [&](const QVariantList& row) {
             cells.clear();
             for (int c : std::as_const(order)) cells << shown(m_connection->engine(), *m_columns[c], row.value(c + 1));
             file.row(cells);
@@ -381,7 +376,9 @@ bool BrowseView::selectId(int id)
 {
     int row = m_model->rowOf(id);
     // Asks first, so that a row that is not there does not read the whole list.
-    if (row < 0 && m_model->canFetchMore({}) && listed(id)) {
+    if (row < 0 && (m_model->canFetchMore({}) || !m_model->atStart()) && listed(id)) {
+        m_model->toStart();
+        row = m_model->rowOf(id);
         while (row < 0 && m_model->canFetchMore({})) {
             const int from = m_model->rowCount();
             m_model->fetchMore({});
@@ -425,7 +422,9 @@ QString BrowseView::layoutText() const
     QStringList parts;
     for (int v = 0; v < header->count(); ++v) {
         const int logical = header->logicalIndex(v);
-        parts << QStringLiteral("%1:%2").arg(m_columns.value(logical)->name).arg(header->sectionSize(logical));
+        // The last column reaches the edge: its width is the window's, not the user's.
+        parts << (v == header->count() - 1 ? m_columns.value(logical)->name
+                                            : QStringLiteral("%1:%2").arg(m_columns.value(logical)->name).arg(header->sectionSize(logical)));
     }
     return parts.join(QLatin1Char(','));
 }
@@ -442,6 +441,7 @@ void BrowseView::restoreLayout()
         reportStatus(QStringLiteral("Az oszlopok elrendezése nem olvasható: %1").arg(e.message()));
     }
     int placed = 0;
+    QHash<int, int> widths;
     for (const QString& entry : stored.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
         const QString name = entry.section(QLatin1Char(':'), 0, 0).trimmed();
         int logical = -1;
@@ -452,8 +452,11 @@ void BrowseView::restoreLayout()
         header->moveSection(header->visualIndex(logical), placed++);
         bool ok = false;
         const int width = entry.section(QLatin1Char(':'), 1).toInt(&ok);
-        if (ok && width > 0) header->resizeSection(logical, width);
+        if (ok && width > 0) widths.insert(logical, width);
     }
+    // The last column stretches to the edge whatever was kept for it.
+    for (auto it = widths.cbegin(); it != widths.cend(); ++it)
+        if (header->visualIndex(it.key()) != header->count() - 1) header->resizeSection(it.key(), it.value());
     int orderSection = -1;
     for (int i = 0; i < m_columns.size(); ++i)
         if (m_columns[i]->name == m_orderColumn) orderSection = i;

@@ -1,5 +1,6 @@
 #pragma once
 #include "Connection.h"
+#include "PagedList.h"
 #include <QPointer>
 #include <QWidget>
 
@@ -59,6 +60,8 @@ public:
     void setSearchText(const QString& text);  // as typed into the search box, applied at once
     QLineEdit* searchBox() const { return m_search; }
     QTableView* table() const { return m_grid; }
+    // The statement the list reads its pages by.
+    const PagedQuery& query() const { return m_query; }
 
     void saveLayout();
 
@@ -80,7 +83,6 @@ private:
     bool listed(int id);
     void reportStatus(const QString& message);
     void currentMoved();
-    QString selectSql() const; // the rows shown, in their order, without a page limit
     void restoreLayout();
     void keepLayout(); // saves the layout when it differs from the one saved or restored
     QString layoutText() const;
@@ -90,6 +92,7 @@ private:
     const TableDef* m_table = nullptr;
     QList<const ColumnDef*> m_columns;
     Where m_base, m_filterWhere, m_read; // m_read: the conditions of the rows shown
+    PagedQuery m_query;                  // the rows shown, in their order
     QString m_filter, m_searchText, m_orderColumn, m_savedLayout;
     bool m_descending = false;
     bool m_restoring = false;

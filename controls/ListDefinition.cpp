@@ -332,22 +332,25 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
         if (order.isEmpty() || order.first().field.compare(group->field, Qt::CaseInsensitive) != 0)
             order.prepend({group->field, false});
     }
-    QStringList terms2;
+    QList<SortTerm> terms2;
     bool descending = false;
     for (const ListSortKey& s : order) {
         const ListSourceColumn* sc;
         if (!col(s.field, &sc)) return fail(kNoSuchColumn.arg(source.caption, s.field));
-        terms2 << c.engine().orderTerm(quoted(sc->field), s.descending);
+        terms2.append({sc->field, s.descending});
         descending = s.descending;
     }
-    // The key breaks ties, so pages follow one another without gaps or repeats.
-    if (!source.keyColumn.isEmpty()) terms2 << quoted(source.keyColumn) + (descending ? QStringLiteral(" DESC") : QString());
     QStringList names;
     for (const QString& f : q.fields) names << quoted(f);
     // A group column that is not shown still comes last, for the breaks on paper.
     if (group && !q.fields.contains(group->field, Qt::CaseInsensitive)) names << quoted(group->field);
-    q.select = QStringLiteral("SELECT %1 FROM %2%3").arg(names.join(QStringLiteral(", ")), quoted(source.table), where);
-    if (!terms2.isEmpty()) q.select += QStringLiteral(" ORDER BY ") + terms2.join(QStringLiteral(", "));
+    q.rows.columns = names;
+    q.rows.from = quoted(source.table);
+    q.rows.where = terms.join(def.matchAny ? QStringLiteral(" OR ") : QStringLiteral(" AND "));
+    q.rows.binds = q.binds;
+    // The key breaks ties, so pages follow one another without gaps or repeats.
+    q.rows.order = PageOrder(c.engine(), terms2, source.keyColumn, descending);
+    q.select = q.rows.select();
 
     if (group) {
         QStringList sums;
@@ -359,7 +362,8 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
         }
         const QString g = quoted(group->field);
         q.groups = QStringLiteral("SELECT %1, COUNT(*)%2 FROM %3%4 GROUP BY %1 ORDER BY %5")
-                       .arg(g, sums.join(QString()), quoted(source.table), where, c.engine().orderTerm(g, false));
+                       .arg(g, sums.join(QString()), quoted(source.table), where,
+                            c.engine().orderTerm(sortExpression(group->field), false));
     }
     *out = q;
     return true;

@@ -18,6 +18,7 @@
 //   "group"       { "field", "sums": [numeric fields] }: rows of one value together, with
 //                 their count and sums
 #include "Access.h"
+#include "PagedList.h"
 #include "Schema.h"
 #include <QDate>
 #include <QList>
@@ -100,10 +101,11 @@ int operatorValues(ListOp op); // how many values it takes: 0, 1 or 2
 QDate dayOf(const QString& text, const QDate& today);
 
 // The statement of a list: columns, conditions, order. Every value is bound; every name
-// comes from the source. `page` adds "LIMIT ? OFFSET ?" (the two values are the caller's).
+// comes from the source.
 struct ListQuery {
-    QString select;   // SELECT ... FROM ... WHERE ... ORDER BY ...
+    QString select;   // SELECT ... FROM ... WHERE ... ORDER BY ...: every row
     QVariantList binds;
+    PagedQuery rows;  // the same, as the grid reads it page by page
     QString groups;   // SELECT group, COUNT(*), SUM(...) ... GROUP BY group, when grouped
     QStringList fields;
     QStringList headings;

@@ -36,7 +36,6 @@ namespace NexoFrame::Controls {
 
 namespace {
 
-constexpr int kPage = 200;
 constexpr int kCaptionLength = 100;
 const QString& kTitle = ControlTexts::kListWizard;
 const QString kUnreachable = QStringLiteral("Ez a lista nem érhető el.");
@@ -45,67 +44,49 @@ const QString kUnreachable = QStringLiteral("Ez a lista nem érhető el.");
 
 // The rows of a run read so far, as shown; the next page is read when the grid scrolls to
 // the end. Pages come through the read-only link: a list never writes.
-class ListModel : public QAbstractTableModel {
+class ListModel : public PagedModel {
 public:
-    using QAbstractTableModel::QAbstractTableModel;
-    std::function<void(const QString&)> status;
+    using PagedModel::PagedModel;
 
     void start(ReadOnlySource* source, const ListQuery& q)
     {
         beginResetModel();
         m_source = source;
         m_query = q;
-        m_cells.clear();
-        m_more = source != nullptr;
         endResetModel();
-        fetchMore({});
+        PagedModel::start(source ? q.rows : PagedQuery());
     }
     void clear() { start(nullptr, {}); }
-    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : int(m_cells.size()); }
     int columnCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : int(m_query.headings.size()); }
-    QVariant data(const QModelIndex& index, int role) const override
-    {
-        if (!index.isValid()) return {};
-        if (role == Qt::DisplayRole) return m_cells[index.row()][index.column()];
-        const ColType t = m_query.types.value(index.column());
-        if (role == Qt::TextAlignmentRole && (t == ColType::Long || t == ColType::Double)) return int(Qt::AlignRight | Qt::AlignVCenter);
-        if (role == Qt::TextAlignmentRole && t == ColType::Bool) return int(Qt::AlignCenter);
-        return {};
-    }
     QVariant headerData(int section, Qt::Orientation o, int role) const override
     {
         return o == Qt::Horizontal && role == Qt::DisplayRole ? QVariant(m_query.headings.value(section)) : QVariant();
     }
-    bool canFetchMore(const QModelIndex& parent) const override { return !parent.isValid() && m_more; }
-    void fetchMore(const QModelIndex& parent) override
+
+protected:
+    bool run(const PagedQuery::Statement& s, const std::function<void(const QVariantList&)>& row, QString* error) override
     {
-        if (!canFetchMore(parent)) return;
-        QList<QStringList> page;
-        QString error;
+        return m_source->run(s.sql, s.binds, nullptr, [&](const QVariantList& r) { row(r); return true; }, error);
+    }
+    QStringList cells(const QVariantList& row) const override
+    {
         const int columns = int(m_query.types.size());
-        const bool ok = m_source->run(
-            m_query.select + QStringLiteral(" LIMIT ? OFFSET ?"), m_query.binds + QVariantList{kPage, qsizetype(m_cells.size())}, nullptr,
-            [&](const QVariantList& row) {
-                QStringList cells;
-                cells.reserve(columns);
-                for (int i = 0; i < columns; ++i) cells << shownValue(row.value(i), m_query.types[i]);
-                page << cells;
-                return true;
-            },
-            &error);
-        m_more = ok && page.size() == kPage;
-        if (!ok) status(ControlTexts::kListUnreadable.arg(error));
-        if (page.isEmpty()) return;
-        beginInsertRows({}, int(m_cells.size()), int(m_cells.size() + page.size() - 1));
-        m_cells += page;
-        endInsertRows();
+        QStringList cells;
+        cells.reserve(columns);
+        for (int i = 0; i < columns; ++i) cells << shownValue(row.value(i), m_query.types[i]);
+        return cells;
+    }
+    QVariant alignment(int column) const override
+    {
+        const ColType t = m_query.types.value(column);
+        if (t == ColType::Long || t == ColType::Double) return int(Qt::AlignRight | Qt::AlignVCenter);
+        if (t == ColType::Bool) return int(Qt::AlignCenter);
+        return {};
     }
 
 private:
     ReadOnlySource* m_source = nullptr;
     ListQuery m_query;
-    QList<QStringList> m_cells;
-    bool m_more = false;
 };
 
 ListWizard::ListWizard(QWidget* parent)
@@ -148,12 +129,14 @@ ListWizard::ListWizard(QWidget* parent)
     m_grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_grid->setWordWrap(false);
     m_grid->verticalHeader()->hide();
-    m_grid->horizontalHeader()->setStretchLastSection(true);
+    setUpPagedGrid(m_grid, m_model);
     m_groups->setObjectName(QStringLiteral("grd_groups"));
     m_groups->setRootIsDecorated(false);
     m_groups->hide();
     m_status->setObjectName(QStringLiteral("lbl_status"));
-    m_model->status = [this](const QString& s) { m_status->setText(s); };
+    m_model->status = [this](const QString& s) {
+        if (!s.isEmpty()) m_status->setText(s);
+    };
 
     auto* right = new QSplitter(Qt::Vertical, this);
     right->addWidget(m_grid);
