@@ -2,6 +2,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "RuntimeError.h"
 #include "cMessage2.h"
 #include <QGuiApplication>
@@ -10,6 +11,13 @@
 #include <QVBoxLayout>
 
 namespace NexoFrame {
+
+Session& AdminPanel::session() const
+{
+    Session* s = m_site ? m_site->session() : nullptr;
+    if (!s) throw RuntimeError(ModuleTexts::kNoSiteSession, 91);
+    return *s;
+}
 
 AdminPanel::AdminPanel(const QString& progId, const QString& controlName, QWidget* parent)
     : QWidget(parent), m_progId(progId), m_controlName(controlName)
@@ -59,11 +67,11 @@ void AdminPanel::IAddin_AttachToSite(IAddinSite* site, int mode, const QString& 
     r.step([&] { module().takeSite(site); });
     r.step([&] { module().initResources(); });
     r.step([&] {
-        Connection* c = module().connection();
+        Session& s = session();
         QString name;
-        if (c->seek(Tables::User, QStringLiteral("PrimaryKey"), {module().currentUserId()}))
-            name = c->browseRecordset(Tables::User).field(QStringLiteral("user_name")).toString();
-        module().session()->setUserName(name);
+        if (s.connection().seek(Tables::User, QStringLiteral("PrimaryKey"), {s.userId()}))
+            name = s.connection().browseRecordset(Tables::User).field(QStringLiteral("user_name")).toString();
+        s.setUserName(name);
     });
     r.step([&] {
         StepRunner a = runner("GetAuthorisation");
@@ -93,8 +101,8 @@ void AdminPanel::IAddin_RemoveFromSite() { m_site = nullptr; }
 
 bool AdminPanel::testRight(const QString& key)
 {
-    Connection* c = module().connection();
-    const bool granted = c && rightsTest(*c, module().currentUserId(), key);
+    Session* s = m_site ? m_site->session() : nullptr;
+    const bool granted = s && s->may(key);
     if (!granted) module().message().MsgWarning(module().rightsDeniedText());
     return granted;
 }

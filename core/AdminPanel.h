@@ -1,6 +1,7 @@
 #pragma once
 #include "ErrorHandler.h"
 #include "IAddin.h"
+#include "Session.h"
 #include <QWidget>
 #include <array>
 
@@ -30,6 +31,10 @@ public:
     QString UserControlName() const { return m_controlName; }
     QString progId() const { return m_progId; }
     IAddinSite* Site() const { return m_site; }
+    // The session of the site the panel is attached to: its connection, user and flags.
+    // Throws RuntimeError when the panel has none (not attached, or the host gave none).
+    Session& session() const;
+    Connection& connection() const { return session().connection(); }
     int mode() const { return m_mode; }
     QString parameter() const { return m_parameter; }
     bool attaching() const { return m_attaching; }

@@ -1,4 +1,5 @@
 #include "Module.h"
+#include "ModuleTexts.h"
 #include "Connection.h"
 #include "ErrorHandler.h"
 #include "IAddin.h"
@@ -23,7 +24,7 @@ Module& Module::instance()
 void Module::takeSite(IAddinSite* site)
 {
     if (!site || !site->session())
-        throw RuntimeError(QStringLiteral("A gazdaalkalmazás nem adott adatbázis-kapcsolatot."), 91);
+        throw RuntimeError(ModuleTexts::kNoSiteSession, 91);
     m_session = site->session();
 }
 

@@ -10,6 +10,9 @@ inline const QString kCancel = QStringLiteral("&Mégsem");
 inline const QString kPreview = QStringLiteral("Előnézet");
 inline const QString kSaveCsv = QStringLiteral("Mentés CSV-be…");
 
+// A panel attached to a host that gave it no database.
+inline const QString kNoSiteSession = QStringLiteral("A gazdaalkalmazás nem adott adatbázis-kapcsolatot.");
+
 // The question before a row of a tree or a list is deleted (its misspelling is the system's).
 inline const QString kConfirmDelete = QStringLiteral("Biztosan törli a kiválaszott elemet?");
 // A menu item, an OLAP report or a folder saved without a caption.

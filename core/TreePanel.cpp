@@ -140,7 +140,7 @@ void TreePanel::buildRoleBar()
 void TreePanel::InitializeSite()
 {
     if (roleMode() && cbo_role && cbo_role->count() == 0) {
-        Connection* c = module().connection();
+        Connection* c = &connection();
         // Slot 0 is never offered here.
         for (int n = 1; n < RoleSet::kSlots; ++n) cbo_role->addItem(roleName(*c, n), n);
         cbo_role->setCurrentIndex(0);
@@ -200,7 +200,7 @@ void TreePanel::loadChildren(QTreeWidgetItem* node)
 {
     const int parentId = RoleTicks::idOf(node);
     node->setData(0, kLoadedRole, true);
-    Connection* c = module().connection();
+    Connection* c = &connection();
     if (!m_rs) m_rs = c->openRecordset(tableNumber());
     Recordset& rs = *m_rs;
     rs.setIndex(childIndex());
@@ -309,10 +309,10 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
             bool& flag;
             ~Reset() { flag = false; }
         } reset{m_filling};
-        RoleTicks ticks(*module().connection(), tableNumber(), m_slot,
+        RoleTicks ticks(connection(), tableNumber(), m_slot,
                         tickCoversSubtree() ? RoleTicks::Reach::Subtree : RoleTicks::Reach::OwnRow);
         WaitCursor wait; // a large subtree takes a moment
-        Connection& c = *module().connection();
+        Connection& c = connection();
         const int id = RoleTicks::idOf(item);
         const QHash<int, QString> before = id > 0 ? usersReaching(id) : QHash<int, QString>();
         const qint64 from = lastRightsChange(c);
@@ -331,7 +331,7 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
 QHash<int, QString> TreePanel::usersReaching(int id)
 {
     // The item and the user's group share a slot.
-    Connection& c = *module().connection();
+    Connection& c = connection();
     const TableDef* t = c.tableDef(tableNumber());
     QHash<int, QString> out;
     for (const QVariantList& r : c.select(QStringLiteral("SELECT u.id, u.display_name FROM %1 JOIN %2 t ON t.id = ? WHERE %3 AND %4")
@@ -380,7 +380,7 @@ void TreePanel::showImpact(const QHash<int, QString>& before, const QHash<int, Q
 
 QString TreePanel::impactText(int id)
 {
-    Connection& c = *module().connection();
+    Connection& c = connection();
     const QHash<int, QString> now = usersReaching(id);
     const TableDef* t = c.tableDef(tableNumber());
     const bool ticked =
@@ -440,7 +440,7 @@ bool TreePanel::eventFilter(QObject* watched, QEvent* event)
 bool TreePanel::undoLastTick()
 {
     if (m_tickTo <= m_tickFrom) return false;
-    Connection& c = *module().connection();
+    Connection& c = connection();
     QList<RevertStep> plan = undoPlan(c, m_tickFrom, m_tickTo);
     QString why;
     if (!revertTo(c, plan, &why, lockQuestion())) {

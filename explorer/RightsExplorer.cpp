@@ -308,7 +308,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
 
 void RightsExplorer::showUnused()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     Controls::WaitCursor wait;
     tree_unused->clear();
     const QDateTime since = QDateTime(QDate::currentDate().addDays(-spn_days->value()), QTime(0, 0));
@@ -325,7 +325,7 @@ void RightsExplorer::showUnused()
 
 bool RightsExplorer::revokeUnused()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const int slot = cbo_unused_role->currentData().toInt();
     QList<UnusedGrant> chosen;
     for (int i = 0; i < tree_unused->topLevelItemCount(); ++i) {
@@ -358,7 +358,7 @@ bool RightsExplorer::revokeUnused()
 
 QString RightsExplorer::rowPath(int menuId) const
 {
-    for (const auto& [id, path] : menuItems(*module().connection()))
+    for (const auto& [id, path] : menuItems(connection()))
         if (id == menuId) return path;
     return QString::number(menuId);
 }
@@ -377,7 +377,7 @@ QString RightsExplorer::tableText(const QString& table) const
 
 QString RightsExplorer::rowText(const QString& table, int row) const
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const TableDef* t = c->tableDef(table);
     if (!t) return QString::number(row);
     const QString name = t->hasColumn(QStringLiteral("caption")) ? QStringLiteral("caption")
@@ -406,7 +406,7 @@ QString RightsExplorer::valueText(const QString& column, const QString& value) c
 
 void RightsExplorer::showChanges()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     Controls::WaitCursor wait;
     tree_changes->clear();
     tree_changes->setColumnCount(7);
@@ -422,7 +422,7 @@ void RightsExplorer::showChanges()
 
 void RightsExplorer::showStateAt()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     Controls::WaitCursor wait;
     const int slot = std::max(0, cbo_revert_role->currentData().toInt());
     if (cbo_revert_role->currentData().toInt() < 0) cbo_revert_role->setCurrentIndex(cbo_revert_role->findData(1));
@@ -450,7 +450,7 @@ void RightsExplorer::showStateAt()
 
 bool RightsExplorer::revert()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const int slot = cbo_revert_role->currentData().toInt();
     const QDateTime at = dtp_moment->dateTime();
     QList<RevertStep> plan;
@@ -516,7 +516,7 @@ QString RightsExplorer::roleNames(RoleSet roles) const
 void RightsExplorer::InitializeSite()
 {
     titleLabel()->setText(QStringLiteral("Jogosultság-elemző"));
-    Connection* c = module().connection();
+    Connection* c = &connection();
     m_roleNames.clear();
     for (int i = 0; i < RoleSet::kSlots; ++i) m_roleNames << NexoFrame::roleName(*c, i);
     // Every user, the deleted and barred ones marked: they are asked about too.
@@ -529,7 +529,7 @@ void RightsExplorer::InitializeSite()
         else if (u[4].toLongLong() != 0 || u[4].toBool()) text += QStringLiteral(" – letiltott");
         cbo_user->addItem(text, u[0].toInt());
     }
-    cbo_user->setCurrentIndex(std::max(0, cbo_user->findData(module().currentUserId())));
+    cbo_user->setCurrentIndex(std::max(0, cbo_user->findData(session().userId())));
     // The keys offered as they are typed: every live unit's prefix.
     QStringList prefixes;
     for (const QVariantList& r : c->select(QStringLiteral("SELECT DISTINCT prefix FROM qnd_auth_unit WHERE del_status=0 AND prefix<>''")))
@@ -571,7 +571,7 @@ QTreeWidgetItem* RightsExplorer::showWho(const RightPath& p)
 
 RightPath RightsExplorer::showWhy(int userId, const QString& key)
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const RightPath p = explainRight(*c, userId, key);
     QTreeWidgetItem* roles = showWho(p);
     QTreeWidgetItem* units = step(roles, tree_path,
@@ -625,7 +625,7 @@ KindInfo kindInfo(int kind)
 
 void RightsExplorer::fillItems()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     cbo_item->clear();
     const int kind = cbo_kind->currentIndex();
     if (kind == KeyKind) return;
@@ -638,7 +638,7 @@ void RightsExplorer::fillItems()
 
 bool RightsExplorer::reaches(int kind, int itemId, const Holder& holder) const
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     switch (kind) {
     case MenuKind: return menuIds(visibleMenu(*c, holder)).contains(itemId);
     case ReportKind:
@@ -657,7 +657,7 @@ bool RightsExplorer::reaches(int kind, int itemId, const Holder& holder) const
 
 bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const RightPath p = whoIs(*c, userId);
     QTreeWidgetItem* roles = showWho(p);
     const QString table = QString::fromLatin1(kindInfo(kind).table);
@@ -715,7 +715,7 @@ bool RightsExplorer::showWhyItem(int userId, int kind, int itemId)
 
 void RightsExplorer::fillSubjects()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     const bool users = opt_users->isChecked();
     const QString sql = users ? QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
                               : QStringLiteral("SELECT id, name FROM qnd_user_group WHERE del_status=0 ORDER BY %1, id");
@@ -726,12 +726,12 @@ void RightsExplorer::fillSubjects()
         if (box == cbo_compare) box->addItem(QStringLiteral("<nincs összevetés>"), -1);
         for (const QVariantList& r : rows) box->addItem(r[1].toString(), r[0].toInt());
     }
-    if (users) cbo_subject->setCurrentIndex(std::max(0, cbo_subject->findData(module().currentUserId())));
+    if (users) cbo_subject->setCurrentIndex(std::max(0, cbo_subject->findData(session().userId())));
 }
 
 void RightsExplorer::showRights()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     Controls::WaitCursor wait;
     const bool users = opt_users->isChecked();
     const int subject = cbo_subject->currentData().toInt();

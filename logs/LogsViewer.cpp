@@ -104,7 +104,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
 
 void LogsViewer::InitializeSite()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     cbo_user->blockSignals(true);
     cbo_user->clear();
     ComboAddItemData(cbo_user, QStringLiteral("- Minden felhasználó -"), -1);

@@ -40,7 +40,7 @@ bool Menus::canCreateUnder(int parentId)
 {
     if (parentId < 1) return true;
     // An item that starts a function holds no sub-items.
-    Connection* c = module().connection();
+    Connection* c = &connection();
     if (c->seek(Tables::Menu, QStringLiteral("PrimaryKey"), {parentId})
         && !c->browseRecordset(Tables::Menu).field(QStringLiteral("class_name")).toString().isEmpty()) {
         module().message().MsgWarning(
@@ -63,7 +63,7 @@ namespace NexoFrame {
 
 QHash<int, QString> Menus::usersReaching(int id)
 {
-    Connection& c = *module().connection();
+    Connection& c = connection();
     QHash<int, QString> out;
     for (const Holder& u : liveUsers(c))
         if (!u.roles.isEmpty() && menuIds(visibleMenu(c, u)).contains(id)) out.insert(u.userId, u.userName);

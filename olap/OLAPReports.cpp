@@ -101,11 +101,8 @@ void OLAPReports::setupCommandBar()
 void OLAPReports::GetAuthorisation()
 {
     // Asked quietly: the answers only choose between the full panel and the viewer.
-    Connection* c = module().connection();
-    const int user = module().currentUserId();
-    m_rights = {rightsTest(*c, user, RightsKeys::kOlapReportAdd),
-                rightsTest(*c, user, RightsKeys::kOlapReportModify),
-                rightsTest(*c, user, RightsKeys::kOlapReportDelete)};
+    const Session& s = session();
+    m_rights = {s.may(RightsKeys::kOlapReportAdd), s.may(RightsKeys::kOlapReportModify), s.may(RightsKeys::kOlapReportDelete)};
 }
 
 void OLAPReports::InitializePanel()
@@ -120,8 +117,8 @@ void OLAPReports::InitializePanel()
 void OLAPReports::treeReloading()
 {
     if (!m_viewer) return;
-    Connection& c = *module().connection();
-    m_shown = OlapAccess(c).shownTree(userHolder(c, module().currentUserId()).roles);
+    Connection& c = connection();
+    m_shown = OlapAccess(c).shownTree(userHolder(c, session().userId()).roles);
 }
 
 void OLAPReports::InitializeSite()
@@ -139,10 +136,8 @@ void OLAPReports::InitializeSite()
 
 bool OLAPReports::holdsDefinitionRight()
 {
-    Connection* c = module().connection();
-    const int user = module().currentUserId();
     for (QLatin1StringView key : {RightsKeys::kOlapReportAdd, RightsKeys::kOlapReportModify, RightsKeys::kOlapReportDelete})
-        if (rightsTest(*c, user, key)) return true;
+        if (session().may(key)) return true;
     return false;
 }
 
@@ -150,19 +145,19 @@ bool OLAPReports::mayPreview(int id)
 {
     if (typeOf(id) != cDDXOlapReport::Report) return false;
     if (holdsDefinitionRight()) return true;
-    Connection& c = *module().connection();
-    return OlapAccess(c).reaches(id, userHolder(c, module().currentUserId()).roles);
+    Connection& c = connection();
+    return OlapAccess(c).reaches(id, userHolder(c, session().userId()).roles);
 }
 
 QHash<int, QString> OLAPReports::usersReaching(int id)
 {
-    Connection& c = *module().connection();
+    Connection& c = connection();
     return OlapAccess(c).usersReaching(liveUsers(c), id);
 }
 
 QString OLAPReports::impactText(int id)
 {
-    Connection& c = *module().connection();
+    Connection& c = connection();
     const QList<Holder> users = liveUsers(c);
     OlapAccess access(c);
     const bool ticked = access.cell(id, currentSlot());
@@ -177,14 +172,14 @@ QString OLAPReports::impactText(int id)
 
 int OLAPReports::typeOf(int id) const
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     if (id < 1 || !c->seek(Tables::OlapReport, QStringLiteral("PrimaryKey"), {id})) return -1;
     return c->browseRecordset(Tables::OlapReport).field(QStringLiteral("report_type")).toInt();
 }
 
 bool OLAPReports::baseRefused(int id)
 {
-    if (module().systemEdit() || id >= 1000000) return false;
+    if (session().systemEdit() || id >= 1000000) return false;
     module().message().MsgWarning(cDDXOlapReport::kBaseReadOnly);
     return true;
 }
@@ -279,9 +274,9 @@ void OLAPReports::PreviewReport()
         connect(preview, &Olap::OlapPreview::pageFilterChanged, &dialog, [&](int page, const QVariant& value) {
             filter.removeIf([page](const auto& p) { return p.first == page; });
             if (value.isValid()) filter.append({page, value});
-            runner->start(*module().connection(), report, filter);
+            runner->start(connection(), report, filter);
         });
-        runner->start(*module().connection(), report, filter);
+        runner->start(connection(), report, filter);
         dialog.resize(900, 650);
         dialog.exec();
     });

@@ -39,21 +39,21 @@ const QList<std::pair<QString, QByteArray>>& ListWizrads::rights()
 
 QString ListWizrads::workFolder() const
 {
-    return QDir(module().connection()->databaseFolder()).filePath(QStringLiteral("ListWizard"));
+    return QDir(connection().databaseFolder()).filePath(QStringLiteral("ListWizard"));
 }
 
 void ListWizrads::InitializeSite()
 {
     titleLabel()->setText(ControlTexts::kListWizard);
-    Connection* c = module().connection();
+    Connection* c = &connection();
     for (const auto& [key, property] : rights())
-        ctl_wizard->setProperty(property.constData(), rightsTest(*c, module().currentUserId(), key));
+        ctl_wizard->setProperty(property.constData(), session().may(key));
     const QString folder = workFolder();
     if (!QDir(folder).exists() && !QDir().mkpath(folder))
         throw RuntimeError(QStringLiteral("A listavarázsló munkakönyvtára nem hozható létre: %1").arg(QDir::toNativeSeparators(folder)), 75);
     ctl_wizard->setProperty("Database", QVariant::fromValue<QObject*>(c));
     ctl_wizard->setProperty("WorkFolder", folder);
-    ctl_wizard->setProperty("UserID", module().currentUserId());
+    ctl_wizard->setProperty("UserID", session().userId());
     QVariantMap company;
     for (const auto& [name, value] : companyHeader(*c)) company.insert(name, value);
     ctl_wizard->setProperty("CompanyHeader", company);
@@ -83,13 +83,13 @@ QString listText(const QString& caption, int owner, Connection* c)
 
 QString ListWizradAuths::nodeText(const Recordset& row) const
 {
-    return listText(row.field(QStringLiteral("caption")).toString(), row.field(QStringLiteral("owner_user_id")).toInt(), module().connection());
+    return listText(row.field(QStringLiteral("caption")).toString(), row.field(QStringLiteral("owner_user_id")).toInt(), &connection());
 }
 
 QString ListWizradAuths::nodeText(const cDDXRecord& record) const
 {
     return listText(record.value(QStringLiteral("caption")).toString(), record.value(QStringLiteral("owner_user_id")).toInt(),
-                    module().connection());
+                    &connection());
 }
 
 void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, style()->standardIcon(QStyle::SP_FileDialogDetailedView)); }

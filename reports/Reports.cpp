@@ -117,8 +117,8 @@ Reports::Reports(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Reports
 void Reports::InitializeSite()
 {
     titleLabel()->setText(QStringLiteral("Riportok"));
-    Connection* c = module().connection();
-    lst_report->fill(reportsOfUser(*c, module().currentUserId()));
+    Connection* c = &connection();
+    lst_report->fill(reportsOfUser(*c, session().userId()));
 }
 
 void Reports::StartReport(const ReportEntry& e, bool print)
@@ -130,7 +130,7 @@ void Reports::StartReport(const ReportEntry& e, bool print)
         module().message().MsgInfo(QStringLiteral("Nem sikerült a riport objektumot létrehozni! (") + e.progId + QLatin1Char(')'));
         return;
     }
-    Connection* c = module().connection();
+    Connection* c = &connection();
     QList<std::pair<QString, QVariant>> values{{QStringLiteral("DAOConnection"), QVariant::fromValue<QObject*>(c)},
                                                {QStringLiteral("ReportID"), e.id},
                                                {QStringLiteral("ModulID"), mode()},
@@ -146,7 +146,7 @@ void Reports::StartReport(const ReportEntry& e, bool print)
             throw RuntimeError(QStringLiteral("A riport objektum nem fogadja el a(z) „%1” tulajdonságot (%2).").arg(name, e.progId), 438);
     }
     QString logError;
-    if (!c->writeUsageLog(Tables::ReportLog, QStringLiteral("report_id"), module().currentUserId(), e.id, &logError))
+    if (!c->writeUsageLog(Tables::ReportLog, QStringLiteral("report_id"), session().userId(), e.id, &logError))
         qWarning("report log: %s", qPrintable(logError));
     const char* method = print ? "DoPrint" : "DoReport";
     if (!QMetaObject::invokeMethod(report.get(), method, Qt::DirectConnection))

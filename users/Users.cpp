@@ -147,7 +147,7 @@ Users::~Users() = default;
 
 void Users::InitializeSite()
 {
-    Connection* c = module().connection();
+    Connection* c = &connection();
     if (!m_guard || &m_guard->connection() != c) m_guard = std::make_unique<LoginGuard>(*c);
     titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
     if (c->settings().userManagementLocal()) {
