@@ -1,8 +1,10 @@
 // The users panel on 100,000 users in 1,000 groups, per engine: attaching until shown, and
 // switching the selected group until its users show against the bare select of that
-// group's rows; and the save of a driver with both reminders against the bare writes of
+// group's rows, and against a plain QSqlQueryModel in a QTableView showing the same first
+// page, painted; and the save of a driver with both reminders against the bare writes of
 // the same three rows in one transaction.
 #include "BenchSupport.h"
+#include "ScreenBench.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "DriverRecords.h"
@@ -99,7 +101,8 @@ void run(const QString& engine, const QString& target)
                                     "FROM qnd_user WHERE del_status=0 AND user_group_id=? ORDER BY %1,id").arg(order)))
         fail(sel.lastError().text());
     // Filled: the users list holds the group's rows; shown: and the panel has painted them.
-    qint64 ours = 0, painted = 0, theirs = 0;
+    qint64 ours = 0, painted = 0, theirs = 0, plainShown = 0;
+    PlainView plain(panel.brw_item_1->table()->size());
     for (int i = 0; i < kSwitches; ++i) {
         // A group the list shows without scrolling, as a user clicks it.
         const int group = 1 + (i * 37) % 150;
@@ -116,11 +119,15 @@ void run(const QString& engine, const QString& target)
         int n = 0;
         while (sel.next()) n += sel.value(0).toInt() > 0;
         theirs += t.nsecsElapsed();
+        const Controls::PagedQuery& q = panel.brw_item_1->query();
+        plainShown += plain.show(bare, q.select() + QStringLiteral(" LIMIT 200"), q.binds);
     }
     std::printf("%s group switch: %.2f ms filled, %.2f ms shown, bare select %.2f ms each\n", qPrintable(engine),
                 ours / 1e6 / kSwitches, painted / 1e6 / kSwitches, theirs / 1e6 / kSwitches);
     std::printf("%s group switch ratio: %.2f\n", qPrintable(engine), double(ours) / double(theirs));
     std::printf("%s group switch shown ratio: %.2f\n", qPrintable(engine), double(painted) / double(theirs));
+    std::printf("%s group switch: plain view %.2f ms until shown\n", qPrintable(engine), plainShown / 1e6 / kSwitches);
+    std::printf("%s group switch shown vs plain view ratio: %.2f\n", qPrintable(engine), double(painted) / double(plainShown));
 
     // A driver with both reminders: three rows.
     module().takeSite(&site);
