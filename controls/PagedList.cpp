@@ -142,6 +142,7 @@ void PagedModel::start(const PagedQuery& query)
 {
     beginResetModel();
     m_query = query;
+    m_rows.clear();
     m_cells.clear();
     m_keys.clear();
     m_first.clear();
@@ -155,7 +156,12 @@ void PagedModel::start(const PagedQuery& query)
 QVariant PagedModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid()) return {};
-    if (role == Qt::DisplayRole) return m_cells[index.row()][index.column()];
+    if (role == Qt::DisplayRole) {
+        // Shown as painted: a page is read whole, but only a screen of it is seen at once.
+        QStringList& shown = m_cells[index.row()];
+        if (shown.isEmpty()) shown = cells(m_rows[index.row()]);
+        return shown.value(index.column());
+    }
     if (role == Qt::TextAlignmentRole) return alignment(index.column());
     return {};
 }
@@ -166,7 +172,7 @@ bool PagedModel::read(const QVariantList* edge, bool reversed, QList<QVariantLis
     const auto sink = [rows](const QVariantList& r) { *rows << r; };
     bool ok = true;
     if (!m_query.order.keyed()) {
-        ok = run(m_query.counted(kPage, int(m_cells.size())), sink, &error);
+        ok = run(m_query.counted(kPage, int(m_rows.size())), sink, &error);
     } else if (!edge) {
         ok = run(m_query.first(kPage, reversed), sink, &error);
     } else {
@@ -185,23 +191,21 @@ void PagedModel::take(const QList<QVariantList>& rows, bool front)
     if (rows.isEmpty()) return;
     const qsizetype sorts = m_query.order.keyed() ? m_query.order.expressions().size() : 0;
     const auto sortOf = [sorts](const QVariantList& r) { return r.mid(r.size() - sorts); };
-    QList<QStringList> cellsOf;
     QList<QVariant> keysOf;
-    cellsOf.reserve(rows.size());
     keysOf.reserve(rows.size());
-    for (const QVariantList& r : rows) {
-        cellsOf << cells(r);
-        keysOf << r.value(0);
-    }
-    const int at = front ? 0 : int(m_cells.size());
+    for (const QVariantList& r : rows) keysOf << r.value(0);
+    const int at = front ? 0 : int(m_rows.size());
     beginInsertRows({}, at, at + int(rows.size()) - 1);
-    if (front || m_cells.isEmpty()) m_first = sortOf(rows.first());
-    if (!front || m_cells.isEmpty()) m_last = sortOf(rows.last());
+    if (front || m_rows.isEmpty()) m_first = sortOf(rows.first());
+    if (!front || m_rows.isEmpty()) m_last = sortOf(rows.last());
+    const QList<QStringList> unshown(rows.size());
     if (front) {
-        m_cells = cellsOf + m_cells;
+        m_rows = rows + m_rows;
+        m_cells = unshown + m_cells;
         m_keys = keysOf + m_keys;
     } else {
-        m_cells += cellsOf;
+        m_rows += rows;
+        m_cells += unshown;
         m_keys += keysOf;
     }
     endInsertRows();
@@ -211,7 +215,7 @@ void PagedModel::fetchMore(const QModelIndex& parent)
 {
     if (!canFetchMore(parent)) return;
     QList<QVariantList> rows;
-    const bool ok = read(m_cells.isEmpty() ? nullptr : &m_last, false, &rows);
+    const bool ok = read(m_rows.isEmpty() ? nullptr : &m_last, false, &rows);
     m_moreAfter = ok && rows.size() == kPage;
     take(rows, false);
 }
@@ -223,6 +227,7 @@ void PagedModel::toEnd()
     if (!read(nullptr, true, &rows)) return;
     std::reverse(rows.begin(), rows.end());
     beginResetModel();
+    m_rows.clear();
     m_cells.clear();
     m_keys.clear();
     m_atStart = rows.size() < kPage;
@@ -238,7 +243,7 @@ void PagedModel::toStart()
 
 int PagedModel::fetchBefore()
 {
-    if (m_atStart || m_cells.isEmpty()) return 0;
+    if (m_atStart || m_rows.isEmpty()) return 0;
     QList<QVariantList> rows;
     if (!read(&m_first, true, &rows)) return 0;
     std::reverse(rows.begin(), rows.end());

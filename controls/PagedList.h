@@ -101,7 +101,7 @@ public:
     // The page before the first row read (after Ctrl+End); how many rows came.
     int fetchBefore();
 
-    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : int(m_cells.size()); }
+    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : int(m_rows.size()); }
     QVariant data(const QModelIndex& index, int role) const override;
     bool canFetchMore(const QModelIndex& parent) const override { return !parent.isValid() && m_moreAfter; }
     void fetchMore(const QModelIndex& parent) override;
@@ -109,7 +109,8 @@ public:
 protected:
     // Runs a statement, each row to `row`; false with the engine's words in `error`.
     virtual bool run(const PagedQuery::Statement& s, const std::function<void(const QVariantList&)>& row, QString* error) = 0;
-    // A row's cells from the values read (the sort values after them are left alone).
+    // A row's cells from the values read (the sort values after them are left alone), made
+    // when the row is first shown.
     virtual QStringList cells(const QVariantList& row) const = 0;
     // The sort values of a row as they are bound again.
     virtual QVariantList bindable(const QVariantList& values) const { return values; }
@@ -121,7 +122,8 @@ private:
     void take(const QList<QVariantList>& rows, bool front);
 
     PagedQuery m_query;
-    QList<QStringList> m_cells;
+    QList<QVariantList> m_rows;          // as read
+    mutable QList<QStringList> m_cells;  // as shown, made when first painted
     QList<QVariant> m_keys;
     QVariantList m_first, m_last; // sort values of the window's first and last rows
     bool m_atStart = true, m_moreAfter = false;
