@@ -375,13 +375,33 @@ bool Connection::execute(const QString& sql, const QVariantList& binds, QString*
         return false;
     }
     for (int attempt = 0;; ++attempt) {
-        QSqlQuery q(m_db);
-        // Statements without values go as they are: a server prepares no DDL.
-        bool ok = binds.isEmpty() || q.prepare(sql);
-        for (int i = 0; ok && i < binds.size(); ++i) q.bindValue(i, binds[i]);
-        ok = ok && (binds.isEmpty() ? q.exec(sql) : q.exec());
-        const QString e = ok ? QString() : q.lastError().text();
-        q.finish();
+        bool ok = false;
+        QString e;
+        // Statements made of changing text (lists of values) would pile up on the server.
+        const bool keep = m_statements.contains(sql) || m_statements.size() < kMaxStatements;
+        if (binds.isEmpty() || !keep) {
+            // Statements without values go as they are: a server prepares no DDL.
+            QSqlQuery q(m_db);
+            ok = binds.isEmpty() || q.prepare(sql);
+            for (int i = 0; ok && i < binds.size(); ++i) q.bindValue(i, binds[i]);
+            ok = ok && (binds.isEmpty() ? q.exec(sql) : q.exec());
+            if (!ok) e = q.lastError().text();
+            q.finish();
+        } else {
+            // Kept prepared, as the recordsets' are: a save repeats the same few statements,
+            // and a statement prepared anew costs a server two more round trips.
+            QSqlQuery* q = nullptr;
+            try {
+                q = &prepared(sql);
+            } catch (const DbError& failed) {
+                if (error) *error = failed.message();
+                return false;
+            }
+            for (int i = 0; i < binds.size(); ++i) q->bindValue(i, binds[i]);
+            ok = q->exec();
+            if (!ok) e = q->lastError().text();
+            q->finish();
+        }
         touch();
         if (ok) return true;
         QString lost;

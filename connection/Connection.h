@@ -150,6 +150,7 @@ private:
     QString m_connectionName;
     QString m_target;
     bool m_open = false;
+    static constexpr int kMaxStatements = 400;
     QHash<QString, QSqlQuery*> m_statements;
     std::map<int, std::unique_ptr<Recordset>> m_browse, m_edit;
     std::unique_ptr<Keys> m_keys;

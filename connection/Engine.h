@@ -41,6 +41,9 @@ public:
     virtual bool prepareSchema(QSqlDatabase& db, QString* error) = 0;
     // The larger of two SQL expressions.
     virtual QString greatest(const QString& a, const QString& b) const = 0;
+    // Whether a WITH clause may write (INSERT ... RETURNING), so that the keys of new rows
+    // and the rows themselves go to a server in one statement.
+    virtual bool writesInWith() const = 0;
 
     // Value conversion between the module's types and what the engine stores. Both engines
     // keep dates as the clock reads, without a zone, to the second, and differ in booleans.

@@ -23,16 +23,30 @@ QString HistoryLog::text(const ColumnDef& c, const QVariant& value) const
 void HistoryLog::record(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew, const QVariant& oldValue,
                         const QVariant& newValue)
 {
+    record(t, rowId, rowIsNew, {{&c, oldValue, newValue}});
+}
+
+void HistoryLog::record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes)
+{
     if (!m_enabled) return;
-    const QString before = text(c, oldValue), after = text(c, newValue);
-    if (before == after) return;
-    QString error;
-    if (!m_c.execute(QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, old_value, "
-                                    "new_value) VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-                     {m_c.keys().newKey(Tables::RightsHistory), now(), m_c.session().userId(), t.name, rowId, c.name,
-                      rowIsNew ? QVariant() : QVariant(before), QVariant(after)},
-                     &error))
-        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
+    QVariantList cells;
+    int rows = 0;
+    for (const Change& c : changes) {
+        const QString before = text(*c.column, c.oldValue), after = text(*c.column, c.newValue);
+        if (before == after) continue;
+        cells << c.column->name << (rowIsNew ? QVariant() : QVariant(before)) << QVariant(after);
+        ++rows;
+    }
+    if (rows == 0) return;
+    try {
+        m_c.keys().insertKeyed(Tables::RightsHistory,
+                               {QStringLiteral("changed_at"), QStringLiteral("user_id"), QStringLiteral("table_name"),
+                                QStringLiteral("row_id"), QStringLiteral("column_name"), QStringLiteral("old_value"),
+                                QStringLiteral("new_value")},
+                               {now(), m_c.session().userId(), t.name, rowId}, cells, rows);
+    } catch (const DbError& e) {
+        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
+    }
 }
 
 void HistoryLog::recordRows(const TableDef& t, const ColumnDef& c, const QString& rowsCte, const QVariant& cteValue, bool on)

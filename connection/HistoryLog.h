@@ -20,6 +20,12 @@ public:
     // before has the old value text() gives it.
     void record(const TableDef& t, const QVariant& rowId, const ColumnDef& c, bool rowIsNew, const QVariant& oldValue,
                 const QVariant& newValue);
+    // The same for the changed cells of one row, written as one statement.
+    struct Change {
+        const ColumnDef* column;
+        QVariant oldValue, newValue;
+    };
+    void record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes);
     // The same for every row of `t` that `rowsCte` (a WITH clause naming its rows "d", with
     // its one bound value `cteValue`) lists and whose yes/no column `c` is not `on` yet: one
     // statement, under keys taken as one block.

@@ -29,19 +29,80 @@ int Keys::handOut(int table, int count, const QString& column, int lowest)
     // handed out again, even when its row was rolled back. A block of `count` keys ends
     // at the key stored.
     const int n = std::max(1, count);
-    const QString sql = QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES (?, %1) "
-                                       "ON CONFLICT (table_name) DO UPDATE SET last_key = %2 RETURNING last_key")
-                            .arg(m_c.engine().greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + %3 FROM %2)")
-                                                        .arg(quoted(column), quoted(t.name))
-                                                        .arg(n),
-                                                    QStringLiteral("?")),
-                                 m_c.engine().greatest(QStringLiteral("qnd_key.last_key + %1").arg(n), QStringLiteral("excluded.last_key")));
-    // Keys kept above `lowest` move the stored last key there, so that the next ones follow.
-    auto rows = m_c.select(sql, {t.name, std::max(m_lastKey.value(table, 0) + n, lowest + n - 1)});
+    auto rows = m_c.select(handOutSql(t.name, n, column) + QStringLiteral(" RETURNING last_key"), handOutValues(table, t.name, n, lowest));
     if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
     const int last = rows.first().value(0).toInt();
     m_lastKey[table] = last;
     return last - n + 1;
+}
+
+QString Keys::handOutSql(const QString& table, int count, const QString& column) const
+{
+    return QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES (?, %1) "
+                          "ON CONFLICT (table_name) DO UPDATE SET last_key = %2")
+        .arg(m_c.engine().greatest(QStringLiteral("(SELECT COALESCE(MAX(%1), 0) + %3 FROM %2)").arg(quoted(column), quoted(table)).arg(count),
+                                   QStringLiteral("?")),
+             m_c.engine().greatest(QStringLiteral("qnd_key.last_key + %1").arg(count), QStringLiteral("excluded.last_key")));
+}
+
+QVariantList Keys::handOutValues(int table, const QString& name, int count, int lowest) const
+{
+    // Keys kept above `lowest` move the stored last key there, so that the next ones follow.
+    return {name, std::max(m_lastKey.value(table, 0) + count, lowest + count - 1)};
+}
+
+int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows)
+{
+    const TableDef* def = Schema::instance().table(table);
+    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
+    const TableDef& t = *def;
+    const int own = rows > 0 ? int(perRow.size() / rows) : 0;
+    if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size())
+        throw DbError(QStringLiteral("Hibás sorösszeállítás (%1).").arg(t.name));
+    QStringList names{quoted(t.primaryKey)};
+    for (const QString& c : columns) names << quoted(c);
+    QString error;
+    if (m_c.engine().writesInWith()) {
+        // The key block and the rows in one statement; each row's key is its place in the block.
+        QStringList tuples, ownNames, select{QStringLiteral("k.last_key - %1 + v.n").arg(rows)};
+        for (int i = 0; i < shared.size(); ++i) select << QStringLiteral("?");
+        for (int j = 0; j < own; ++j) {
+            // A VALUES list reads unnamed values as text: the rest are cast to their column.
+            const ColumnDef* c = t.column(columns[shared.size() + j]);
+            if (!c) throw DbError(QStringLiteral("Ismeretlen mező: %1").arg(columns[shared.size() + j]));
+            const bool text = c->type == ColType::Text || c->type == ColType::Memo;
+            ownNames << QStringLiteral("c%1").arg(j);
+            select << (text ? QStringLiteral("v.c%1").arg(j) : QStringLiteral("CAST(v.c%1 AS %2)").arg(j).arg(m_c.engine().sqlType(*c)));
+        }
+        for (int r = 0; r < rows; ++r)
+            tuples << QStringLiteral("(%1").arg(r + 1) + QStringLiteral(", ?").repeated(own) + QLatin1Char(')');
+        const QString sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
+            + QStringLiteral(" RETURNING last_key) INSERT INTO %1 (%2) SELECT %3 FROM k, (VALUES %4) AS v(n, %5) RETURNING %6")
+                  .arg(quoted(t.name), names.join(QLatin1Char(',')), select.join(QLatin1Char(',')),
+                       tuples.join(QLatin1Char(',')), ownNames.join(QLatin1Char(',')), quoted(t.primaryKey));
+        int first = 0, last = 0;
+        m_c.selectEach(sql, handOutValues(table, t.name, rows, 0) + shared + perRow, [&](const QVariantList& r) {
+            const int key = r.value(0).toInt();
+            first = first == 0 ? key : std::min(first, key);
+            last = std::max(last, key);
+            return true;
+        });
+        if (last == 0) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
+        m_lastKey[table] = last;
+        return first;
+    }
+    const int first = handOut(table, rows, t.primaryKey, 0);
+    QStringList tuples;
+    QVariantList values;
+    const QString marks = QStringLiteral(", ?").repeated(columns.size());
+    for (int r = 0; r < rows; ++r) {
+        tuples << QStringLiteral("(?") + marks + QLatin1Char(')');
+        values << first + r << shared << perRow.mid(r * own, own);
+    }
+    if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), names.join(QLatin1Char(',')), tuples.join(QLatin1Char(','))),
+                     values, &error))
+        throw DbError(error);
+    return first;
 }
 
 } // namespace NexoFrame

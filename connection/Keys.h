@@ -24,11 +24,21 @@ public:
     static constexpr int kFirstOwnKey = 1000000;
     static bool hasDeliveredBase(int table);
     int newOwnKey(int table, bool systemEdit, const QString& column = QStringLiteral("id"));
+    // Inserts `rows` new rows into `table`, keyed by a block of new keys, in one statement
+    // where the engine can write in a WITH clause (one round trip to a server), else with
+    // the block taken just before. `columns` are the other columns, `shared` values that
+    // every row gets (bound to the first columns) and `perRow` each row's own values for
+    // the rest, row after row. Returns the first key; throws DbError when it fails.
+    int insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows);
     // Forgets what this session handed out (a new link starts afresh).
     void reset() { m_lastKey.clear(); }
 
 private:
     int handOut(int table, int count, const QString& column, int lowest);
+    // The statement that hands out `count` keys of `t` (two values: the table's name and
+    // the lowest last key), and those values.
+    QString handOutSql(const QString& table, int count, const QString& column) const;
+    QVariantList handOutValues(int table, const QString& name, int count, int lowest) const;
     Connection& m_c;
     QHash<int, int> m_lastKey;
 };

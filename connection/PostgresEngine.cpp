@@ -149,6 +149,7 @@ public:
         return false;
     }
 
+    bool writesInWith() const override { return true; }
     QString greatest(const QString& a, const QString& b) const override
     {
         return QStringLiteral("GREATEST(%1, %2)").arg(a, b);

@@ -557,12 +557,13 @@ bool Recordset::update()
     // The rights history keeps what changed, in the same transaction as the change.
     if (!m_table->historyColumns.isEmpty()) {
         try {
+            QList<HistoryLog::Change> changes;
             for (int i : std::as_const(m_cols)) {
                 const ColumnDef& c = m_table->columns[i];
                 if (!m_table->historyColumns.contains(c.name) || (m_mode == Mode::Edit && !m_dirty[i])) continue;
-                m_c->history().record(*m_table, keyValue, c, m_mode == Mode::Add, m_mode == Mode::Edit ? current()[i] : QVariant(),
-                                   m_c->engine().toDb(c, m_editRow[i]));
+                changes.append({&c, m_mode == Mode::Edit ? current()[i] : QVariant(), m_c->engine().toDb(c, m_editRow[i])});
             }
+            m_c->history().record(*m_table, keyValue, m_mode == Mode::Add, changes);
         } catch (const DbError& e) {
             m_lastError = e.message();
             m_mode = Mode::None;

@@ -200,6 +200,7 @@ public:
     }
 
     bool prepareSchema(QSqlDatabase&, QString*) override { return true; }
+    bool writesInWith() const override { return false; }
     QString greatest(const QString& a, const QString& b) const override
     {
         return QStringLiteral("max(%1, %2)").arg(a, b);

@@ -1,5 +1,5 @@
 #include "Connection.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "TestDatabase.h"
 #include "Module.h"
 #include "cDDXAuthUnit.h"
@@ -37,6 +37,7 @@ public:
     QStringList tables(QSqlDatabase& db) const override { return m_e->tables(db); }
     bool prepareSchema(QSqlDatabase& db, QString* e) override { return m_e->prepareSchema(db, e); }
     QString greatest(const QString& a, const QString& b) const override { return m_e->greatest(a, b); }
+    bool writesInWith() const override { return m_e->writesInWith(); }
     QVariant storedBool(bool v) const override { return m_e->storedBool(v); }
     bool tryMasterLock(QSqlDatabase& db, int w) override { ++tries; return m_e->tryMasterLock(db, w); }
     bool commitAndRelease(QSqlDatabase& db) override { return m_e->commitAndRelease(db); }
@@ -55,7 +56,7 @@ private:
 
 } // namespace
 
-class tst_masterlock : public QObject {
+class tst_masterlock : public ModalSuite {
     Q_OBJECT
     TestDatabase m_db;
     CountingEngine* m_engine = nullptr;
@@ -101,12 +102,7 @@ class tst_masterlock : public QObject {
 private slots:
     void initTestCase();
     void cleanupTestCase();
-    void init() { resetModalDriver(); m_asked.clear(); m_engine->tries = 0; module().errors().Clear(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        QCOMPARE(expiredModalActions(), 0);
-    }
+    void init() { ModalSuite::init(); m_asked.clear(); m_engine->tries = 0; }
     void refusedLockAsksAfterThreeSilentTries();
     void killedHolderLeavesTheLockFree();
     void creationWaitsForTheHolder();
