@@ -1,7 +1,7 @@
 #include "AuthUnits.h"
 #include "Connection.h"
 #include "Factory.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "RoleTicks.h"
 #include "RuntimeError.h"
@@ -90,12 +90,9 @@ void fillNewUnit(const QString& name)
 
 } // namespace
 
-class TstAuthUnits : public QObject {
+class TstAuthUnits : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup() { QCOMPARE(pendingModalActions(), 0); }
-
     void modesShowTheirBarsAndChecks()
     {
         TestSite site;

@@ -1,7 +1,7 @@
 #include "ConfigTransfer.h"
 #include "Connection.h"
 #include "IAddin.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "RightsExplorer.h"
 #include "RightsHistory.h"
@@ -140,12 +140,10 @@ void enrich(Connection& c)
 
 } // namespace
 
-class tst_configtransfer : public QObject {
+class tst_configtransfer : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init() { resetModalDriver(); }
-
     // Export, then import into a database that has only the schema (its ids handed out far
     // from the source's): every user has the same effective rights there, by the explorer;
     // exporting again gives the same file; a second import changes nothing.

@@ -1,5 +1,5 @@
 #include "ErrorHandler.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "cMessage2.h"
 
@@ -32,17 +32,10 @@ ModalAction answer(const QString& button, Seen* seen = nullptr)
 
 } // namespace
 
-class tst_errorhandler : public QObject {
+class tst_errorhandler : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        QCOMPARE(expiredModalActions(), 0);
-    }
-
     void retryRunsTheStepAgain();
     void resumeGoesOnWithTheNextStep();
     void leaveStopsTheProcedure();

@@ -1,5 +1,5 @@
 #include "ErrorList.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "frmErrorMessage.h"
 
@@ -38,21 +38,10 @@ void look(QWidget* dlg, Seen& seen)
 
 } // namespace
 
-class tst_errorlist : public QObject {
+class tst_errorlist : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        resetModalDriver();
-        module().errors().Clear();
-    }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        QCOMPARE(expiredModalActions(), 0);
-    }
-
     void emptyListShowsNothing();
     void anyErrorOffersOnlyCancel();
     void warningsAcceptedGoOn();

@@ -1,7 +1,7 @@
 #include "ConfigTransfer.h"
 #include "Connection.h"
 #include "ListWizard.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "RightsHistory.h"
 #include "RoleTicks.h"
@@ -20,7 +20,7 @@ using namespace NexoFrame;
 // Every locked write goes through Connection::writeLocked: whatever fails in its middle, the
 // write goes back whole, the transaction ends and the master lock is free for everyone else.
 // Faults come from the database itself: a trigger that refuses one statement of the write.
-class tst_lockedwrites : public QObject {
+class tst_lockedwrites : public ModalSuite {
     Q_OBJECT
     TestDatabase m_db;
     std::unique_ptr<Connection> m_c;
@@ -78,15 +78,10 @@ private slots:
         m_c->session().setUserId(1);
     }
     void cleanupTestCase() { module().setConnection(nullptr); }
-    void init()
-    {
-        resetModalDriver();
-        module().errors().Clear();
-    }
     void cleanup()
     {
         if (!m_faultTable.isEmpty()) heal();
-        QCOMPARE(pendingModalActions(), 0);
+        ModalSuite::cleanup();
     }
 
     void anyThrowEndsTheWrite();

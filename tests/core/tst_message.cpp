@@ -1,4 +1,4 @@
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "RuntimeError.h"
 #include "cMessage2.h"
@@ -33,17 +33,10 @@ QString longText()
 
 } // namespace
 
-class tst_message : public QObject {
+class tst_message : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        QCOMPARE(expiredModalActions(), 0);
-    }
-
     void buttonSets_data();
     void buttonSets();
     void wrappersChooseIconButtonsAndCloseCode();

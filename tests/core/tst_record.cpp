@@ -1,5 +1,5 @@
 #include "Connection.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "RuntimeError.h"
 #include "TestDatabase.h"
@@ -43,7 +43,7 @@ QStringList descriptions()
 } // namespace
 
 // The record lifecycle, on authorisation units in a real database.
-class tst_record : public QObject {
+class tst_record : public ModalSuite {
     Q_OBJECT
     TestDatabase m_db;
     std::unique_ptr<Connection> m_c;
@@ -87,14 +87,8 @@ private slots:
     void cleanupTestCase() { module().setConnection(nullptr); }
     void init()
     {
-        resetModalDriver();
-        module().errors().Clear();
+        ModalSuite::init();
         module().setCurrentUserId(1);
-    }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        QCOMPARE(expiredModalActions(), 0);
     }
 
     void unconfirmedIsRefusedWithoutLocking();

@@ -1,7 +1,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "Menus.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Snapshots.h"
 #include "Module.h"
 #include "RoleTicks.h"
@@ -92,12 +92,10 @@ void edit(Connection& c, int table, int id, const QString& column, const QVarian
 
 } // namespace
 
-class tst_rightshistory : public QObject {
+class tst_rightshistory : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init() { resetModalDriver(); }
-
     // Each tick of a tree: one history row per cell that changed, with whom, and nothing else.
     void everyTickIsKept()
     {

@@ -6,7 +6,7 @@
 #include "ReportCatalogue.h"
 #include "RoleTicks.h"
 #include "MenuAccess.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Snapshots.h"
 #include "Module.h"
 #include "RightsExplorer.h"
@@ -44,12 +44,10 @@ QSet<QString> holders(Connection& c, const QString& key)
 
 } // namespace
 
-class tst_explorer : public QObject {
+class tst_explorer : public ModalSuite {
     Q_OBJECT
 
 private slots:
-    void init() { resetModalDriver(); }
-
     // The panel's why-path says what the rights test says, for every user and key of the demo
     // data; its menu rows are the shell's menu of each user.
     void agreesWithTheRightsTestAndTheMenu()

@@ -1,7 +1,7 @@
 #include "BrowseView.h"
 #include "Connection.h"
 #include "LogsViewer.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "TestSite.h"
 #include <QCheckBox>
 #include <QComboBox>
@@ -33,11 +33,9 @@ QStringList column(Controls::BrowseView* v, int col)
 
 } // namespace
 
-class TstLogs : public QObject {
+class TstLogs : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-
     void menuLogByUserNewestFirst()
     {
         TestSite site;

@@ -1,5 +1,5 @@
 #include "Connection.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "RecordTesting.h"
 #include "Menus.h"
 #include "Module.h"
@@ -44,17 +44,9 @@ ModalAction readErrorList(QStringList* out)
 
 } // namespace
 
-class TstMenus : public QObject {
+class TstMenus : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        if (module().session()) module().session()->setSystemEdit(false);
-        module().errors().Clear();
-    }
-
     void baseMenuIsReadOnlyUnlessSystemEdit()
     {
         TestSite site;

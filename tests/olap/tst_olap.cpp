@@ -1,5 +1,5 @@
 #include "Connection.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "RecordTesting.h"
 #include "Module.h"
 #include "OLAPReports.h"
@@ -59,17 +59,9 @@ QList<QVariantList> storedFields(Connection& c, int report)
 
 } // namespace
 
-class TstOlap : public QObject {
+class TstOlap : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        if (module().session()) module().session()->setSystemEdit(false);
-        module().errors().Clear();
-    }
-
     void fieldCollection()
     {
         TestSite site;

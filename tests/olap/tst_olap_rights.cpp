@@ -1,7 +1,7 @@
 // Who may use an OLAP report, as the rights tree sets it and as the panel shows it.
 #include "Connection.h"
 #include "OlapAccess.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Module.h"
 #include "OLAPReports.h"
 #include "OlapPreview.h"
@@ -55,12 +55,9 @@ bool previewShown(OLAPReports& p, int id, QString* said = nullptr)
 
 } // namespace
 
-class TstOlapRights : public QObject {
+class TstOlapRights : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup() { QCOMPARE(pendingModalActions(), 0); }
-
     // A tick writes the node's own row: nothing below it, no folder above. The report then
     // reaches those whose slot it and every folder above share, and the tooltip, the role bar
     // and the panel's users all say so; the history keeps each tick and Ctrl+Z takes it back.

@@ -1,5 +1,5 @@
 #include "Connection.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "Modules.h"
 #include "ReportAuthorizations.h"
 #include "Reports.h"
@@ -131,12 +131,12 @@ ReportEntry entry(int id, const QString& name, const QString& progId = QStringLi
 
 } // namespace
 
-class TstReports : public QObject {
+class TstReports : public ModalSuite {
     Q_OBJECT
 private slots:
     void init()
     {
-        resetModalDriver();
+        ModalSuite::init();
         Recorder::runs.clear();
         Recorder::made = 0;
     }

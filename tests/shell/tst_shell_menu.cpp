@@ -1,7 +1,7 @@
 // The shell against the real module: placeholders and external programs, the menu following
 // a save in the Menus panel, the user's own items, the toolbar, and logins following what
 // the users panel saves.
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "ShellApplication.h"
 #include "ShellFixture.h"
 #include "Modules.h"
@@ -64,18 +64,18 @@ int lastMenuId(ShellFixture& f) { return f.count(QStringLiteral("SELECT MAX(id) 
 
 } // namespace
 
-class TstShellMenu : public QObject {
+class TstShellMenu : public ModalSuite {
     Q_OBJECT
 private slots:
     void init()
     {
-        resetModalDriver();
+        ModalSuite::init();
         Notices::clearLast();
     }
     void cleanup()
     {
-        QCOMPARE(pendingModalActions(), 0);
         Notices::setConsole(false);
+        ModalSuite::cleanup();
     }
 
     void placeholdersAndQuotedArguments()

@@ -3,7 +3,7 @@
 #include "Connection.h"
 #include "Secrets.h"
 #include "LoginGuard.h"
-#include "ModalDriver.h"
+#include "ModalSuite.h"
 #include "RecordTesting.h"
 #include "Module.h"
 #include "QuickPick.h"
@@ -95,16 +95,9 @@ void fail(Connection& c, const QString& name, int count)
 
 } // namespace
 
-class TstUsers : public QObject {
+class TstUsers : public ModalSuite {
     Q_OBJECT
 private slots:
-    void init() { resetModalDriver(); }
-    void cleanup()
-    {
-        QCOMPARE(pendingModalActions(), 0);
-        module().errors().Clear();
-    }
-
     void groupChecksAndDefaults()
     {
         TestSite site;
