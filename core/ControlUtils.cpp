@@ -65,70 +65,83 @@ bool showsWaitCursor()
     return c && c->shape() == Qt::WaitCursor;
 }
 
-} // namespace
-
 // --- adaptors ------------------------------------------------------------------------------
 
-ComboBoxList::ComboBoxList(QComboBox* box) : m_box(box) { needObject(box); }
-int ComboBoxList::ListCount() const { return m_box->count(); }
-int ComboBoxList::ListIndex() const { return m_box->currentIndex(); }
-void ComboBoxList::setListIndex(int index) { m_box->setCurrentIndex(index); }
-
-int ComboBoxList::ItemData(int index) const
-{
-    needIndex(index, m_box->count());
-    return NullTo(m_box->itemData(index, Qt::UserRole), QMetaType::fromType<int>()).toInt();
-}
-
-void ComboBoxList::setItemData(int index, int data)
-{
-    needIndex(index, m_box->count());
-    m_box->setItemData(index, data, Qt::UserRole);
-}
-
-int ComboBoxList::AddItem(const QString& text)
-{
-    // A box selects the first entry put into it; a list that had no selection must keep
-    // none, or reading it would hand out the first entry's number instead of the default.
-    const int at = m_box->count();
-    if (m_box->currentIndex() < 0) {
-        const QSignalBlocker quiet(m_box);
-        m_box->insertItem(at, text);
-        m_box->setCurrentIndex(-1);
-    } else {
-        m_box->insertItem(at, text);
+// The item data lives in the entries' Qt::UserRole; an index out of range is refused the
+// same way for every kind of list.
+class UserRoleList : public ListAdaptor {
+public:
+    int ItemData(int index) const final
+    {
+        needIndex(index, ListCount());
+        return NullTo(dataAt(index), QMetaType::fromType<int>()).toInt();
     }
-    return at;
-}
+    void setItemData(int index, int data) final
+    {
+        needIndex(index, ListCount());
+        setDataAt(index, data);
+    }
 
-void ComboBoxList::Clear() { m_box->clear(); }
+protected:
+    virtual QVariant dataAt(int index) const = 0;
+    virtual void setDataAt(int index, int data) = 0;
+};
 
-ListWidgetList::ListWidgetList(QListWidget* list) : m_list(list) { needObject(list); }
-int ListWidgetList::ListCount() const { return m_list->count(); }
-int ListWidgetList::ListIndex() const { return m_list->currentRow(); }
-void ListWidgetList::setListIndex(int index) { m_list->setCurrentRow(index); }
+class ComboBoxList final : public UserRoleList {
+public:
+    explicit ComboBoxList(QComboBox* box) : m_box(box) { needObject(box); }
+    int ListCount() const override { return m_box->count(); }
+    int ListIndex() const override { return m_box->currentIndex(); }
+    void setListIndex(int index) override { m_box->setCurrentIndex(index); }
+    int AddItem(const QString& text) override
+    {
+        // A box selects the first entry put into it; a list that had no selection must keep
+        // none, or reading it would hand out the first entry's number instead of the default.
+        const int at = m_box->count();
+        if (m_box->currentIndex() < 0) {
+            const QSignalBlocker quiet(m_box);
+            m_box->insertItem(at, text);
+            m_box->setCurrentIndex(-1);
+        } else {
+            m_box->insertItem(at, text);
+        }
+        return at;
+    }
+    void Clear() override { m_box->clear(); }
 
-int ListWidgetList::ItemData(int index) const
-{
-    needIndex(index, m_list->count());
-    return NullTo(m_list->item(index)->data(Qt::UserRole), QMetaType::fromType<int>()).toInt();
-}
+private:
+    QVariant dataAt(int index) const override { return m_box->itemData(index, Qt::UserRole); }
+    void setDataAt(int index, int data) override { m_box->setItemData(index, data, Qt::UserRole); }
 
-void ListWidgetList::setItemData(int index, int data)
-{
-    needIndex(index, m_list->count());
-    m_list->item(index)->setData(Qt::UserRole, data);
-}
+    QComboBox* m_box;
+};
 
-int ListWidgetList::AddItem(const QString& text)
-{
-    // A sorting list places the entry by its text: ask where it went.
-    auto* item = new QListWidgetItem(text);
-    m_list->addItem(item);
-    return m_list->row(item);
-}
+class ListWidgetList final : public UserRoleList {
+public:
+    explicit ListWidgetList(QListWidget* list) : m_list(list) { needObject(list); }
+    int ListCount() const override { return m_list->count(); }
+    int ListIndex() const override { return m_list->currentRow(); }
+    void setListIndex(int index) override { m_list->setCurrentRow(index); }
+    int AddItem(const QString& text) override
+    {
+        // A sorting list places the entry by its text: ask where it went.
+        auto* item = new QListWidgetItem(text);
+        m_list->addItem(item);
+        return m_list->row(item);
+    }
+    void Clear() override { m_list->clear(); }
 
-void ListWidgetList::Clear() { m_list->clear(); }
+private:
+    QVariant dataAt(int index) const override { return m_list->item(index)->data(Qt::UserRole); }
+    void setDataAt(int index, int data) override { m_list->item(index)->setData(Qt::UserRole, data); }
+
+    QListWidget* m_list;
+};
+
+} // namespace
+
+ListRef::ListRef(QComboBox* box) : m_owned(std::make_unique<ComboBoxList>(box)), m_list(m_owned.get()) {}
+ListRef::ListRef(QListWidget* list) : m_owned(std::make_unique<ListWidgetList>(list)), m_list(m_owned.get()) {}
 
 std::unique_ptr<ListAdaptor> listOf(QWidget* control)
 {

@@ -28,45 +28,14 @@ public:
     virtual void Clear() = 0;
 };
 
-// The item data lives in the entries' Qt::UserRole.
-class ComboBoxList final : public ListAdaptor {
-public:
-    explicit ComboBoxList(QComboBox* box);
-    int ListCount() const override;
-    int ListIndex() const override;
-    void setListIndex(int index) override;
-    int ItemData(int index) const override;
-    void setItemData(int index, int data) override;
-    int AddItem(const QString& text) override;
-    void Clear() override;
-
-private:
-    QComboBox* m_box;
-};
-
-class ListWidgetList final : public ListAdaptor {
-public:
-    explicit ListWidgetList(QListWidget* list);
-    int ListCount() const override;
-    int ListIndex() const override;
-    void setListIndex(int index) override;
-    int ItemData(int index) const override;
-    void setItemData(int index, int data) override;
-    int AddItem(const QString& text) override;
-    void Clear() override;
-
-private:
-    QListWidget* m_list;
-};
-
 // The adaptor for a QComboBox or QListWidget; RuntimeError for any other control.
 std::unique_ptr<ListAdaptor> listOf(QWidget* control);
 
 // The list argument of the procedures below, so that callers pass their control itself.
 class ListRef {
 public:
-    ListRef(QComboBox* box) : m_owned(std::make_unique<ComboBoxList>(box)), m_list(m_owned.get()) {}
-    ListRef(QListWidget* list) : m_owned(std::make_unique<ListWidgetList>(list)), m_list(m_owned.get()) {}
+    ListRef(QComboBox* box);
+    ListRef(QListWidget* list);
     ListRef(QWidget* control) : m_owned(listOf(control)), m_list(m_owned.get()) {}
     ListRef(ListAdaptor& list) : m_list(&list) {}
     ListAdaptor* operator->() const { return m_list; }
