@@ -64,10 +64,11 @@ QStringList carriedColumns(const TableDef& t, const QString& except1, const QStr
     return l;
 }
 
-// A stored value as the file holds it.
-QJsonValue storedValue(const Connection& c, const ColumnDef& col, const QVariant& raw)
+// A value (stored, or the file's) as the column's kind wants it, either way: the file and the
+// database differ only in how a date is written.
+template <class Out, class In, class DateOf>
+Out ofKind(const ColumnDef& col, const In& v, DateOf date)
 {
-    const QVariant v = c.engine().fromDb(col, raw);
     switch (col.type) {
     case ColType::Bool: return v.toBool();
     case ColType::Long: return v.toInt();
@@ -75,10 +76,16 @@ QJsonValue storedValue(const Connection& c, const ColumnDef& col, const QVariant
     case ColType::Text:
     case ColType::Memo: return v.toString();
     case ColType::Date:
-    case ColType::DateTime:
-        return v.isNull() ? QJsonValue() : QJsonValue(v.toDateTime().toString(Qt::ISODate));
+    case ColType::DateTime: return v.isNull() ? Out() : Out(date(v));
     }
-    return QJsonValue();
+    return Out();
+}
+
+// A stored value as the file holds it.
+QJsonValue storedValue(const Connection& c, const ColumnDef& col, const QVariant& raw)
+{
+    return ofKind<QJsonValue>(col, c.engine().fromDb(col, raw),
+                              [](const QVariant& v) { return v.toDateTime().toString(Qt::ISODate); });
 }
 
 struct Damaged {
@@ -119,16 +126,7 @@ QJsonValue fileValue(const ColumnDef& col, const QJsonValue& v, const QString& w
 
 QVariant toVariant(const ColumnDef& col, const QJsonValue& v)
 {
-    switch (col.type) {
-    case ColType::Bool: return v.toBool();
-    case ColType::Long: return v.toInt();
-    case ColType::Double: return v.toDouble();
-    case ColType::Text:
-    case ColType::Memo: return v.toString();
-    case ColType::Date:
-    case ColType::DateTime: return v.isNull() ? QVariant() : QVariant(QDateTime::fromString(v.toString(), Qt::ISODate));
-    }
-    return QVariant();
+    return ofKind<QVariant>(col, v, [](const QJsonValue& d) { return QDateTime::fromString(d.toString(), Qt::ISODate); });
 }
 
 QString shown(const QJsonValue& v)
