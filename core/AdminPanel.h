@@ -56,6 +56,8 @@ protected:
 
     // A procedure's steps under the error handler, with the source "<ProgID> <procedure>".
     StepRunner runner(const char* procedure);
+    // A procedure of one step (a command, a control's event) under the error handler.
+    void runStep(const char* procedure, const std::function<void()>& fn) { runner(procedure).step(fn); }
     // Asks the connection; a refusal shows the rights-denied text and answers false.
     bool testRight(const QString& key);
 

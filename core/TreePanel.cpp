@@ -131,8 +131,7 @@ void TreePanel::buildRoleBar()
     tree_Item->viewport()->installEventFilter(this);
     auto* undo = new QShortcut(QKeySequence::Undo, tree_Item);
     connect(undo, &QShortcut::activated, this, [this] {
-        StepRunner r = runner("tree_Item_Undo");
-        r.step([this] { undoLastTick(); });
+        runStep("tree_Item_Undo", [this] { undoLastTick(); });
     });
     body()->insertWidget(1, role_bar);
 }
@@ -162,8 +161,7 @@ void TreePanel::selectRole(int slot)
             return;
         }
     }
-    StepRunner r = runner("cbo_role_Change");
-    r.step([this] { reloadTree(); });
+    runStep("cbo_role_Change", [this] { reloadTree(); });
 }
 
 QTreeWidgetItem* TreePanel::addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked, int kind)
@@ -239,18 +237,21 @@ void TreePanel::ensureChildren(QTreeWidgetItem* node)
 
 void TreePanel::reloadChildren(QTreeWidgetItem* node)
 {
-    QList<QTreeWidgetItem*> stack = node->takeChildren();
-    for (QTreeWidgetItem* child : std::as_const(stack)) {
-        QList<QTreeWidgetItem*> below{child};
-        while (!below.isEmpty()) {
-            QTreeWidgetItem* it = below.takeLast();
-            m_nodes.remove(RoleTicks::idOf(it));
-            for (int i = 0; i < it->childCount(); ++i) below << it->child(i);
-        }
-        delete child;
-    }
+    const QList<QTreeWidgetItem*> children = node->takeChildren();
+    for (QTreeWidgetItem* child : children) dropNode(child);
     node->setData(0, kLoadedRole, false);
     ensureChildren(node);
+}
+
+void TreePanel::dropNode(QTreeWidgetItem* node)
+{
+    QList<QTreeWidgetItem*> stack{node};
+    while (!stack.isEmpty()) {
+        QTreeWidgetItem* it = stack.takeLast();
+        m_nodes.remove(RoleTicks::idOf(it));
+        for (int i = 0; i < it->childCount(); ++i) stack << it->child(i);
+    }
+    delete node;
 }
 
 void TreePanel::reloadTree()
@@ -302,8 +303,7 @@ void TreePanel::onItemChanged(QTreeWidgetItem* item, int)
     const bool checked = item->checkState(0) == Qt::Checked;
     if (item->data(0, kCheckRole).toBool() == checked) return; // a colour or text change
     m_justTicked = true;
-    StepRunner r = runner("tree_Item_NodeCheck");
-    r.step([&] {
+    runStep("tree_Item_NodeCheck", [&] {
         m_filling = true;
         struct Reset {
             bool& flag;
@@ -428,8 +428,7 @@ bool TreePanel::eventFilter(QObject* watched, QEvent* event)
         auto* help = static_cast<QHelpEvent*>(event);
         if (QTreeWidgetItem* item = tree_Item->itemAt(help->pos()); item && RoleTicks::idOf(item) > 0) {
             QString text;
-            StepRunner r = runner("tree_Item_ToolTip");
-            r.step([&] { text = impactText(RoleTicks::idOf(item)); });
+            runStep("tree_Item_ToolTip", [&] { text = impactText(RoleTicks::idOf(item)); });
             QToolTip::showText(help->globalPos(), text, tree_Item);
             return true;
         }
@@ -482,8 +481,7 @@ void TreePanel::runCommand(int id)
 
 void TreePanel::NewItem(int variant)
 {
-    StepRunner r = runner("NewItem");
-    r.step([this, variant] {
+    runStep("NewItem", [this, variant] {
         const int parentId = SelectedId();
         if (parentId < 0 || !canCreateUnder(parentId)) return;
         QTreeWidgetItem* parentNode = nodeOf(parentId);
@@ -514,8 +512,7 @@ void TreePanel::NewItem(int variant)
 
 void TreePanel::ModifyItem()
 {
-    StepRunner r = runner("ModifyItem");
-    r.step([this] {
+    runStep("ModifyItem", [this] {
         const int id = SelectedId();
         if (id < 1 || !canModify(id)) return;
         std::unique_ptr<cDDXRecord> rec = makeRecord();
@@ -534,8 +531,7 @@ void TreePanel::ModifyItem()
 
 void TreePanel::DeleteItem()
 {
-    StepRunner r = runner("DeleteItem");
-    r.step([this] {
+    runStep("DeleteItem", [this] {
         const int id = SelectedId();
         if (id < 1 || !canDelete(id)) return;
         if (module().message().MsgQuestionYesNo(ModuleTexts::kConfirmDelete) != 2) return;
@@ -550,16 +546,7 @@ void TreePanel::DeleteItem()
             return;
         }
         emit tableChanged(tableNumber());
-        if (QTreeWidgetItem* node = nodeOf(id)) {
-            // The node and everything loaded below it go from the view.
-            QList<QTreeWidgetItem*> stack{node};
-            while (!stack.isEmpty()) {
-                QTreeWidgetItem* it = stack.takeLast();
-                m_nodes.remove(RoleTicks::idOf(it));
-                for (int i = 0; i < it->childCount(); ++i) stack << it->child(i);
-            }
-            delete node;
-        }
+        if (QTreeWidgetItem* node = nodeOf(id)) dropNode(node);
     });
 }
 

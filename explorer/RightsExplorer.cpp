@@ -133,8 +133,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     whyBox->addWidget(tree_path, 1);
     tabs->addTab(why, kWhy);
     const auto explain = [this] {
-        StepRunner r = runner("cmd_why_Click");
-        r.step([&] {
+        runStep("cmd_why_Click", [&] {
             if (cbo_kind->currentIndex() == KeyKind) showWhy(cbo_user->currentData().toInt(), txt_key->text());
             else showWhyItem(cbo_user->currentData().toInt(), cbo_kind->currentIndex(), cbo_item->currentData().toInt());
         });
@@ -186,8 +185,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     rightsBox->addWidget(tree_rights, 1);
     tabs->addTab(rights, kEffectiveRights);
     const auto refresh = [this] {
-        StepRunner r = runner("tree_rights_Refresh");
-        r.step([&] { showRights(); });
+        runStep("tree_rights_Refresh", [&] { showRights(); });
     };
     connect(opt_users, &QRadioButton::toggled, this, [this, refresh] {
         fillSubjects();
@@ -252,18 +250,9 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     pastBox->addWidget(tree_changes, 1);
     pastBox->addLayout(revertRow);
     tabs->addTab(past, QStringLiteral("Előzmények"));
-    connect(list, &QPushButton::clicked, this, [this] {
-        StepRunner r = runner("cmd_changes_Click");
-        r.step([&] { showChanges(); });
-    });
-    connect(state, &QPushButton::clicked, this, [this] {
-        StepRunner r = runner("cmd_state_Click");
-        r.step([&] { showStateAt(); });
-    });
-    connect(back, &QPushButton::clicked, this, [this] {
-        StepRunner r = runner("cmd_revert_Click");
-        r.step([&] { revert(); });
-    });
+    connect(list, &QPushButton::clicked, this, [this] { runStep("cmd_changes_Click", [this] { showChanges(); }); });
+    connect(state, &QPushButton::clicked, this, [this] { runStep("cmd_state_Click", [this] { showStateAt(); }); });
+    connect(back, &QPushButton::clicked, this, [this] { runStep("cmd_revert_Click", [this] { revert(); }); });
 
     // Grants nobody uses: what a role may open but its users have not opened for long.
     auto* unused = new QWidget(tabs);
@@ -294,14 +283,8 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     unusedBox->addWidget(tree_unused, 1);
     unusedBox->addWidget(revoke, 0, Qt::AlignRight);
     tabs->addTab(unused, kUnusedRights);
-    connect(look, &QPushButton::clicked, this, [this] {
-        StepRunner r = runner("cmd_unused_Click");
-        r.step([&] { showUnused(); });
-    });
-    connect(revoke, &QPushButton::clicked, this, [this] {
-        StepRunner r = runner("cmd_revoke_Click");
-        r.step([&] { revokeUnused(); });
-    });
+    connect(look, &QPushButton::clicked, this, [this] { runStep("cmd_unused_Click", [this] { showUnused(); }); });
+    connect(revoke, &QPushButton::clicked, this, [this] { runStep("cmd_revoke_Click", [this] { revokeUnused(); }); });
 
     body()->addWidget(tabs, 1);
 }

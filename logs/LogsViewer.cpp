@@ -82,12 +82,10 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     body()->addWidget(cmd_bar);
     body()->addWidget(brw_item, 1);
     connect(cbo_user, &QComboBox::currentIndexChanged, this, [this](int i) {
-        StepRunner r = runner("cbo_user_Change");
-        r.step([&] { selectUser(cbo_user->itemData(i).toInt()); });
+        runStep("cbo_user_Change", [&] { selectUser(cbo_user->itemData(i).toInt()); });
     });
     const auto periodChanged = [this] {
-        StepRunner r = runner("dtp_period_Change");
-        r.step([&] {
+        runStep("dtp_period_Change", [&] {
             dtp_from->setEnabled(chk_period->isChecked());
             dtp_to->setEnabled(chk_period->isChecked());
             applyFilter();
@@ -97,8 +95,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     connect(dtp_from, &QDateEdit::dateChanged, this, periodChanged);
     connect(dtp_to, &QDateEdit::dateChanged, this, periodChanged);
     connect(exportAction, &QAction::triggered, this, [this] {
-        StepRunner r = runner("cmd_export_Click");
-        r.step([&] { exportCsv(); });
+        runStep("cmd_export_Click", [&] { exportCsv(); });
     });
 }
 

@@ -206,8 +206,7 @@ bool OLAPReports::canDelete(int id)
 
 void OLAPReports::CopyReport()
 {
-    StepRunner r = runner("CopyReport");
-    r.step([this] {
+    runStep("CopyReport", [this] {
         const int id = SelectedId();
         if (typeOf(id) == cDDXOlapReport::Report) m_copySource = id;
     });
@@ -215,8 +214,7 @@ void OLAPReports::CopyReport()
 
 void OLAPReports::PasteReport()
 {
-    StepRunner r = runner("PasteReport");
-    r.step([this] {
+    runStep("PasteReport", [this] {
         const int folder = SelectedId();
         if (m_copySource < 1 || (folder != 0 && typeOf(folder) != cDDXOlapReport::Folder)) return;
         if (!testRight(RightsKeys::kOlapReportAdd)) return;
@@ -237,8 +235,7 @@ void OLAPReports::PasteReport()
 
 void OLAPReports::PreviewReport()
 {
-    StepRunner r = runner("PreviewReport");
-    r.step([this] {
+    runStep("PreviewReport", [this] {
         const int id = SelectedId();
         if (typeOf(id) != cDDXOlapReport::Report) return;
         if (!mayPreview(id)) {

@@ -109,8 +109,7 @@ Reports::Reports(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Reports
     connect(preview, &QAction::triggered, lst_report, [this] { lst_report->startCurrent(false); });
     connect(print, &QAction::triggered, lst_report, [this] { lst_report->startCurrent(true); });
     connect(lst_report, &ReportList::reportStarted, this, [this](const ReportEntry& e, bool toPrinter) {
-        StepRunner r = runner("lst_report_ReportStart");
-        r.step([&] { StartReport(e, toPrinter); });
+        runStep("lst_report_ReportStart", [&] { StartReport(e, toPrinter); });
     });
 }
 

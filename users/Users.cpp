@@ -128,8 +128,7 @@ Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QS
     }
     // The users follow the selected group at once.
     connect(brw_item, &BrowseView::selectionChanged, this, [this](int group) {
-        StepRunner r = runner("brw_item_SelectionChanged");
-        r.step([&] { brw_item_1->setFilter(QStringLiteral("user_group_id=%1").arg(group)); });
+        runStep("brw_item_SelectionChanged", [&] { brw_item_1->setFilter(QStringLiteral("user_group_id=%1").arg(group)); });
     });
     connect(brw_item, &BrowseView::activated, this, [this] { if (!cmd_bar_class->actions().isEmpty()) ModifyGroup(); });
     connect(brw_item_1, &BrowseView::activated, this, [this] { if (!cmd_bar_class_1->actions().isEmpty()) ModifyUser(); });
@@ -226,26 +225,22 @@ void Users::remove(BrowseView* list, const QString& right, std::unique_ptr<cDDXR
 
 void Users::NewGroup()
 {
-    StepRunner r = runner("NewGroup");
-    r.step([this] { showNew(brw_item, RightsKeys::kGroupNew, std::make_unique<cDDXUserGroup>()); });
+    runStep("NewGroup", [this] { showNew(brw_item, RightsKeys::kGroupNew, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::ModifyGroup()
 {
-    StepRunner r = runner("ModifyGroup");
-    r.step([this] { modify(brw_item, RightsKeys::kGroupModify, std::make_unique<cDDXUserGroup>()); });
+    runStep("ModifyGroup", [this] { modify(brw_item, RightsKeys::kGroupModify, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::DeleteGroup()
 {
-    StepRunner r = runner("DeleteGroup");
-    r.step([this] { remove(brw_item, RightsKeys::kGroupDelete, std::make_unique<cDDXUserGroup>()); });
+    runStep("DeleteGroup", [this] { remove(brw_item, RightsKeys::kGroupDelete, std::make_unique<cDDXUserGroup>()); });
 }
 
 void Users::NewUser()
 {
-    StepRunner r = runner("NewUser");
-    r.step([this] {
+    runStep("NewUser", [this] {
         const int group = brw_item->selectedId();
         if (group < 1) return;
         auto user = std::make_unique<cDDXUser>();
@@ -256,20 +251,17 @@ void Users::NewUser()
 
 void Users::ModifyUser()
 {
-    StepRunner r = runner("ModifyUser");
-    r.step([this] { modify(brw_item_1, RightsKeys::kUserModify, std::make_unique<cDDXUser>()); });
+    runStep("ModifyUser", [this] { modify(brw_item_1, RightsKeys::kUserModify, std::make_unique<cDDXUser>()); });
 }
 
 void Users::DeleteUser()
 {
-    StepRunner r = runner("DeleteUser");
-    r.step([this] { remove(brw_item_1, RightsKeys::kUserDelete, std::make_unique<cDDXUser>()); });
+    runStep("DeleteUser", [this] { remove(brw_item_1, RightsKeys::kUserDelete, std::make_unique<cDDXUser>()); });
 }
 
 void Users::UnlockUser()
 {
-    StepRunner r = runner("UnlockUser");
-    r.step([this] {
+    runStep("UnlockUser", [this] {
         const QModelIndex current = brw_item_1->table()->currentIndex();
         const QString name = current.isValid() ? userNameAt(current.row()) : QString();
         if (!m_guard || !locks().contains(name) || !testRight(RightsKeys::kUserModify)) return;
