@@ -110,6 +110,8 @@ protected:
 
 private:
     QTreeWidgetItem* addNode(QTreeWidgetItem* parent, int id, const QString& text, bool checked, int kind);
+    // Deletes a node, and what was loaded below it, from the view.
+    void dropNode(QTreeWidgetItem* node);
     void loadChildren(QTreeWidgetItem* node);
     bool hasLiveChildren(Recordset& rs, int id);
     void onItemChanged(QTreeWidgetItem* item, int column);
