@@ -135,40 +135,39 @@ void EditDialog::keyPressEvent(QKeyEvent* e)
     QDialog::keyPressEvent(e);
 }
 
+template <class Field>
+Field* EditDialog::addField(const QString& label, const QString& objectName)
+{
+    auto* box = new Field(this);
+    box->setObjectName(objectName);
+    m_form->addRow(label, box);
+    return box;
+}
+
 QLineEdit* EditDialog::addText(const QString& label, const QString& objectName, int maxLength, bool readOnly)
 {
-    auto* box = new QLineEdit(this);
-    box->setObjectName(objectName);
+    auto* box = addField<QLineEdit>(label, objectName);
     if (maxLength > 0) box->setMaxLength(maxLength);
     box->setReadOnly(readOnly);
-    m_form->addRow(label, box);
     return box;
 }
 
 QCheckBox* EditDialog::addCheck(const QString& label, const QString& objectName)
 {
-    auto* box = new QCheckBox(this);
-    box->setObjectName(objectName);
-    m_form->addRow(label, box);
-    return box;
+    return addField<QCheckBox>(label, objectName);
 }
 
 QSpinBox* EditDialog::addNumber(const QString& label, const QString& objectName)
 {
-    auto* box = new QSpinBox(this);
-    box->setObjectName(objectName);
+    auto* box = addField<QSpinBox>(label, objectName);
     box->setRange(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
     box->setMaximumWidth(140);
-    m_form->addRow(label, box);
     return box;
 }
 
 QComboBox* EditDialog::addCombo(const QString& label, const QString& objectName)
 {
-    auto* box = new QComboBox(this);
-    box->setObjectName(objectName);
-    m_form->addRow(label, box);
-    return box;
+    return addField<QComboBox>(label, objectName);
 }
 
 QLabel* EditDialog::addSection(const QString& caption, const QString& objectName)

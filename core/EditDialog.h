@@ -74,6 +74,10 @@ protected:
     static QString textOf(const QLineEdit* box, int maxLength);
 
 private:
+    // A labelled row of one field, named for the tests and the forms' code.
+    template <class Field>
+    Field* addField(const QString& label, const QString& objectName);
+
     QString m_formName;
     cDDXRecord* m_data = nullptr;
     eReturnValue m_returnValue = rvCancel;
