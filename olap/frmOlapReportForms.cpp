@@ -81,6 +81,26 @@ void OlapFieldForm::addSortOrder()
     nb_field_sort_order = addNumber(QStringLiteral("Sorrend:"), QStringLiteral("nb_field_sort_order"));
 }
 
+bool OlapFieldForm::DisplayData()
+{
+    const cDDXOlapReportField* f = fieldOf(this);
+    txt_caption->setText(f->caption());
+    txt_field_name->setText(f->field_name());
+    showField(*f);
+    nb_field_sort_order->setValue(f->field_sort_order());
+    return true;
+}
+
+bool OlapFieldForm::GetData()
+{
+    cDDXOlapReportField* f = fieldOf(this);
+    f->set_caption(textOf(txt_caption, txt_caption->maxLength()));
+    f->set_field_name(textOf(txt_field_name, txt_field_name->maxLength()));
+    takeField(*f);
+    f->set_field_sort_order(nb_field_sort_order->value());
+    return true;
+}
+
 bool OlapFieldForm::SaveData()
 {
     // The field goes back to the report form; only the report's save writes it.
@@ -119,30 +139,20 @@ bool frmOlapReportDIM::InitializeControls()
     return true;
 }
 
-bool frmOlapReportDIM::DisplayData()
+void frmOlapReportDIM::showField(const cDDXOlapReportField& f)
 {
-    cDDXOlapReportField* f = fieldOf(this);
-    txt_caption->setText(f->caption());
-    txt_field_name->setText(f->field_name());
-    showCode(cbo_dim_field_type, f->dim_field_type());
-    showCode(cbo_dim_field_axis, f->dim_field_axis());
-    showCode(cbo_dim_order, f->dim_order());
-    CheckSet(chk_dim_total, f->dim_total() != 0);
-    nb_field_sort_order->setValue(f->field_sort_order());
-    return true;
+    showCode(cbo_dim_field_type, f.dim_field_type());
+    showCode(cbo_dim_field_axis, f.dim_field_axis());
+    showCode(cbo_dim_order, f.dim_order());
+    CheckSet(chk_dim_total, f.dim_total() != 0);
 }
 
-bool frmOlapReportDIM::GetData()
+void frmOlapReportDIM::takeField(cDDXOlapReportField& f)
 {
-    cDDXOlapReportField* f = fieldOf(this);
-    f->set_caption(textOf(txt_caption, txt_caption->maxLength()));
-    f->set_field_name(textOf(txt_field_name, txt_field_name->maxLength()));
-    f->set_dim_field_type(ComboGetData(cbo_dim_field_type, f->dim_field_type()));
-    f->set_dim_field_axis(ComboGetData(cbo_dim_field_axis, f->dim_field_axis()));
-    f->set_dim_order(ComboGetData(cbo_dim_order, f->dim_order()));
-    f->set_dim_total(CheckGet(chk_dim_total) ? -1 : 0);
-    f->set_field_sort_order(nb_field_sort_order->value());
-    return true;
+    f.set_dim_field_type(ComboGetData(cbo_dim_field_type, f.dim_field_type()));
+    f.set_dim_field_axis(ComboGetData(cbo_dim_field_axis, f.dim_field_axis()));
+    f.set_dim_order(ComboGetData(cbo_dim_order, f.dim_order()));
+    f.set_dim_total(CheckGet(chk_dim_total) ? -1 : 0);
 }
 
 frmOlapReportFACT::frmOlapReportFACT(QWidget* parent)
@@ -173,29 +183,19 @@ void frmOlapReportFACT::algorithmChosen()
     txt_fact_formula->setEnabled(formula);
 }
 
-bool frmOlapReportFACT::DisplayData()
+void frmOlapReportFACT::showField(const cDDXOlapReportField& f)
 {
-    cDDXOlapReportField* f = fieldOf(this);
-    txt_caption->setText(f->caption());
-    txt_field_name->setText(f->field_name());
-    showCode(cbo_fact_algorithm, f->fact_algorithm());
-    showCode(cbo_fact_count_level, f->fact_count_level());
-    txt_fact_formula->setText(f->fact_formula());
-    txt_fact_formula->setEnabled(f->fact_algorithm() == OlapCodes::kFormula);
-    nb_field_sort_order->setValue(f->field_sort_order());
-    return true;
+    showCode(cbo_fact_algorithm, f.fact_algorithm());
+    showCode(cbo_fact_count_level, f.fact_count_level());
+    txt_fact_formula->setText(f.fact_formula());
+    txt_fact_formula->setEnabled(f.fact_algorithm() == OlapCodes::kFormula);
 }
 
-bool frmOlapReportFACT::GetData()
+void frmOlapReportFACT::takeField(cDDXOlapReportField& f)
 {
-    cDDXOlapReportField* f = fieldOf(this);
-    f->set_caption(textOf(txt_caption, txt_caption->maxLength()));
-    f->set_field_name(textOf(txt_field_name, txt_field_name->maxLength()));
-    f->set_fact_algorithm(ComboGetData(cbo_fact_algorithm, f->fact_algorithm()));
-    f->set_fact_count_level(ComboGetData(cbo_fact_count_level, f->fact_count_level()));
-    f->set_fact_formula(textOf(txt_fact_formula, txt_fact_formula->maxLength()));
-    f->set_field_sort_order(nb_field_sort_order->value());
-    return true;
+    f.set_fact_algorithm(ComboGetData(cbo_fact_algorithm, f.fact_algorithm()));
+    f.set_fact_count_level(ComboGetData(cbo_fact_count_level, f.fact_count_level()));
+    f.set_fact_formula(textOf(txt_fact_formula, txt_fact_formula->maxLength()));
 }
 
 } // namespace NexoFrame

@@ -8,6 +8,8 @@ class QSpinBox;
 
 namespace NexoFrame {
 
+class cDDXOlapReportField;
+
 // A folder of the report tree: its name under its parent.
 class frmOlapReportFolder : public EditDialog {
     Q_OBJECT
@@ -24,8 +26,8 @@ protected:
     bool GetData() override;
 };
 
-// What the two field forms share: caption and field name, checked together, and the field
-// handed back to the report form without touching the database.
+// What the two field forms share: caption, field name and sort order, shown, taken and checked
+// together, and the field handed back to the report form without touching the database.
 class OlapFieldForm : public EditDialog {
     Q_OBJECT
 public:
@@ -36,7 +38,12 @@ public:
 protected:
     OlapFieldForm(const QString& formName, const QString& title, QWidget* parent);
     void addSortOrder();
+    bool DisplayData() override;
+    bool GetData() override;
     bool SaveData() override;
+    // The fields of the form's own kind.
+    virtual void showField(const cDDXOlapReportField& f) = 0;
+    virtual void takeField(cDDXOlapReportField& f) = 0;
 };
 
 class frmOlapReportDIM : public OlapFieldForm {
@@ -50,8 +57,8 @@ public:
 
 protected:
     bool InitializeControls() override;
-    bool DisplayData() override;
-    bool GetData() override;
+    void showField(const cDDXOlapReportField& f) override;
+    void takeField(cDDXOlapReportField& f) override;
 };
 
 class frmOlapReportFACT : public OlapFieldForm {
@@ -64,8 +71,8 @@ public:
 
 protected:
     bool InitializeControls() override;
-    bool DisplayData() override;
-    bool GetData() override;
+    void showField(const cDDXOlapReportField& f) override;
+    void takeField(cDDXOlapReportField& f) override;
 
 private:
     void algorithmChosen();
