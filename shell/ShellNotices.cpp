@@ -17,6 +17,19 @@ void toConsole(const QString& prefix, const QString& text)
     std::fputs(qUtf8Printable(prefix + text + QLatin1Char('\n')), stderr);
     std::fflush(stderr);
 }
+
+using MessageBox = QMessageBox::StandardButton (*)(QWidget*, const QString&, const QString&, QMessageBox::StandardButtons,
+                                                   QMessageBox::StandardButton);
+
+// A notice on the console ("<caption>: text") or in a message box of its kind.
+void notify(QWidget* parent, const QString& caption, const QString& text, MessageBox box)
+{
+    g_last = text;
+    if (g_console)
+        toConsole(caption + QStringLiteral(": "), text);
+    else
+        box(parent, caption, text, QMessageBox::Ok, QMessageBox::NoButton);
+}
 } // namespace
 
 void setConsole(bool on) { g_console = on; }
@@ -24,23 +37,9 @@ bool console() { return g_console; }
 QString last() { return g_last; }
 void clearLast() { g_last.clear(); }
 
-void error(QWidget* parent, const QString& text)
-{
-    g_last = text;
-    if (g_console)
-        toConsole(QStringLiteral("Hiba: "), text);
-    else
-        QMessageBox::critical(parent, QStringLiteral("Hiba"), text);
-}
+void error(QWidget* parent, const QString& text) { notify(parent, QStringLiteral("Hiba"), text, &QMessageBox::critical); }
 
-void warning(QWidget* parent, const QString& text)
-{
-    g_last = text;
-    if (g_console)
-        toConsole(QStringLiteral("Figyelem: "), text);
-    else
-        QMessageBox::warning(parent, QStringLiteral("Figyelem"), text);
-}
+void warning(QWidget* parent, const QString& text) { notify(parent, QStringLiteral("Figyelem"), text, &QMessageBox::warning); }
 
 void info(const QString& text)
 {
