@@ -147,9 +147,8 @@ private slots:
     // state before it, and a revert to before it unticks it again.
     void cellsNeverSetCountAsUnticked()
     {
-        TestSite site(1);
+        ModuleSite site(1);
         Connection& c = site.db();
-        module().takeSite(&site);
         const auto neverSet = [&] { QVERIFY(c.execute(QStringLiteral("UPDATE qnd_menu SET auth_7 = NULL"))); };
         const auto ticked = [&](int id) {
             return c.history().text(*c.tableDef(Tables::Menu)->column(QStringLiteral("auth_7")),
@@ -192,9 +191,8 @@ private slots:
     // A group's slots and visibility rules, and a user's group, each change kept.
     void groupsAndUsers()
     {
-        TestSite site(1);
+        ModuleSite site(1);
         Connection& c = site.db();
-        module().takeSite(&site);
         const QStringList groupColumns = roleColumns() + QStringList{QStringLiteral("right_event"), QStringLiteral("right_project"),
                                                                  QStringLiteral("right_partner")};
         const QSet<QString> before = cells(c, QStringLiteral("qnd_user_group"), groupColumns);

@@ -291,9 +291,8 @@ private slots:
     // Ctrl+Z puts the database back exactly.
     void tickImpactAndUndo()
     {
-        TestSite site(1);
+        ModuleSite site(1);
         Connection& c = site.db();
-        module().takeSite(&site);
         const QMap<QString, QString> start = rightsDump(c);
         const QStringList whole = fullDump(c);
         AuthUnits p;
@@ -338,9 +337,8 @@ private slots:
     // logs made for the test; revoked as one change, and taken back through the history.
     void unusedGrants()
     {
-        TestSite site(1);
+        ModuleSite site(1);
         Connection& c = site.db();
-        module().takeSite(&site);
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_menu_log")));
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_report_log")));
         const auto at = [](int daysAgo) { return QDateTime::currentDateTime().addDays(-daysAgo).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")); };

@@ -64,8 +64,7 @@ class TstOlap : public ModalSuite {
 private slots:
     void fieldCollection()
     {
-        TestSite site;
-        module().takeSite(&site);
+        ModuleSite site;
         cDDXOlapReport r;
         QCOMPARE(r.ReportFieldCount(), 0);
         r.ReportFieldAdd(field(QStringLiteral("Egyetlen")));
@@ -92,9 +91,8 @@ private slots:
 
     void savesRewriteTheFields()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXOlapReport r;
         r.set_caption(QStringLiteral("Próba"));
         r.set_parent_id(1);
@@ -136,9 +134,8 @@ private slots:
 
     void baseStructureAndKeys()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXOlapReport base;
         QVERIFY(base.CoreLoad(2));
         QCOMPARE(base.ReportFieldCount(), 6);
@@ -243,9 +240,8 @@ private slots:
 
     void reportForm()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXOlapReport r;
         r.set_parent_id(1);
         r.set_report_type(cDDXOlapReport::Report);
@@ -341,9 +337,8 @@ private slots:
     // in the tooltip over it.
     void panelPreviewExportsAndShowsLongNamesWhole()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         const QString longName = QStringLiteral("Közép-Magyarországi Tervezési-Statisztikai Régió");
         QVERIFY(c.execute(QStringLiteral("UPDATE olap_sample_sales SET region=? WHERE region=?"), {longName, QStringLiteral("Közép-Magyarország")}));
         QTemporaryDir dir;
@@ -413,9 +408,8 @@ private slots:
     // it (only the second's result comes), and the runner's owner may go while one runs.
     void runsReplacedAndLeftBehind()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXOlapReport slow, quick;
         QVERIFY(slow.CoreLoad(2) && quick.CoreLoad(2));
         slow.set_sql_source(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000000) "
@@ -445,9 +439,8 @@ private slots:
 
     void reportSqlRunsReadOnly()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXOlapReport r;
         QVERIFY(r.CoreLoad(2));
         const OlapRun good = runReport(nullptr, c, r);

@@ -63,9 +63,8 @@ private slots:
     // and the panel's users all say so; the history keeps each tick and Ctrl+Z takes it back.
     void tickWritesItsOwnRow()
     {
-        TestSite site(1);
+        ModuleSite site(1);
         Connection& c = site.db();
-        module().takeSite(&site);
         const QMap<QString, QString> start = rightsDump(c);
         const QStringList whole = fullDump(c);
         const int history = historyRows(c);
@@ -124,9 +123,8 @@ private slots:
     // again when it runs. A holder of any definition right keeps the whole panel.
     void viewerSeesWhatReachesHim()
     {
-        TestSite site(3); // Nagy Péter: the sales role
+        ModuleSite site(3); // Nagy Péter: the sales role
         Connection& c = site.db();
-        module().takeSite(&site);
         OLAPReports v;
         v.IAddin_AttachToSite(&site, 0, QString());
         QVERIFY(v.viewer());
@@ -146,8 +144,7 @@ private slots:
         QVERIFY(shownIds(v).isEmpty());
 
         // Kovács Anna may add and modify: the whole tree, every command, every preview.
-        TestSite leader(2);
-        module().takeSite(&leader);
+        ModuleSite leader(2);
         OLAPReports full;
         full.IAddin_AttachToSite(&leader, 0, QString());
         QVERIFY(!full.viewer());

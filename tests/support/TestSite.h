@@ -1,6 +1,7 @@
 #pragma once
 #include "Connection.h"
 #include "IAddin.h"
+#include "Module.h"
 #include "TestDatabase.h"
 #include <memory>
 
@@ -21,6 +22,13 @@ public:
 private:
     TestDatabase m_db;
     std::unique_ptr<Connection> m_connection;
+};
+
+// A test site the module's records and forms work through from the start, as a panel's
+// attach would hand it over.
+class ModuleSite : public TestSite {
+public:
+    explicit ModuleSite(int userId = 1) : TestSite(userId) { module().takeSite(this); }
 };
 
 } // namespace NexoFrame

@@ -100,8 +100,7 @@ class TstUsers : public ModalSuite {
 private slots:
     void groupChecksAndDefaults()
     {
-        TestSite site;
-        module().takeSite(&site);
+        ModuleSite site;
         cDDXUserGroup fresh;
         for (int i = 0; i < RoleSet::kSlots; ++i) QVERIFY(fresh.value(RoleSet::column(i)).toBool());
         QCOMPARE(fresh.right_event(), -1);
@@ -127,9 +126,8 @@ private slots:
 
     void userChecksAndCuts()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         cDDXUser u;
         u.set_user_group_id(999);
         u.set_user_name(QStringLiteral("admin"));
@@ -174,9 +172,8 @@ private slots:
 
     void passwordWithoutTheRight()
     {
-        TestSite site(3); // nagy.peter: no right to change passwords
+        ModuleSite site(3); // nagy.peter: no right to change passwords
         Connection& c = site.db();
-        module().takeSite(&site);
         const QString before = c.select(QStringLiteral("SELECT password FROM qnd_user WHERE id=3")).value(0).value(0).toString();
         cDDXUser u;
         QVERIFY(u.CoreLoad(3));
@@ -194,9 +191,8 @@ private slots:
 
     void minimumPasswordLength()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         // Off unless set: one letter is taken.
         cDDXUser admin;
         QVERIFY(admin.CoreLoad(1));
@@ -226,8 +222,7 @@ private slots:
 
         // An old short password saved again unchanged, here by someone who may not change
         // passwords (the boxes are shut), is kept.
-        TestSite peterSite(3);
-        module().takeSite(&peterSite);
+        ModuleSite peterSite(3);
         QVERIFY(peterSite.db().settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("MinPasswordLength"), QStringLiteral("12")));
         cDDXUser peter;
         QVERIFY(peter.CoreLoad(3));
@@ -285,9 +280,8 @@ private slots:
 
     void remindersFollowTheDriver()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         QVERIFY(c.settings().write(QStringLiteral("KMN"), QStringLiteral("Nap"), QStringLiteral("5")));
         auto u = saveDriver(QStringLiteral("sofor1"));
         auto r = reminders(c, u->id());
@@ -335,9 +329,8 @@ private slots:
 
     void aFailingReminderDoesNotBlockTheSave()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         // No own company: the reminders are left alone, the user is saved.
         QVERIFY(c.execute(QStringLiteral("UPDATE pa_partner SET pa_kmn_partner_type=1")));
         auto u = saveDriver(QStringLiteral("sofor3"));
@@ -356,9 +349,8 @@ private slots:
 
     void partnerLinkOfADriver()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         auto u = saveDriver(QStringLiteral("sofor5"));
         QVERIFY(u->CoreLoad(u->id()));
         // The form asks after saving a driver; the partner is made once, then updated.
@@ -408,9 +400,8 @@ private slots:
 
     void groupForm()
     {
-        TestSite site;
+        ModuleSite site;
         Connection& c = site.db();
-        module().takeSite(&site);
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_settings WHERE key_name LIKE 'CUE_NAME_%'")));
         QVERIFY(c.execute(QStringLiteral("UPDATE qnd_user_group SET del_status=2 WHERE id=4")));
         cDDXUserGroup g;
