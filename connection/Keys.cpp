@@ -11,10 +11,9 @@ bool Keys::hasDeliveredBase(int table)
     return table == Tables::Menu || table == Tables::OlapReport || table == Tables::OlapReportField;
 }
 
-int Keys::newOwnKey(int table, bool systemEdit, const QString& column)
-{
-    return handOut(table, 1, column, systemEdit || !hasDeliveredBase(table) ? 0 : kFirstOwnKey);
-}
+int Keys::ownKeyFloor(int table, bool systemEdit) { return systemEdit || !hasDeliveredBase(table) ? 0 : kFirstOwnKey; }
+
+int Keys::newOwnKey(int table, bool systemEdit, const QString& column) { return handOut(table, 1, column, ownKeyFloor(table, systemEdit)); }
 
 int Keys::newKeys(int table, int count, const QString& column) { return handOut(table, count, column, 0); }
 
@@ -51,13 +50,14 @@ QVariantList Keys::handOutValues(int table, const QString& name, int count, int 
     return {name, std::max(m_lastKey.value(table, 0) + count, lowest + count - 1)};
 }
 
-int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows)
+int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
+                      int lowest)
 {
     const TableDef* def = Schema::instance().table(table);
     if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
     const TableDef& t = *def;
     const int own = rows > 0 ? int(perRow.size() / rows) : 0;
-    if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size())
+    if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size() || (own == 0 && rows > 1))
         throw DbError(QStringLiteral("Hibás sorösszeállítás (%1).").arg(t.name));
     QStringList names{quoted(t.primaryKey)};
     for (const QString& c : columns) names << quoted(c);
@@ -76,12 +76,14 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         }
         for (int r = 0; r < rows; ++r)
             tuples << QStringLiteral("(%1").arg(r + 1) + QStringLiteral(", ?").repeated(own) + QLatin1Char(')');
+        if (own == 0) select.first() = QStringLiteral("k.last_key");
+        const QString from = own == 0 ? QStringLiteral("k")
+                                      : QStringLiteral("k, (VALUES %1) AS v(n, %2)").arg(tuples.join(QLatin1Char(',')), ownNames.join(QLatin1Char(',')));
         const QString sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
-            + QStringLiteral(" RETURNING last_key) INSERT INTO %1 (%2) SELECT %3 FROM k, (VALUES %4) AS v(n, %5) RETURNING %6")
-                  .arg(quoted(t.name), names.join(QLatin1Char(',')), select.join(QLatin1Char(',')),
-                       tuples.join(QLatin1Char(',')), ownNames.join(QLatin1Char(',')), quoted(t.primaryKey));
+            + QStringLiteral(" RETURNING last_key) INSERT INTO %1 (%2) SELECT %3 FROM %4 RETURNING %5")
+                  .arg(quoted(t.name), names.join(QLatin1Char(',')), select.join(QLatin1Char(',')), from, quoted(t.primaryKey));
         int first = 0, last = 0;
-        m_c.selectEach(sql, handOutValues(table, t.name, rows, 0) + shared + perRow, [&](const QVariantList& r) {
+        m_c.selectEach(sql, handOutValues(table, t.name, rows, lowest) + shared + perRow, [&](const QVariantList& r) {
             const int key = r.value(0).toInt();
             first = first == 0 ? key : std::min(first, key);
             last = std::max(last, key);
@@ -91,7 +93,7 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         m_lastKey[table] = last;
         return first;
     }
-    const int first = handOut(table, rows, t.primaryKey, 0);
+    const int first = handOut(table, rows, t.primaryKey, lowest);
     QStringList tuples;
     QVariantList values;
     const QString marks = QStringLiteral(", ?").repeated(columns.size());

@@ -24,12 +24,16 @@ public:
     static constexpr int kFirstOwnKey = 1000000;
     static bool hasDeliveredBase(int table);
     int newOwnKey(int table, bool systemEdit, const QString& column = QStringLiteral("id"));
+    // The lowest key newOwnKey hands out.
+    static int ownKeyFloor(int table, bool systemEdit);
     // Inserts `rows` new rows into `table`, keyed by a block of new keys, in one statement
     // where the engine can write in a WITH clause (one round trip to a server), else with
     // the block taken just before. `columns` are the other columns, `shared` values that
     // every row gets (bound to the first columns) and `perRow` each row's own values for
-    // the rest, row after row. Returns the first key; throws DbError when it fails.
-    int insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows);
+    // the rest, row after row. No key below `lowest`. Returns the first key; throws DbError
+    // when it fails.
+    int insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
+                    int lowest = 0);
     // Forgets what this session handed out (a new link starts afresh).
     void reset() { m_lastKey.clear(); }
 

@@ -376,9 +376,10 @@ void Recordset::showWritten(const Recordset& writer)
     m_generation = m_c->generation();
 }
 
-void Recordset::addNew()
+void Recordset::addNew(int keyFloor)
 {
     m_mode = Mode::Add;
+    m_keyFloor = keyFloor;
     m_editRow = Row(m_table->columns.size());
     for (int i = 0; i < m_table->columns.size(); ++i) m_editRow[i] = m_table->columns[i].defaultValue;
     // Left empty, the key is handed out when the row is stored.
@@ -485,9 +486,17 @@ bool Recordset::update()
     QVariantList binds;
     QVariant keyValue;
     try {
-        if (m_mode == Mode::Add) {
-            if (m_editRow[pki].isNull() && pk.type == ColType::Long)
-                m_editRow[pki] = m_c->keys().newKey(m_table->number, pk.name);
+        if (m_mode == Mode::Add && m_editRow[pki].isNull() && pk.type == ColType::Long) {
+            // The key and the row in one statement where the engine can.
+            QStringList cols;
+            for (int i : std::as_const(m_cols)) {
+                if (i == pki) continue;
+                cols << m_table->columns[i].name;
+                binds << m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
+            }
+            m_editRow[pki] = m_c->keys().insertKeyed(m_table->number, cols, binds, {}, 1, m_keyFloor);
+            keyValue = m_editRow[pki];
+        } else if (m_mode == Mode::Add) {
             QStringList cols, marks;
             for (int i : std::as_const(m_cols)) {
                 cols << quoted(m_table->columns[i].name);

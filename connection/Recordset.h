@@ -50,7 +50,9 @@ public:
     QByteArray bookmark() const;
     void setBookmark(const QByteArray& b); // throws DbError when the row is gone
 
-    void addNew();
+    // A new row. Its key, left empty, is handed out by the insert itself, none below
+    // `keyFloor` (Keys::ownKeyFloor).
+    void addNew(int keyFloor = 0);
     void edit();
     bool update();          // stores the pending addNew/edit; false with lastError()
     void cancelUpdate();
@@ -117,6 +119,7 @@ private:
     quint64 m_generation = 0;
     quint64 m_epoch = 0;
 
+    int m_keyFloor = 0;
     Mode m_mode = Mode::None;
     Row m_editRow;
     QVector<bool> m_dirty;

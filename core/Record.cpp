@@ -231,9 +231,8 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew:
-            set_id(c->keys().newOwnKey(tableNumber(), module().systemEdit(), keyColumn()));
-            rs.addNew();
-            rs.setField(keyColumn(), id());
+            // The key is handed out by the insert itself (with the row, in one statement on a server).
+            rs.addNew(Keys::ownKeyFloor(tableNumber(), module().systemEdit()));
             writeRow();
             stamped = rs.stampAudit(user, now);
             break;
@@ -259,6 +258,7 @@ bool cDDXRecord::UpdateNative()
             Recordset& browse = c->browseRecordset(tableNumber());
             browse.showWritten(rs);
             m_bookmark = browse.bookmark();
+            if (m_status == IsNew) set_id(browse.field(keyColumn()).toInt());
         }
         return true;
     } catch (const std::exception& e) {
