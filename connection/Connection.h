@@ -44,6 +44,8 @@ public:
     // a second link to the same database.
     QString target() const { return m_target; }
     QString engineName() const { return m_engine->name(); }
+    // What the user should know once about how this database is kept (empty: nothing).
+    QString notice() const { return m_engine->notice(); }
 
     // Creates what is missing of the schema, and the demo data as asked, as one step under
     // the master lock: a second process doing the same waits and then finds it done.

@@ -44,6 +44,8 @@ public:
     // Whether a WITH clause may write (INSERT ... RETURNING), so that the keys of new rows
     // and the rows themselves go to a server in one statement.
     virtual bool writesInWith() const = 0;
+    // What the user should know once about how the database is kept (empty: nothing).
+    virtual QString notice() const { return QString(); }
 
     // Value conversion between the module's types and what the engine stores. Both engines
     // keep dates as the clock reads, without a zone, to the second, and differ in booleans.

@@ -7,6 +7,7 @@
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QStorageInfo>
 #include <QThread>
 #include <sqlite3.h>
 #include <unicode/ucol.h>
@@ -151,6 +152,12 @@ public:
             return false;
         }
         execSql(db, QStringLiteral("PRAGMA foreign_keys=OFF"));
+        // Write-ahead logging lets a long read (an OLAP report, a list) run while others save.
+        // It needs memory shared between the processes, which a network file system does not
+        // give: there the file keeps its rollback journal.
+        const QByteArray fs = QStorageInfo(QFileInfo(m_path).absolutePath()).fileSystemType().toLower();
+        m_networkFolder = fs.startsWith("nfs") || fs.startsWith("cifs") || fs.startsWith("smb") || fs.contains("sshfs");
+        execSql(db, m_networkFolder ? QStringLiteral("PRAGMA journal_mode=DELETE") : QStringLiteral("PRAGMA journal_mode=WAL"));
         // A page cache that holds a large rights or menu tree keeps tree walks off the disk.
         execSql(db, QStringLiteral("PRAGMA cache_size=-65536"));
         execSql(db, QStringLiteral("PRAGMA mmap_size=268435456"));
@@ -201,6 +208,15 @@ public:
 
     bool prepareSchema(QSqlDatabase&, QString*) override { return true; }
     bool writesInWith() const override { return false; }
+    QString notice() const override
+    {
+        if (!m_networkFolder) return QString();
+        return QStringLiteral("Az adatbázis-fájl hálózati meghajtón van (%1). Ott egyszerre csak egy felhasználó "
+                              "dolgozzon vele: a hálózati fájlrendszer nem adja meg azt a közös memóriát, amellyel "
+                              "a gépek egymás mentéseit és olvasásait összehangolnák, ezért egy hosszú lekérdezés "
+                              "alatt a többiek mentése várakozik. Több felhasználónak közös kiszolgálót "
+                              "(PostgreSQL) ajánlunk.").arg(m_path);
+    }
     QString greatest(const QString& a, const QString& b) const override
     {
         return QStringLiteral("max(%1, %2)").arg(a, b);
@@ -241,6 +257,7 @@ public:
 
 private:
     QString m_path;
+    bool m_networkFolder = false;
     sqlite3* m_handle = nullptr;
     LockWait m_wait;
 };

@@ -6,6 +6,7 @@
 #include "ShellNotices.h"
 #include "ShellOptions.h"
 #include "ShellWindow.h"
+#include <QSettings>
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -125,6 +126,15 @@ int Program::runGuarded(const QStringList& arguments)
         return Failed;
     }
     const QString shownName = connection->databaseName();
+    if (const QString notice = connection->notice(); !notice.isEmpty()) {
+        // Said once for each file, not at every start.
+        QSettings said;
+        const QString key = QStringLiteral("Notices/") + QString::fromLatin1(shownName.toUtf8().toHex());
+        if (!said.value(key).toBool()) {
+            Notices::warning(nullptr, notice);
+            said.setValue(key, true);
+        }
+    }
     if (connection->createdSchema() && o.unattended())
         Notices::info(QStringLiteral("Új adatbázis készült a mintaadatokkal: %1").arg(shownName));
 

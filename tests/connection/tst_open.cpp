@@ -55,6 +55,7 @@ private slots:
     void refusedServers();
     void anotherProgramsDatabaseIsLeftAlone();
     void secondOpenLeavesTheSchemaAlone();
+    void aReadInProgressDoesNotHoldUpASave();
 };
 
 void tst_open::refusedFiles_data()
@@ -159,6 +160,40 @@ void tst_open::secondOpenLeavesTheSchemaAlone()
     QCOMPARE(second->select("SELECT COUNT(*) FROM qnd_user").first().first().toInt(), users);
     QCOMPARE(second->select("SELECT display_name FROM qnd_user WHERE id=1").first().first().toString(),
              QStringLiteral("Megmarad"));
+}
+
+void tst_open::aReadInProgressDoesNotHoldUpASave()
+{
+    // Another user's long read (a report, a list) is half way through its rows: a save goes
+    // in at once, without the lock question, and the read still sees what it started with.
+    TestDatabase db;
+    auto writer = db.open(Connection::DemoData::IfCreated);
+    auto reader = db.open(Connection::DemoData::None);
+    const int before = reader->select("SELECT COUNT(*) FROM qnd_auth_unit").first().first().toInt();
+    QVERIFY(reader->transactions().beginTrans());
+    int seen = 0;
+    bool asked = false;
+    reader->selectEach("SELECT id FROM qnd_auth_unit ORDER BY id", {}, [&](const QVariantList&) {
+        if (++seen == 2) {
+            QString why;
+            const auto done = writer->transactions().writeLocked(
+                [&] {
+                    Recordset& rs = writer->editRecordset(Tables::AuthUnit);
+                    rs.addNew();
+                    rs.setField("parent_id", 1);
+                    rs.setField("name", QStringLiteral("Olvasás közben"));
+                    return rs.update();
+                },
+                &why, [&] { return asked = true, false; });
+            if (done != Transactions::LockedWrite::Done) qWarning() << why;
+            return done == Transactions::LockedWrite::Done;
+        }
+        return true;
+    });
+    QVERIFY(!asked);
+    QCOMPARE(seen, before);
+    QVERIFY(reader->transactions().commitTrans());
+    QCOMPARE(reader->select("SELECT COUNT(*) FROM qnd_auth_unit").first().first().toInt(), before + 1);
 }
 
 QTEST_GUILESS_MAIN(tst_open)
