@@ -495,7 +495,17 @@ void Connection::setBelow(int table, int id, const QString& column, const QVaria
     if (!c) throw DbError(QStringLiteral("Ismeretlen oszlop: %1").arg(column));
     QString error;
     const QString d = descendantsCte(quoted(t.name));
-    if (t.historyColumns.contains(c->name) && c->type == ColType::Bool) m_historyLog->recordRows(t, *c, d, id, value.toBool());
+    if (m_historyLog->enabled() && t.historyColumns.contains(c->name) && c->type == ColType::Bool) {
+        // One pass over the subtree: the history rows are written from it, and the update
+        // changes exactly the rows they name.
+        const auto [first, last] = m_historyLog->recordRows(t, *c, d, id, value.toBool());
+        if (last < first) return;
+        if (!execute(QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT row_id FROM qnd_rights_history WHERE id BETWEEN ? AND ?)")
+                         .arg(quoted(t.name), quoted(c->name)),
+                     {m_engine->toDb(*c, value), first, last}, &error))
+            throw DbError(error);
+        return;
+    }
     if (!execute(d + QStringLiteral("UPDATE %1 SET %2=? WHERE id IN (SELECT id FROM d)").arg(quoted(t.name), quoted(c->name)),
                  {id, m_engine->toDb(*c, value)}, &error))
         throw DbError(error);

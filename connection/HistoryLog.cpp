@@ -49,24 +49,23 @@ void HistoryLog::record(const TableDef& t, const QVariant& rowId, bool rowIsNew,
     }
 }
 
-void HistoryLog::recordRows(const TableDef& t, const ColumnDef& c, const QString& rowsCte, const QVariant& cteValue, bool on)
+std::pair<int, int> HistoryLog::recordRows(const TableDef& t, const ColumnDef& c, const QString& rowsCte, const QVariant& cteValue,
+                                           bool on)
 {
-    if (!m_enabled) return;
-    const QString differs = QStringLiteral("t.id IN (SELECT id FROM d) AND (CASE WHEN t.%1 THEN 1 ELSE 0 END) <> ?").arg(quoted(c.name));
-    const int value = on ? 1 : 0;
-    const int changing = m_c.select(rowsCte + QStringLiteral("SELECT COUNT(*) FROM %1 t WHERE ").arg(quoted(t.name)) + differs,
-                                    {cteValue, value})
-                             .value(0).value(0).toInt();
-    if (changing == 0) return;
-    const int first = m_c.keys().newKeys(Tables::RightsHistory, changing);
-    QString error;
-    if (!m_c.execute(rowsCte + QStringLiteral("INSERT INTO qnd_rights_history (id, changed_at, user_id, table_name, row_id, column_name, "
-                                              "old_value, new_value) SELECT ? + ROW_NUMBER() OVER (ORDER BY t.id) - 1, ?, ?, ?, t.id, ?, "
-                                              "CASE WHEN t.%1 THEN '1' ELSE '0' END, ? FROM %2 t WHERE ")
-                                   .arg(quoted(c.name), quoted(t.name))
-                         + differs,
-                     {cteValue, first, now(), m_c.session().userId(), t.name, c.name, QString::number(value), value}, &error))
-        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(error));
+    const QString before = on ? QStringLiteral("0") : QStringLiteral("1"), after = on ? QStringLiteral("1") : QStringLiteral("0");
+    try {
+        const auto [first, rows] = m_c.keys().insertSelected(
+            Tables::RightsHistory,
+            {QStringLiteral("changed_at"), QStringLiteral("user_id"), QStringLiteral("table_name"), QStringLiteral("row_id"),
+             QStringLiteral("column_name"), QStringLiteral("old_value"), QStringLiteral("new_value")},
+            rowsCte, {cteValue}, QStringLiteral("?, ?, ?, t.id, ?, ?, ?"),
+            QStringLiteral("FROM %1 t WHERE t.id IN (SELECT id FROM d) AND (CASE WHEN t.%2 THEN 1 ELSE 0 END) <> ?")
+                .arg(quoted(t.name), quoted(c.name)),
+            {now(), m_c.session().userId(), t.name, c.name, before, after, on ? 1 : 0});
+        return {first, first + rows - 1};
+    } catch (const DbError& e) {
+        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
+    }
 }
 
 } // namespace NexoFrame

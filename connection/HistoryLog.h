@@ -27,9 +27,10 @@ public:
     };
     void record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes);
     // The same for every row of `t` that `rowsCte` (a WITH clause naming its rows "d", with
-    // its one bound value `cteValue`) lists and whose yes/no column `c` is not `on` yet: one
-    // statement, under keys taken as one block.
-    void recordRows(const TableDef& t, const ColumnDef& c, const QString& rowsCte, const QVariant& cteValue, bool on);
+    // its one bound value `cteValue`) lists and whose yes/no column `c` is not `on` yet, in
+    // one statement that reads the rows once. The keys of the rows written, first and last
+    // (none: 0, -1), so that the change itself can be made to exactly those rows.
+    std::pair<int, int> recordRows(const TableDef& t, const ColumnDef& c, const QString& rowsCte, const QVariant& cteValue, bool on);
     // Off while the starting state is written (a new database's demo data is no change).
     bool enabled() const { return m_enabled; }
     void setEnabled(bool on) { m_enabled = on; }

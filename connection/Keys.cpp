@@ -1,6 +1,8 @@
 #include "Keys.h"
 #include "SqlExec.h"
 #include "Connection.h"
+#include <QSqlError>
+#include <QSqlQuery>
 
 namespace NexoFrame {
 
@@ -48,6 +50,36 @@ QVariantList Keys::handOutValues(int table, const QString& name, int count, int 
 {
     // Keys kept above `lowest` move the stored last key there, so that the next ones follow.
     return {name, std::max(m_lastKey.value(table, 0) + count, lowest + count - 1)};
+}
+
+std::pair<int, int> Keys::insertSelected(int table, const QStringList& columns, const QString& with, const QVariantList& withBinds,
+                                         const QString& selectList, const QString& from, const QVariantList& binds)
+{
+    const TableDef* def = Schema::instance().table(table);
+    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
+    const TableDef& t = *def;
+    // No key yet: this locks the key row and says where the keys go on from.
+    const int before = handOut(table, 0, t.primaryKey, 0);
+    QStringList names{quoted(t.primaryKey)};
+    for (const QString& c : columns) names << quoted(c);
+    // Written at the top of the INSERT, the values take their columns' types on a server.
+    QSqlQuery& q = m_c.prepared(with + QStringLiteral("INSERT INTO %1 (%2) SELECT ? + ROW_NUMBER() OVER (), %3 %4")
+                                           .arg(quoted(t.name), names.join(QLatin1Char(',')), selectList, from));
+    int at = 0;
+    for (const QVariant& v : withBinds) q.bindValue(at++, v);
+    q.bindValue(at++, before);
+    for (const QVariant& v : binds) q.bindValue(at++, v);
+    const bool ok = q.exec();
+    const QString error = ok ? QString() : q.lastError().text();
+    const int rows = ok ? q.numRowsAffected() : 0;
+    q.finish();
+    if (!ok) throw DbError(error);
+    if (rows <= 0) return {0, 0};
+    QString failure;
+    if (!m_c.execute(QStringLiteral("UPDATE qnd_key SET last_key = ? WHERE table_name = ?"), {before + rows, t.name}, &failure))
+        throw DbError(failure);
+    m_lastKey[table] = before + rows;
+    return {before + 1, rows};
 }
 
 int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,

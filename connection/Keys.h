@@ -1,6 +1,8 @@
 #pragma once
 #include <QHash>
 #include <QString>
+#include <QVariantList>
+#include <utility>
 
 namespace NexoFrame {
 
@@ -34,6 +36,13 @@ public:
     // when it fails.
     int insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
                     int lowest = 0);
+    // Inserts the rows that "SELECT <selectList> <from>" gives (the columns after the key, in
+    // `columns`' order; `with`, a WITH clause before it, with its values `withBinds`), keyed
+    // from the next key on, reading them once: the key row stays locked until the caller's
+    // transaction ends, so nobody else takes these keys meanwhile. The first key and the
+    // number of rows (none: 0, 0). Throws DbError when it fails.
+    std::pair<int, int> insertSelected(int table, const QStringList& columns, const QString& with, const QVariantList& withBinds,
+                                       const QString& selectList, const QString& from, const QVariantList& binds);
     // Forgets what this session handed out (a new link starts afresh).
     void reset() { m_lastKey.clear(); }
 

@@ -170,7 +170,11 @@ tst_lockedwrites::Write tst_lockedwrites::kind(const QString& name)
         auto node = std::make_shared<QTreeWidgetItem>();
         node->setData(0, Qt::UserRole, QStringLiteral("RID20"));
         auto granted = std::make_shared<bool>();
-        return {[=, &c] { *granted = !c.select("SELECT auth_3 FROM qnd_auth_unit WHERE id = 20").value(0).value(0).toBool(); },
+        return {[=, &c] {
+                    // Row 25 holds what its parent holds, so that the tick changes it too.
+                    QVERIFY(c.execute("UPDATE qnd_auth_unit SET auth_3 = (SELECT auth_3 FROM qnd_auth_unit WHERE id = 20) WHERE id = 25"));
+                    *granted = !c.select("SELECT auth_3 FROM qnd_auth_unit WHERE id = 20").value(0).value(0).toBool();
+                },
                 "UPDATE", "qnd_auth_unit", "NEW.id = 25",
                 [=, &c] {
                     RoleTicks ticks(c, Tables::AuthUnit, 3);
