@@ -61,6 +61,7 @@ bool Connection::open(const QString& target, QString* error)
 
 void Connection::dropStatements()
 {
+    m_settings->forget();
     for (QSqlQuery* q : std::as_const(m_statements)) delete q;
     m_statements.clear();
     ++m_epoch;
@@ -316,6 +317,7 @@ QSqlQuery& Connection::prepared(const QString& sql)
 
 void Connection::idle()
 {
+    m_settings->forget();
     m_engine->idle(m_db);
     touch();
 }

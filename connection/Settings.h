@@ -1,5 +1,7 @@
 #pragma once
+#include <QHash>
 #include <QString>
+#include <QVariant>
 
 namespace NexoFrame {
 
@@ -12,13 +14,19 @@ class Settings {
 public:
     explicit Settings(Connection& c) : m_c(c) {}
 
+    // Read once and kept until the connection's next idle (or this link's own write), as
+    // settings change seldom and a save would otherwise ask for them every time.
     QString read(const QString& section, const QString& key, const QString& defaultValue = {});
     bool write(const QString& section, const QString& key, const QString& value);
     // Whether users are kept here (MAINFRAME / CentralUserManagement 0), not in another system.
     bool userManagementLocal();
+    // Forgets what was read: the next read asks the database.
+    void forget() { m_cache.clear(); }
 
 private:
     Connection& m_c;
+    // By section and key; a null value: not set.
+    QHash<QString, QVariant> m_cache;
 };
 
 } // namespace NexoFrame

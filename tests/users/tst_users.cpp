@@ -321,6 +321,7 @@ private slots:
 
         // Without the setting the lead time is 3 days; without a licence number only 58.
         QVERIFY(c.execute(QStringLiteral("DELETE FROM qnd_settings WHERE section='KMN'")));
+        c.idle(); // settings are read afresh after the program's next idle
         auto v = saveDriver(QStringLiteral("sofor2"), QStringLiteral("  "));
         r = reminders(c, v->id());
         QCOMPARE(r.size(), 1);
