@@ -134,11 +134,9 @@ bool Transactions::beginTrans()
 bool Transactions::commitTrans()
 {
     if (m_spDepth == 0) return false;
-    if (m_spDepth == 1 && m_virtualSavepoint) {
-        m_virtualSavepoint = false;
-    } else if (!transactionStep(QStringLiteral("RELEASE SAVEPOINT nx%1").arg(m_spDepth))) {
-        return false;
-    }
+    // A kept savepoint is not released: the enclosing level's commit or rollback ends it
+    // with everything after it, and a server spares a round trip a level.
+    if (m_spDepth == 1 && m_virtualSavepoint) m_virtualSavepoint = false;
     --m_spDepth;
     bool ok = true;
     if (m_spDepth == 0 && m_lockDepth == 0) {
