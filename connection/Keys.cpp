@@ -6,6 +6,17 @@
 
 namespace NexoFrame {
 
+namespace {
+
+const TableDef& requireTable(int table)
+{
+    const TableDef* def = Schema::instance().table(table);
+    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
+    return *def;
+}
+
+} // namespace
+
 int Keys::newKey(int table, const QString& column) { return newKeys(table, 1, column); }
 
 bool Keys::hasDeliveredBase(int table)
@@ -17,19 +28,17 @@ int Keys::ownKeyFloor(int table, bool systemEdit) { return systemEdit || !hasDel
 
 int Keys::newOwnKey(int table, bool systemEdit, const QString& column) { return handOut(table, 1, column, ownKeyFloor(table, systemEdit)); }
 
-int Keys::newKeys(int table, int count, const QString& column) { return handOut(table, count, column, 0); }
+int Keys::newKeys(int table, int count, const QString& column) { return handOut(table, std::max(1, count), column, 0); }
 
 int Keys::handOut(int table, int count, const QString& column, int lowest)
 {
-    const TableDef* def = Schema::instance().table(table);
-    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
-    const TableDef& t = *def;
+    const TableDef& t = requireTable(table);
     // The key table hands out each key once, also to two machines asking at once (the
     // row's lock makes the second wait), and moves past every key already stored, such
     // as one the module raised itself. A key handed out earlier in this session is never
     // handed out again, even when its row was rolled back. A block of `count` keys ends
-    // at the key stored.
-    const int n = std::max(1, count);
+    // at the key stored; a block of none locks the key row and gives the next key.
+    const int n = std::max(0, count);
     auto rows = m_c.select(handOutSql(t.name, n, column) + QStringLiteral(" RETURNING last_key"), handOutValues(table, t.name, n, lowest));
     if (rows.isEmpty()) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
     const int last = rows.first().value(0).toInt();
@@ -55,11 +64,9 @@ QVariantList Keys::handOutValues(int table, const QString& name, int count, int 
 std::pair<int, int> Keys::insertSelected(int table, const QStringList& columns, const QString& with, const QVariantList& withBinds,
                                          const QString& selectList, const QString& from, const QVariantList& binds)
 {
-    const TableDef* def = Schema::instance().table(table);
-    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
-    const TableDef& t = *def;
+    const TableDef& t = requireTable(table);
     // No key yet: this locks the key row and says where the keys go on from.
-    const int before = handOut(table, 0, t.primaryKey, 0);
+    const int before = handOut(table, 0, t.primaryKey, 0) - 1;
     QStringList names{quoted(t.primaryKey)};
     for (const QString& c : columns) names << quoted(c);
     // Written at the top of the INSERT, the values take their columns' types on a server.
@@ -85,15 +92,12 @@ std::pair<int, int> Keys::insertSelected(int table, const QStringList& columns, 
 int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
                       int lowest)
 {
-    const TableDef* def = Schema::instance().table(table);
-    if (!def) throw DbError(QStringLiteral("Ismeretlen táblaszám: %1").arg(table));
-    const TableDef& t = *def;
+    const TableDef& t = requireTable(table);
     const int own = rows > 0 ? int(perRow.size() / rows) : 0;
     if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size() || (own == 0 && rows > 1))
         throw DbError(QStringLiteral("Hibás sorösszeállítás (%1).").arg(t.name));
     QStringList names{quoted(t.primaryKey)};
     for (const QString& c : columns) names << quoted(c);
-    QString error;
     if (m_c.engine().writesInWith()) {
         // The key block and the rows in one statement; each row's key is its place in the block.
         QStringList tuples, ownNames, select{QStringLiteral("k.last_key - %1 + v.n").arg(rows)};
@@ -133,6 +137,7 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         tuples << QStringLiteral("(?") + marks + QLatin1Char(')');
         values << first + r << shared << perRow.mid(r * own, own);
     }
+    QString error;
     if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), names.join(QLatin1Char(',')), tuples.join(QLatin1Char(','))),
                      values, &error))
         throw DbError(error);
