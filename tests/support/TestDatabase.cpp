@@ -48,8 +48,10 @@ const QString kProgramRole = QStringLiteral("nexo_app");
 
 void ensureProgramRole()
 {
+    // Two suites starting at once on a fresh server may both find it missing.
     onServer(QStringLiteral("DO $$BEGIN IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = '%1') THEN "
-                            "CREATE ROLE %1 LOGIN; END IF; END$$").arg(kProgramRole));
+                            "CREATE ROLE %1 LOGIN; END IF; "
+                            "EXCEPTION WHEN duplicate_object OR unique_violation THEN NULL; END$$").arg(kProgramRole));
 }
 
 } // namespace
