@@ -140,17 +140,19 @@ PagedQuery::Statement PagedQuery::counted(int limit, int offset) const
 
 void PagedModel::start(const PagedQuery& query)
 {
+    // The first page is read inside the reset: the view lays itself out once, for the rows it
+    // will show, instead of for none and then again.
     beginResetModel();
     m_query = query;
-    m_rows.clear();
-    m_cells.clear();
-    m_keys.clear();
-    m_first.clear();
-    m_last.clear();
+    forget();
     m_atStart = true;
     m_moreAfter = !query.from.isEmpty();
+    if (m_moreAfter) {
+        QList<QVariantList> rows;
+        m_moreAfter = read(nullptr, false, &rows) && rows.size() == kPage;
+        place(rows, false);
+    }
     endResetModel();
-    fetchMore({});
 }
 
 QVariant PagedModel::data(const QModelIndex& index, int role) const
@@ -186,7 +188,16 @@ bool PagedModel::read(const QVariantList* edge, bool reversed, QList<QVariantLis
     return ok;
 }
 
-void PagedModel::take(const QList<QVariantList>& rows, bool front)
+void PagedModel::forget()
+{
+    m_rows.clear();
+    m_cells.clear();
+    m_keys.clear();
+    m_first.clear();
+    m_last.clear();
+}
+
+void PagedModel::place(const QList<QVariantList>& rows, bool front)
 {
     if (rows.isEmpty()) return;
     const qsizetype sorts = m_query.order.keyed() ? m_query.order.expressions().size() : 0;
@@ -194,8 +205,6 @@ void PagedModel::take(const QList<QVariantList>& rows, bool front)
     QList<QVariant> keysOf;
     keysOf.reserve(rows.size());
     for (const QVariantList& r : rows) keysOf << r.value(0);
-    const int at = front ? 0 : int(m_rows.size());
-    beginInsertRows({}, at, at + int(rows.size()) - 1);
     if (front || m_rows.isEmpty()) m_first = sortOf(rows.first());
     if (!front || m_rows.isEmpty()) m_last = sortOf(rows.last());
     const QList<QStringList> unshown(rows.size());
@@ -208,6 +217,14 @@ void PagedModel::take(const QList<QVariantList>& rows, bool front)
         m_cells += unshown;
         m_keys += keysOf;
     }
+}
+
+void PagedModel::take(const QList<QVariantList>& rows, bool front)
+{
+    if (rows.isEmpty()) return;
+    const int at = front ? 0 : int(m_rows.size());
+    beginInsertRows({}, at, at + int(rows.size()) - 1);
+    place(rows, front);
     endInsertRows();
 }
 
@@ -227,13 +244,11 @@ void PagedModel::toEnd()
     if (!read(nullptr, true, &rows)) return;
     std::reverse(rows.begin(), rows.end());
     beginResetModel();
-    m_rows.clear();
-    m_cells.clear();
-    m_keys.clear();
+    forget();
     m_atStart = rows.size() < kPage;
     m_moreAfter = false;
+    place(rows, false);
     endResetModel();
-    take(rows, false);
 }
 
 void PagedModel::toStart()

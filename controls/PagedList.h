@@ -120,6 +120,9 @@ private:
     // Reads a page: the rows, their sort values at the window's edge. False on failure.
     bool read(const QVariantList* edge, bool reversed, QList<QVariantList>* rows);
     void take(const QList<QVariantList>& rows, bool front);
+    // The same without telling the views: inside a reset.
+    void place(const QList<QVariantList>& rows, bool front);
+    void forget();
 
     PagedQuery m_query;
     QList<QVariantList> m_rows;          // as read
