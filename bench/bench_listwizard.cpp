@@ -146,7 +146,7 @@ void run(const QString& engine, const QString& target, const QString& work)
         t.start();
         if (!w.runList(id, {}, false)) fail(w.lastError());
         *filled += t.nsecsElapsed();
-        QCoreApplication::processEvents();
+        settle();
         *shown += t.nsecsElapsed();
         if (w.loadedRows() != 200) fail(QStringLiteral("list %1 shows %2 rows").arg(id).arg(w.loadedRows()));
     };
@@ -159,7 +159,7 @@ void run(const QString& engine, const QString& target, const QString& work)
     }
     qint64 filled = 0, shown = 0, bare = 0, plainShown = 0;
     int runs = 0;
-    PlainView plain(w.grid()->size());
+    PlainView plain(w.grid());
     for (int round = 0; round < kRounds; ++round)
         for (int i = 0; i < lists.size(); ++i) {
             ours(lists[i], &filled, &shown);

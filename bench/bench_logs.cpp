@@ -117,13 +117,13 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
         panel.IAddin_AttachToSite(&site, 0, QString());
         filled += t.nsecsElapsed();
         panel.show();
-        QCoreApplication::processEvents();
+        settle();
         open += t.nsecsElapsed();
         if (panel.brw_item->loadedRows() != 200) fail(QStringLiteral("the log shows %1 rows").arg(panel.brw_item->loadedRows()));
         t.restart();
         if (bare(QString(), {}) != 200) fail(QStringLiteral("the bare select found too few rows"));
         openBare += t.nsecsElapsed();
-        PlainView plain(panel.brw_item->table()->size());
+        PlainView plain(panel.brw_item->table());
         openPlain += plain.open(conn->db(), panel.brw_item->query().select() + QStringLiteral(" LIMIT 200"), panel.brw_item->query().binds);
     }
     std::printf("%s open: %.2f ms filled, %.2f ms until shown, bare select %.2f ms\n", qPrintable(engine), filled / 1e6 / kRounds,
@@ -140,14 +140,14 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
     panel.show();
     QCoreApplication::processEvents();
     qint64 switched = 0, ours = 0, theirs = 0, plainShown = 0;
-    PlainView plain(panel.brw_item->table()->size());
+    PlainView plain(panel.brw_item->table());
     for (int i = 0; i < kSwitches; ++i) {
         const int user = 1 + (i * 37) % kUsers;
         QElapsedTimer t;
         t.start();
         panel.cbo_user->setCurrentIndex(panel.cbo_user->findData(user)); // as the user picks
         switched += t.nsecsElapsed();
-        QCoreApplication::processEvents();
+        settle();
         ours += t.nsecsElapsed();
         if (panel.brw_item->loadedRows() != 200) fail(QStringLiteral("user %1: %2 rows").arg(user).arg(panel.brw_item->loadedRows()));
         t.restart();
