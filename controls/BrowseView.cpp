@@ -97,7 +97,10 @@ protected:
     {
         if (!connection) return true;
         try {
-            for (const QVariantList& r : connection->select(s.sql, s.binds)) row(r);
+            connection->selectEach(s.sql, s.binds, [&row](const QVariantList& r) {
+                row(r);
+                return true;
+            });
         } catch (const DbError& e) {
             *error = e.message();
             return false;

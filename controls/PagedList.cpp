@@ -118,17 +118,33 @@ QString PagedQuery::select() const
     return sql;
 }
 
+QStringList PagedQuery::keyedColumns() const
+{
+    QStringList all = columns;
+    for (const QString& e : order.expressions())
+        if (!all.contains(e)) all << e;
+    return all;
+}
+
+QList<int> PagedQuery::sortPlaces() const
+{
+    const QStringList all = keyedColumns();
+    QList<int> at;
+    for (const QString& e : order.expressions()) at << int(all.indexOf(e));
+    return at;
+}
+
 PagedQuery::Statement PagedQuery::first(int limit, bool reversed) const
 {
     if (!order.keyed()) return counted(limit, 0);
-    QString sql = QStringLiteral("SELECT %1 FROM %2").arg((columns + order.expressions()).join(QStringLiteral(", ")), from);
+    QString sql = QStringLiteral("SELECT %1 FROM %2").arg(keyedColumns().join(QStringLiteral(", ")), from);
     if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
     return {sql + QStringLiteral(" ORDER BY %1 LIMIT ?").arg(order.orderBy(reversed)), binds + QVariantList{limit}};
 }
 
 PagedQuery::Statement PagedQuery::next(const PageOrder::Part& part, int limit, bool reversed) const
 {
-    QString sql = QStringLiteral("SELECT %1 FROM %2 WHERE ").arg((columns + order.expressions()).join(QStringLiteral(", ")), from);
+    QString sql = QStringLiteral("SELECT %1 FROM %2 WHERE ").arg(keyedColumns().join(QStringLiteral(", ")), from);
     sql += where.isEmpty() ? part.where : QStringLiteral("(%1) AND %2").arg(where, part.where);
     return {sql + QStringLiteral(" ORDER BY %1 LIMIT ?").arg(order.orderBy(reversed)), binds + part.binds + QVariantList{limit}};
 }
@@ -144,6 +160,7 @@ void PagedModel::start(const PagedQuery& query)
     // will show, instead of for none and then again.
     beginResetModel();
     m_query = query;
+    m_sortPlaces = query.order.keyed() ? query.sortPlaces() : QList<int>();
     forget();
     m_atStart = true;
     m_moreAfter = !query.from.isEmpty();
@@ -200,8 +217,12 @@ void PagedModel::forget()
 void PagedModel::place(const QList<QVariantList>& rows, bool front)
 {
     if (rows.isEmpty()) return;
-    const qsizetype sorts = m_query.order.keyed() ? m_query.order.expressions().size() : 0;
-    const auto sortOf = [sorts](const QVariantList& r) { return r.mid(r.size() - sorts); };
+    const auto sortOf = [this](const QVariantList& r) {
+        QVariantList values;
+        values.reserve(m_sortPlaces.size());
+        for (int at : m_sortPlaces) values << r.value(at);
+        return values;
+    };
     QList<QVariant> keysOf;
     keysOf.reserve(rows.size());
     for (const QVariantList& r : rows) keysOf << r.value(0);

@@ -65,12 +65,16 @@ struct PagedQuery {
 
     // Every row, in order, the columns only.
     QString select() const;
+    // What a page reads: the columns, then the sort values no column already holds.
+    QStringList keyedColumns() const;
+    // Where each sort value (key last) stands in a row a page reads.
+    QList<int> sortPlaces() const;
     struct Statement {
         QString sql;
         QVariantList binds;
     };
     // A page of at most `limit` rows: the first (of the reversed order too), the one after a
-    // row (its sort values at the end of each row read), or `offset` rows down when unkeyed.
+    // row, or `offset` rows down when unkeyed.
     Statement first(int limit, bool reversed = false) const;
     Statement next(const PageOrder::Part& part, int limit, bool reversed = false) const;
     Statement counted(int limit, int offset) const;
@@ -125,6 +129,7 @@ private:
     void forget();
 
     PagedQuery m_query;
+    QList<int> m_sortPlaces;
     QList<QVariantList> m_rows;          // as read
     mutable QList<QStringList> m_cells;  // as shown, made when first painted
     QList<QVariant> m_keys;
