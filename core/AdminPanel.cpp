@@ -33,7 +33,7 @@ AdminPanel::AdminPanel(const QString& progId, const QString& controlName, QWidge
     f.setBold(true);
     f.setPointSizeF(f.pointSizeF() * 1.3);
     m_title->setFont(f);
-    m_title->setStyleSheet(QStringLiteral("padding: 4px;"));
+    m_title->setMargin(4);
     m_title->setAutoFillBackground(true);
     m_title->setBackgroundRole(QPalette::Mid);
     m_body->addWidget(m_title);

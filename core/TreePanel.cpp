@@ -1,4 +1,5 @@
 #include "TreePanel.h"
+#include "StandardIcon.h"
 #include "Access.h"
 #include "Connection.h"
 #include "ControlUtils.h"
@@ -87,7 +88,7 @@ void TreePanel::setupCommandBar()
                                             : cmds[i].action == TreeAction::Modify ? QStyle::SP_FileDialogDetailedView
                                                                                    : QStyle::SP_TrashIcon;
         for (QWidget* owner : {static_cast<QWidget*>(cmd_bar_class), static_cast<QWidget*>(popup)}) {
-            auto* a = new QAction(style()->standardIcon(icon), cmds[i].caption, owner);
+            auto* a = new QAction(Controls::standardIcon(style(), icon), cmds[i].caption, owner);
             a->setProperty("treeAction", int(cmds[i].action));
             a->setData(id);
             a->setObjectName(QStringLiteral("cmd_%1").arg(id));
@@ -121,7 +122,9 @@ void TreePanel::buildRoleBar()
     cbo_role->setMinimumContentsLength(18);
     role_bar->addWidget(cbo_role)->setData(-1000002);
     auto* warn = new QLabel(QStringLiteral(" Figyelem: A változtatások azonnal érvénybe lépnek!"), role_bar);
-    warn->setStyleSheet(QStringLiteral("color: #b00000;"));
+    QPalette red = warn->palette();
+    red.setColor(QPalette::WindowText, QColor(0xb0, 0x00, 0x00));
+    warn->setPalette(red);
     role_bar->addWidget(warn)->setData(-1000006);
     lbl_impact = new QLabel(role_bar);
     lbl_impact->setObjectName(QStringLiteral("lbl_impact"));

@@ -1,4 +1,5 @@
 #include "ListWizrads.h"
+#include "StandardIcon.h"
 #include "Access.h"
 #include "Connection.h"
 #include "ControlTexts.h"
@@ -92,6 +93,6 @@ QString ListWizradAuths::nodeText(const cDDXRecord& record) const
                     &connection());
 }
 
-void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, style()->standardIcon(QStyle::SP_FileDialogDetailedView)); }
+void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, Controls::standardIcon(style(), QStyle::SP_FileDialogDetailedView)); }
 
 } // namespace NexoFrame

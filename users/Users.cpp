@@ -1,4 +1,5 @@
 #include "Users.h"
+#include "StandardIcon.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ErrorList.h"
@@ -187,7 +188,7 @@ void Users::buildCommands(QToolBar* bar, QMenu* menu, const QList<Command>& comm
     for (int i = 0; i < commands.size(); ++i) {
         const Command cmd = commands[i];
         for (auto [owner, caption] : {std::pair<QWidget*, QString>{bar, cmd.barCaption}, {menu, cmd.menuCaption}}) {
-            auto* a = new QAction(style()->standardIcon(icons[i % 4]), caption, owner);
+            auto* a = new QAction(Controls::standardIcon(style(), icons[i % 4]), caption, owner);
             a->setData(cmd.right);
             connect(a, &QAction::triggered, this, [this, run = cmd.run] { (this->*run)(); });
             owner->addAction(a);
