@@ -1,4 +1,5 @@
 #include "LogsViewer.h"
+#include "StandardIcon.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ControlTexts.h"
@@ -14,6 +15,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QSignalBlocker>
+#include <QStandardItemModel>
 #include <QStyle>
 #include <QLabel>
 #include <QToolBar>
@@ -73,7 +75,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     dtp_to->setObjectName(QStringLiteral("dtp_to"));
     dtp_from->setDate(QDate::currentDate().addDays(-30));
     cmd_bar->addSeparator();
-    QAction* exportAction = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), ModuleTexts::kSaveCsv);
+    QAction* exportAction = cmd_bar->addAction(Controls::standardIcon(style(), QStyle::SP_DialogSaveButton), ModuleTexts::kSaveCsv);
     exportAction->setObjectName(QStringLiteral("cmd_export"));
     exportAction->setToolTip(QStringLiteral("A listában látható sorok mentése CSV-fájlba"));
     cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -110,11 +112,15 @@ void LogsViewer::InitializeSite()
     const QList<QVariantList> users = c->select(
         QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
             .arg(c->engine().orderTerm(QStringLiteral("display_name"), false)));
-    QStringList names;
-    names.reserve(users.size());
-    for (const QVariantList& u : users) names << u.value(1).toString();
-    cbo_user->addItems(names);
-    for (int i = 0; i < users.size(); ++i) cbo_user->setItemData(i + 1, users[i].value(0).toInt());
+    // Items made whole before they join the list: one insertion, not two changes per user.
+    QList<QStandardItem*> items;
+    items.reserve(users.size());
+    for (const QVariantList& u : users) {
+        auto* item = new QStandardItem(u.value(1).toString());
+        item->setData(u.value(0).toInt(), Qt::UserRole);
+        items << item;
+    }
+    static_cast<QStandardItemModel*>(cbo_user->model())->invisibleRootItem()->appendRows(items);
     cbo_user->setCurrentIndex(0);
     cbo_user->blockSignals(false);
     // Only the two logs have views; another mode opens none and leaves the title.
