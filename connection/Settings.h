@@ -2,6 +2,7 @@
 #include <QHash>
 #include <QString>
 #include <QVariant>
+#include <functional>
 
 namespace NexoFrame {
 
@@ -20,13 +21,26 @@ public:
     bool write(const QString& section, const QString& key, const QString& value);
     // Whether users are kept here (MAINFRAME / CentralUserManagement 0), not in another system.
     bool userManagementLocal();
+    // Something else that changes as seldom as a setting (the company's own partner), kept
+    // like one: `read` runs once until the next idle.
+    QVariant kept(const QString& what, const std::function<QVariant()>& read)
+    {
+        auto it = m_kept.constFind(what);
+        if (it == m_kept.constEnd()) it = m_kept.insert(what, read());
+        return *it;
+    }
     // Forgets what was read: the next read asks the database.
-    void forget() { m_cache.clear(); }
+    void forget()
+    {
+        m_cache.clear();
+        m_kept.clear();
+    }
 
 private:
     Connection& m_c;
     // By section and key; a null value: not set.
     QHash<QString, QVariant> m_cache;
+    QHash<QString, QVariant> m_kept;
 };
 
 } // namespace NexoFrame

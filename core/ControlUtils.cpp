@@ -312,10 +312,14 @@ double DistanceOfZipcode(const QString& zipcode)
 
 int OwnPartnerId()
 {
-    auto rs = shared().openRecordset(Tables::Partner);
-    rs->setIndex(QStringLiteral("pa_kmn_partner_type"));
-    if (!rs->seek({kOwnPartnerType})) return -1;
-    return NullTo(rs->field(QStringLiteral("pa_qndid")), QMetaType::fromType<int>()).toInt();
+    Connection& c = shared();
+    // Every driver's save asks; the company's own partner hardly ever changes.
+    return c.settings().kept(QStringLiteral("own partner"), [&c] {
+        auto rs = c.openRecordset(Tables::Partner);
+        rs->setIndex(QStringLiteral("pa_kmn_partner_type"));
+        if (!rs->seek({kOwnPartnerType})) return -1;
+        return NullTo(rs->field(QStringLiteral("pa_qndid")), QMetaType::fromType<int>()).toInt();
+    }).toInt();
 }
 
 // --- forms ---------------------------------------------------------------------------------

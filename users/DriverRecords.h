@@ -16,6 +16,9 @@ public:
     QString className() const override { return QStringLiteral("cDDXEvent"); }
     int tableNumber() const override;
     eReturnValue ShowForm() override { return rvCancel; }
+    // Inside a user's save an event is part of the reminders' level: its failure fails that
+    // level, which goes back whole, so the event takes no savepoint of its own.
+    bool ownsTransaction() const override;
 
 protected:
     std::unique_ptr<cDDXRecord> newInstance() const override { return std::make_unique<cDDXEvent>(); }

@@ -102,7 +102,8 @@ bool cDDXUser::MaintainExpiryReminders()
     };
     for (const Document& d : documents) {
         cDDXEvent event;
-        const int found = liveReminder(d.type);
+        // A user just made has no reminders yet.
+        const int found = ItemStatus() == IsNew ? -1 : liveReminder(d.type);
         if (found > 0) {
             if (!event.CoreLoad(found)) return false;
             event.SetModified();

@@ -179,6 +179,8 @@ private slots:
         QCOMPARE(DistanceOfZipcode("6720"), 0.0);
 
         put(Tables::Partner, 1, {{"pa_kmn_partner_type", 1}});
+        QCOMPARE(OwnPartnerId(), 1); // kept until the program's next idle
+        m_site->db().idle();
         QCOMPARE(OwnPartnerId(), -1);
         QCOMPARE(HomeZipcode(), QString(""));
     }
