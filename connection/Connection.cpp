@@ -20,6 +20,8 @@ namespace {
 
 QAtomicInt g_connectionCounter;
 
+bool isOurs(const QStringList& tables);
+
 } // namespace
 
 Connection::Connection(std::unique_ptr<Engine> engine, QObject* parent)
@@ -38,6 +40,28 @@ std::unique_ptr<Connection> Connection::openDatabase(const QString& target, Demo
     QString err;
     if (!c->open(target, &err) || !c->ensureSchema(&err, demo)) {
         if (error) *error = err;
+        return nullptr;
+    }
+    return c;
+}
+
+std::unique_ptr<Connection> Connection::openExisting(const QString& target, Engine::OpenMode mode, QString* error)
+{
+    std::unique_ptr<Engine> engine = makeEngineFor(target);
+    engine->setOpenMode(mode);
+    auto c = std::make_unique<Connection>(std::move(engine));
+    QString err;
+    if (!c->open(target, &err)) {
+        if (error) *error = err;
+        return nullptr;
+    }
+    const QStringList tables = c->m_engine->tables(c->m_db);
+    if (!isOurs(tables)) {
+        if (error)
+            *error = tables.isEmpty()
+                ? QStringLiteral("Az adatbázis üres, nincs benne NexoFrame-adatbázis: %1").arg(c->databaseName())
+                : QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame adatbázisa: %1")
+                      .arg(c->databaseName());
         return nullptr;
     }
     return c;

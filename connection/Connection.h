@@ -36,6 +36,11 @@ public:
     // data, as asked) when it has none. Returns nullptr and a Hungarian message in `error`
     // on failure; nothing is written then.
     static std::unique_ptr<Connection> openDatabase(const QString& target, DemoData demo, QString* error);
+    // Opens a database as it is, for a backup, a restore or a check: never made, nothing of
+    // the schema or the demo data added. A missing file or server database, an empty one and
+    // another program's are refused with a Hungarian message. Engine::OpenMode::ReadOnly
+    // writes nothing at all, not even a file's journal mode.
+    static std::unique_ptr<Connection> openExisting(const QString& target, Engine::OpenMode mode, QString* error);
 
     bool open(const QString& target, QString* error);
     void close();

@@ -15,6 +15,13 @@ public:
     virtual ~Engine() = default;
     virtual QString name() const = 0;
 
+    // What open() may do to the database: make it when the file is missing (the program's own
+    // use), only open one that is there (a backup, a restore's source), or also only read it
+    // (a check: not even the journal mode changes).
+    enum class OpenMode { Create, Existing, ReadOnly };
+    void setOpenMode(OpenMode mode) { m_openMode = mode; }
+    OpenMode openMode() const { return m_openMode; }
+
     // Opens `target` into `db` (which the engine creates under `connectionName`).
     // On failure returns false and a Hungarian message for the user.
     virtual bool open(QSqlDatabase& db, const QString& connectionName, const QString& target,
@@ -76,6 +83,9 @@ public:
 
     // How a boolean literal is written in SQL text handed to `execute`.
     virtual QString boolLiteral(bool v) const = 0;
+
+protected:
+    OpenMode m_openMode = OpenMode::Create;
 };
 
 std::unique_ptr<Engine> makeSqliteEngine();

@@ -239,6 +239,12 @@ private:
         }
         // Notices ("... does not exist, skipping") are not for the user.
         execSql(db, QStringLiteral("SET client_min_messages = warning"));
+        // A check reads only; the server holds it to that.
+        if (m_openMode == OpenMode::ReadOnly
+            && !execSql(db, QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY"), error)) {
+            db.close();
+            return false;
+        }
         return true;
     }
 

@@ -81,6 +81,62 @@ QString missingMessage(const QString& detail)
 
 namespace {
 
+// The schema that holds the program's tables (empty when there is none).
+QString programSchema(Connection& c)
+{
+    return c.select(QStringLiteral("SELECT table_schema FROM information_schema.tables WHERE table_name = 'qnd_settings' "
+                                   "ORDER BY table_schema = current_schema() DESC LIMIT 1"))
+        .value(0).value(0).toString();
+}
+
+// SELECT on every table and view of the schema `ns` for `role`, the other modules' too: a
+// secret table not at all, a table with secret columns column by column, a view that reads a
+// secret column not at all; whatever it held before is taken back first. The number of
+// tables and views it may read. Throws DbError.
+int grantTables(Connection& c, const QString& ns, const QString& role)
+{
+    const QString r = quoted(role);
+    int granted = 0;
+    run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+    run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+    const auto relations = c.select(QStringLiteral("SELECT c.relname, c.relkind FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace "
+                                                  "WHERE n.nspname = ? AND c.relkind IN ('r', 'p', 'v', 'm', 'f') ORDER BY c.relname"),
+                                {ns});
+    if (relations.isEmpty()) throw DbError(QStringLiteral("A séma táblái nem olvashatók."));
+    for (const QVariantList& rel : relations) {
+        const QString table = rel.value(0).toString();
+        if (Secrets::isSecretTable(table)) continue;
+        const QString qualified = quoted(ns) + QLatin1Char('.') + quoted(table);
+        const QString kind = rel.value(1).toString();
+        if (kind == QLatin1String("v") || kind == QLatin1String("m")) {
+            bool readsSecret = false;
+            for (const QVariantList& used : c.select(QStringLiteral("SELECT DISTINCT d.refobjid::regclass::text, a.attname FROM pg_rewrite w "
+                                                                  "JOIN pg_depend d ON d.classid = 'pg_rewrite'::regclass AND d.objid = w.oid "
+                                                                  "JOIN pg_attribute a ON a.attrelid = d.refobjid AND a.attnum = d.refobjsubid "
+                                                                  "WHERE w.ev_class = ?::regclass"),
+                                                 {qualified}))
+                if (Secrets::isSecretColumn(used.value(0).toString().section(QLatin1Char('.'), -1).remove(QLatin1Char('"')),
+                                            used.value(1).toString()))
+                    readsSecret = true;
+            if (readsSecret) continue;
+        }
+        const QStringList secret = Secrets::secretColumnsOf(table);
+        if (secret.isEmpty()) {
+            run(c, QStringLiteral("GRANT SELECT ON %1 TO %2").arg(qualified, r));
+        } else {
+            QStringList open;
+            for (const QVariantList& col : c.select(QStringLiteral("SELECT attname FROM pg_attribute WHERE attrelid = ?::regclass "
+                                                                 "AND attnum > 0 AND NOT attisdropped ORDER BY attnum"),
+                                                {qualified}))
+                if (!Secrets::isSecretColumn(table, col.value(0).toString())) open << quoted(col.value(0).toString());
+            if (open.isEmpty()) continue;
+            run(c, QStringLiteral("GRANT SELECT (%1) ON %2 TO %3").arg(open.join(QStringLiteral(", ")), qualified, r));
+        }
+        ++granted;
+    }
+    return granted;
+}
+
 bool createOrUpdate(const QString& adminTarget, QString* message)
 {
     auto fail = [&](const QString& m) {
@@ -102,13 +158,11 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
         return fail(QStringLiteral("A(z) „%1” szerepkör nem hozhat létre szerepkört. A parancsot az adatbázis "
                                    "rendszergazdájának címével kell futtatni (például a postgres felhasználóval).")
                         .arg(admin));
-    const auto schema = c.select(QStringLiteral("SELECT table_schema FROM information_schema.tables WHERE table_name = 'qnd_settings' "
-                                               "ORDER BY table_schema = current_schema() DESC LIMIT 1"));
-    if (schema.isEmpty())
+    const QString ns = programSchema(c);
+    if (ns.isEmpty())
         return fail(QStringLiteral("A(z) „%1” adatbázisban még nincs NexoFrame-adatbázis. Előbb a program nyissa meg a saját "
                                    "szerepkörével (nexo-shell --db …), utána hozható létre az olvasó szerepkör.")
                         .arg(database));
-    const QString ns = schema[0].value(0).toString();
     QString role = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderRole);
     if (role.isEmpty()) role = nameFor(database);
     bool limitOk = false;
@@ -148,45 +202,7 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
         run(c, QStringLiteral("REVOKE CREATE ON SCHEMA %1 FROM PUBLIC").arg(quoted(ns)));
         run(c, QStringLiteral("REVOKE ALL ON SCHEMA %1 FROM %2").arg(quoted(ns), r));
         run(c, QStringLiteral("GRANT USAGE ON SCHEMA %1 TO %2").arg(quoted(ns), r));
-        run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
-        run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
-        // Every table and view of the schema, the other modules' too; a secret table not at all,
-        // a table with secret columns column by column, a view that reads a secret column not at all.
-        const auto relations = c.select(QStringLiteral("SELECT c.relname, c.relkind FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace "
-                                                      "WHERE n.nspname = ? AND c.relkind IN ('r', 'p', 'v', 'm', 'f') ORDER BY c.relname"),
-                                    {ns});
-        if (relations.isEmpty()) throw DbError(QStringLiteral("A séma táblái nem olvashatók."));
-        for (const QVariantList& rel : relations) {
-            const QString table = rel.value(0).toString();
-            if (Secrets::isSecretTable(table)) continue;
-            const QString qualified = quoted(ns) + QLatin1Char('.') + quoted(table);
-            const QString kind = rel.value(1).toString();
-            if (kind == QLatin1String("v") || kind == QLatin1String("m")) {
-                bool readsSecret = false;
-                for (const QVariantList& used : c.select(QStringLiteral("SELECT DISTINCT d.refobjid::regclass::text, a.attname FROM pg_rewrite w "
-                                                                      "JOIN pg_depend d ON d.classid = 'pg_rewrite'::regclass AND d.objid = w.oid "
-                                                                      "JOIN pg_attribute a ON a.attrelid = d.refobjid AND a.attnum = d.refobjsubid "
-                                                                      "WHERE w.ev_class = ?::regclass"),
-                                                     {qualified}))
-                    if (Secrets::isSecretColumn(used.value(0).toString().section(QLatin1Char('.'), -1).remove(QLatin1Char('"')),
-                                                used.value(1).toString()))
-                        readsSecret = true;
-                if (readsSecret) continue;
-            }
-            const QStringList secret = Secrets::secretColumnsOf(table);
-            if (secret.isEmpty()) {
-                run(c, QStringLiteral("GRANT SELECT ON %1 TO %2").arg(qualified, r));
-            } else {
-                QStringList open;
-                for (const QVariantList& col : c.select(QStringLiteral("SELECT attname FROM pg_attribute WHERE attrelid = ?::regclass "
-                                                                     "AND attnum > 0 AND NOT attisdropped ORDER BY attnum"),
-                                                    {qualified}))
-                    if (!Secrets::isSecretColumn(table, col.value(0).toString())) open << quoted(col.value(0).toString());
-                if (open.isEmpty()) continue;
-                run(c, QStringLiteral("GRANT SELECT (%1) ON %2 TO %3").arg(open.join(QStringLiteral(", ")), qualified, r));
-            }
-            ++granted;
-        }
+        granted = grantTables(c, ns, role);
         if (!c.settings().write(SettingKeys::kMainframe, SettingKeys::kReaderRole, role)
             || !c.settings().write(SettingKeys::kMainframe, SettingKeys::kReaderPassword, password))
             throw DbError(QStringLiteral("Az olvasó szerepkör adatai nem menthetők az adatbázisba."));
@@ -206,6 +222,38 @@ bool createOrUpdate(const QString& adminTarget, QString* message)
 }
 
 } // namespace
+
+bool grantAgain(Connection& c, QString* message)
+{
+    if (!isServerTarget(c.target())) return true;
+    try {
+        const QString role = c.settings().read(SettingKeys::kMainframe, SettingKeys::kReaderRole);
+        const bool exists = !role.isEmpty()
+            && !c.select(QStringLiteral("SELECT 1 FROM pg_roles WHERE rolname = ?"), {role}).isEmpty();
+        if (!exists) {
+            *message = QStringLiteral("Az adatbázis olvasó szerepköre%1 nincs meg ezen a kiszolgálón. A felhasználói lekérdezésekhez "
+                                      "az adatbázis rendszergazdája hozza létre: nexo-shell --create-reader --db <a rendszergazda "
+                                      "adatbázis-címe>")
+                           .arg(role.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(role));
+            return true;
+        }
+        const QString ns = programSchema(c);
+        int granted = 0;
+        QString err;
+        if (c.transactions().writeLocked([&] {
+                granted = grantTables(c, ns, role);
+                return true;
+            }, &err) != Transactions::LockedWrite::Done) {
+            *message = QStringLiteral("Az olvasó szerepkör (%1) jogai nem állíthatók be: %2").arg(role, err);
+            return false;
+        }
+        *message = QStringLiteral("Az olvasó szerepkör (%1) jogai újra beállítva: %2 tábla és nézet olvasható.").arg(role).arg(granted);
+        return true;
+    } catch (const DbError& e) {
+        *message = QStringLiteral("Az olvasó szerepkör jogai nem állíthatók be: %1").arg(e.message());
+        return false;
+    }
+}
 
 bool create(const QString& adminTarget, QString* message)
 {

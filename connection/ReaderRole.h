@@ -24,6 +24,13 @@ QString nameFor(const QString& database);
 // true with a summary in `message`. Nothing is kept unless all of it succeeds.
 bool create(const QString& adminTarget, QString* message);
 
+// The reader role's SELECT grants on the tables of `c`'s database given again (after a restore,
+// or when a table has been added), by the program's own login as the tables' owner; the role
+// itself, its password and limits stay as they are. A database without a reader role, or whose
+// role this server lacks, is left alone, with what to do in `message`. A file needs nothing.
+// False with a Hungarian message when the grants fail.
+bool grantAgain(Connection& c, QString* message);
+
 // For a reader role a database administrator made by hand: stores its name and password in
 // the database `target` names (the program's own login), after checking that the role logs in
 // and may do no more than read. False with a Hungarian message.

@@ -113,10 +113,15 @@ public:
             *error = QStringLiteral("Az adatbázis helyén nem fájl áll: %1").arg(fi.absoluteFilePath());
             return false;
         }
+        const bool readOnly = m_openMode == OpenMode::ReadOnly;
+        if (!fi.exists() && m_openMode != OpenMode::Create) {
+            *error = QStringLiteral("Az adatbázis-fájl nem létezik: %1").arg(fi.absoluteFilePath());
+            return false;
+        }
         // Checked on the permission bits, so that a read-only file is refused even for root
         // (WriteUser is not a bit: it says whether this process may write, always true for root).
         const auto writeBits = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
-        if (fi.exists() && (!(fi.permissions() & writeBits) || !fi.isWritable())) {
+        if (!readOnly && fi.exists() && (!(fi.permissions() & writeBits) || !fi.isWritable())) {
             *error = QStringLiteral("Az adatbázis-fájl csak olvasható, nem lehet rajta dolgozni: %1")
                          .arg(fi.absoluteFilePath());
             return false;
@@ -132,7 +137,9 @@ public:
         db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connectionName);
         db.setDatabaseName(m_path);
         // Another process may be creating the file this very moment: wait for it.
-        db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kReadBusyMs));
+        db.setConnectOptions(QStringLiteral("%1QSQLITE_BUSY_TIMEOUT=%2")
+                                 .arg(readOnly ? QStringLiteral("QSQLITE_OPEN_READONLY;") : QString())
+                                 .arg(kReadBusyMs));
         if (!db.open()) {
             *error = QStringLiteral("Az adatbázis nem nyitható meg: %1 (%2)")
                          .arg(m_path, db.lastError().text());
@@ -150,6 +157,10 @@ public:
             *error = QStringLiteral("A magyar ábécérend nem állítható be: %1").arg(m_path);
             db.close();
             return false;
+        }
+        if (readOnly) {
+            execSql(db, QStringLiteral("PRAGMA query_only=1"));
+            return true;
         }
         execSql(db, QStringLiteral("PRAGMA foreign_keys=OFF"));
         // Write-ahead logging lets a long read (an OLAP report, a list) run while others save.

@@ -1,5 +1,6 @@
 #include "ShellConfig.h"
 #include "Access.h"
+#include "Backup.h"
 #include "Connection.h"
 #include "DateFormats.h"
 #include "ShellNotices.h"
@@ -7,14 +8,17 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDate>
+#include <QDateTime>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTreeWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
 namespace NexoFrame::Shell {
@@ -197,6 +201,36 @@ bool importConfiguration(QWidget* parent, Connection& c, int userId, QString pat
     }
     ConfigImportDialog dialog(c, std::move(plan), parent);
     return dialog.exec() == QDialog::Accepted;
+}
+
+bool backupDatabase(QWidget* parent, Connection& c, int userId, QString path)
+{
+    if (!allowed(parent, c, userId, kDatabaseBackupRight, QStringLiteral("az adatbázis mentéséhez"))) return false;
+    if (path.isEmpty()) {
+        const bool server = isServerTarget(c.target());
+        const QString name = server ? QUrl(c.target()).path().mid(1) : QFileInfo(c.databaseName()).completeBaseName();
+        const QString suggested = QDir(c.databaseFolder()).filePath(
+            QStringLiteral("%1-mentes-%2.%3")
+                .arg(name, QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmm")),
+                     server ? QStringLiteral("dump") : QStringLiteral("sqlite")));
+        path = QFileDialog::getSaveFileName(parent, QStringLiteral("Adatbázis mentése"), suggested,
+                                            server ? QStringLiteral("PostgreSQL-mentés (*.dump);;Minden fájl (*)")
+                                                   : QStringLiteral("SQLite-adatbázis (*.sqlite);;Minden fájl (*)"));
+        if (path.isEmpty()) return false;
+    }
+    QString message;
+    bool ok;
+    {
+        BusyCursor busy;
+        ok = Backup::backup(c, path, &message);
+    }
+    if (!ok)
+        Notices::error(parent, message);
+    else if (Notices::console())
+        Notices::info(message);
+    else
+        QMessageBox::information(parent, QStringLiteral("Adatbázis mentése"), message);
+    return ok;
 }
 
 } // namespace NexoFrame::Shell

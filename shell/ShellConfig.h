@@ -13,9 +13,10 @@ class Connection;
 
 namespace NexoFrame::Shell {
 
-// The rights keys of the system menu's two commands.
+// The rights keys of the system menu's commands.
 inline const QString kConfigExportRight = QStringLiteral("mainframe_config_export");
 inline const QString kConfigImportRight = QStringLiteral("mainframe_config_import");
+inline const QString kDatabaseBackupRight = QStringLiteral("mainframe_database_backup");
 
 // "Beállítások importálása": what a file would add, change and leave, and the import itself.
 class ConfigImportDialog : public QDialog {
@@ -42,5 +43,7 @@ private:
 // The system menu's commands. An empty path asks for one. True when something was written.
 bool exportConfiguration(QWidget* parent, Connection& connection, int userId, QString path = {});
 bool importConfiguration(QWidget* parent, Connection& connection, int userId, QString path = {});
+// "Adatbázis mentése…": a copy of the whole database while others work on (Backup::backup).
+bool backupDatabase(QWidget* parent, Connection& connection, int userId, QString path = {});
 
 } // namespace NexoFrame::Shell

@@ -18,7 +18,8 @@ const QList<Spec>& specs()
         {{QStringLiteral("db")}, "ADATBÁZIS",
          "Az adatbázis: egy SQLite-fájl, vagy egy PostgreSQL-kiszolgáló adatbázisa "
          "(postgresql://felhasználó:jelszó@gép:port/adatbázis). Ha a fájl még nem létezik, vagy az "
-         "adatbázis üres, a program létrehozza a szerkezetét a mintaadatokkal. Alapértelmezés: a NEXO_DB "
+         "adatbázis üres, a program létrehozza a szerkezetét a mintaadatokkal (a --backup, --restore és "
+         "--check soha nem hoz létre adatbázist). Alapértelmezés: a NEXO_DB "
          "környezeti változó, ha az sincs, a felhasználó adatmappájában lévő NexoFrame/demo.sqlite."},
         {{QStringLiteral("user")}, "NÉV", "Bejelentkezés ezzel a felhasználónévvel, párbeszédablak nélkül."},
         {{QStringLiteral("password")}, "JELSZÓ", "A --user felhasználó jelszava."},
@@ -40,6 +41,18 @@ const QList<Spec>& specs()
         {{QStringLiteral("set-reader")}, "SZEREPKÖR",
          "Ha az olvasó szerepkört az adatbázis rendszergazdája kézzel hozta létre: elmenti a nevét és a szabványos "
          "bemenetről olvasott jelszavát a --db adatbázisba (a program saját címével), majd kilép."},
+        {{QStringLiteral("backup")}, "FÁJL",
+         "Elmenti a --db adatbázist a megadott fájlba, majd kilép; közben mások tovább dolgozhatnak. SQLite-fájlról "
+         "SQLite-fájl készül, PostgreSQL-adatbázisról a pg_dump egyedi formátumú mentése (ehhez a PostgreSQL "
+         "ügyfélprogramjai kellenek). Az azonos nevű korábbi mentés helyére kerül."},
+        {{QStringLiteral("restore")}, "FÁJL",
+         "Visszaállítja a mentést a --db adatbázisba, majd kilép. A cél csak üres lehet: egy még nem létező vagy üres "
+         "SQLite-fájl, illetve egy létező, üres PostgreSQL-adatbázis (createdb); utána az olvasó szerepkör jogait "
+         "is újra beállítja."},
+        {{QStringLiteral("check")}, nullptr,
+         "Ellenőrzi a --db adatbázist, és kiírja, mit talált, majd kilép; semmit nem ír az adatbázisba. Az "
+         "adatbázismotor saját ellenőrzése mellett a program szabályait is nézi: nem létező sorra mutató sorok, "
+         "nem létező szülők a fákban, 0–9-en kívüli szerepkörök, a legnagyobb tárolt kulcs mögött járó kulcsszámlálók."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
@@ -53,7 +66,10 @@ QString helpText()
         "Használat: nexo-shell [kapcsolók]\n"
         "       nexo-shell --register [KÖNYVTÁR]\n"
         "       nexo-shell --unregister [KÖNYVTÁR]\n"
-        "       nexo-shell --create-reader --db postgresql://rendszergazda@gép/adatbázis\n\n"
+        "       nexo-shell --create-reader --db postgresql://rendszergazda@gép/adatbázis\n"
+        "       nexo-shell --backup FÁJL --db ADATBÁZIS\n"
+        "       nexo-shell --restore FÁJL --db ÜRES_ADATBÁZIS\n"
+        "       nexo-shell --check --db ADATBÁZIS\n\n"
         "A Quandra Express keretrendszer NexoFrame adminisztrációs moduljának indítóprogramja.\n\n"
         "Kapcsolók:\n");
     for (const Spec& s : specs()) {
@@ -64,8 +80,9 @@ QString helpText()
         text += head.leftJustified(28) + QLatin1Char(' ') + QString::fromUtf8(s.description) + QLatin1Char('\n');
     }
     text += QStringLiteral(
-        "\nKilépési kódok: 0 rendben, 1 hiba (parancssor, adatbázis, modul, kép), "
-        "2 elutasított bejelentkezés, 3 a megnyitandó panel nem nyílt meg.\n");
+        "\nKilépési kódok: 0 rendben, 1 hiba (parancssor, adatbázis, modul, kép, a parancs maga), "
+        "2 elutasított bejelentkezés, 3 a megnyitandó panel nem nyílt meg, 4 a --check hibát talált "
+        "az adatbázisban.\n");
     return text;
 }
 
@@ -125,6 +142,27 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
     if (p.isSet(QStringLiteral("db")) && o->database.trimmed().isEmpty()) {
         *error = QStringLiteral("A --db kapcsolóhoz meg kell adni az adatbázis-fájlt vagy -címet.");
         return false;
+    }
+    QStringList commands;
+    for (const char* c : {"create-reader", "set-reader", "backup", "restore", "check"})
+        if (p.isSet(QString::fromLatin1(c))) commands << QStringLiteral("--") + QString::fromLatin1(c);
+    if (commands.size() > 1) {
+        *error = QStringLiteral("Egyszerre csak egy parancs adható meg: %1.").arg(commands.join(QStringLiteral(", ")));
+        return false;
+    }
+    for (const char* c : {"backup", "restore"}) {
+        if (!p.isSet(QString::fromLatin1(c))) continue;
+        o->file = p.value(QString::fromLatin1(c));
+        if (o->file.trimmed().isEmpty()) {
+            *error = QStringLiteral("A --%1 kapcsolóhoz meg kell adni a mentés fájlját.").arg(QString::fromLatin1(c));
+            return false;
+        }
+        o->action = qstrcmp(c, "backup") == 0 ? Options::Action::Backup : Options::Action::Restore;
+        return true;
+    }
+    if (p.isSet(QStringLiteral("check"))) {
+        o->action = Options::Action::Check;
+        return true;
     }
     if (p.isSet(QStringLiteral("create-reader"))) {
         if (o->database.trimmed().isEmpty()) {

@@ -1,4 +1,5 @@
 #include "ShellProgram.h"
+#include "Backup.h"
 #include "ReaderRole.h"
 #include "Connection.h"
 #include "ShellLogin.h"
@@ -43,6 +44,51 @@ int Program::registration(bool add, const QString& library)
     Notices::info(QStringLiteral("Regisztrációs fájl: %1").arg(modules.registryPath()));
     Notices::info(QStringLiteral("Osztályok: %1").arg(ids.join(QStringLiteral(", "))));
     return Done;
+}
+
+namespace {
+
+// The database the command line names: --db, else NEXO_DB; empty for the demo database.
+QString namedTarget(const Options& o)
+{
+    const QString target = o.database.isEmpty() ? qEnvironmentVariable("NEXO_DB").trimmed() : o.database;
+    return target.isEmpty() || isServerTarget(target) ? target : QFileInfo(target).absoluteFilePath();
+}
+
+} // namespace
+
+int Program::databaseCommand(const Options& o)
+{
+    Notices::setConsole(true);
+    QString target = namedTarget(o);
+    if (target.isEmpty()) target = defaultDatabasePath();
+    QString message;
+    switch (o.action) {
+    case Options::Action::Backup:
+    case Options::Action::Restore: {
+        const bool ok = o.action == Options::Action::Backup ? Backup::backup(target, o.file, &message)
+                                                            : Backup::restore(o.file, target, &message);
+        if (!ok) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
+        Notices::info(message);
+        return Done;
+    }
+    case Options::Action::Check: {
+        Backup::CheckReport report;
+        if (!Backup::check(target, &report, &message)) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
+        Notices::info(QStringLiteral("Az adatbázis ellenőrzése: %1").arg(report.database));
+        for (const QString& fault : std::as_const(report.faults)) Notices::info(QStringLiteral("- ") + fault);
+        Notices::info(report.faults.isEmpty() ? QStringLiteral("Az ellenőrzés nem talált hibát.")
+                                              : QStringLiteral("Az ellenőrzés %1 hibát talált.").arg(report.faults.size()));
+        return report.faults.isEmpty() ? Done : CheckFound;
+    }
+    default: return Failed;
+    }
 }
 
 int Program::run(const QStringList& arguments)
@@ -91,6 +137,10 @@ int Program::runGuarded(const QStringList& arguments)
         Notices::info(message);
         return Done;
     }
+    case Options::Action::Backup:
+    case Options::Action::Restore:
+    case Options::Action::Check:
+        return databaseCommand(o);
     case Options::Action::Run:
         break;
     }
@@ -105,7 +155,7 @@ int Program::runGuarded(const QStringList& arguments)
     if (!modules.ensureRegistered(reportEngine, &error, QStringLiteral("QndReport.Report")))
         Notices::warning(nullptr, QStringLiteral("A riportmotor nem regisztrálható, a riportok nem futtathatók.\n\n%1").arg(error));
 
-    QString target = o.database.isEmpty() ? qEnvironmentVariable("NEXO_DB").trimmed() : o.database;
+    QString target = namedTarget(o);
     const bool demoPath = target.isEmpty();
     if (demoPath) {
         target = defaultDatabasePath();
@@ -115,7 +165,6 @@ int Program::runGuarded(const QStringList& arguments)
             return Failed;
         }
     }
-    if (!isServerTarget(target)) target = QFileInfo(target).absoluteFilePath();
     // The demo database is filled whenever it has no users; a database the user names only
     // when the shell has just made its schema. Another shell making the same database at the
     // same moment waits and then finds it made, so nothing is ever removed here.

@@ -4,11 +4,14 @@
 
 namespace NexoFrame::Shell {
 
+struct Options;
+
 // The shell from command line to exit code: 0 done, 1 failure (command line, database,
-// module, picture), 2 login refused, 3 the panel to open did not open (unattended only).
+// module, picture, the command itself), 2 login refused, 3 the panel to open did not open
+// (unattended only), 4 the check found something wrong in the database.
 class Program {
 public:
-    enum ExitCode { Done = 0, Failed = 1, LoginRefused = 2, PanelFailed = 3 };
+    enum ExitCode { Done = 0, Failed = 1, LoginRefused = 2, PanelFailed = 3, CheckFound = 4 };
 
     // `moduleLibrary`: the module registered on first run and by a bare --register.
     explicit Program(QString moduleLibrary);
@@ -21,6 +24,8 @@ public:
 private:
     int runGuarded(const QStringList& arguments);
     int registration(bool add, const QString& library);
+    // --backup, --restore, --check: on the database the command line names, never made here.
+    int databaseCommand(const Options& o);
 
     QString m_library;
 };

@@ -135,7 +135,8 @@ void MainWindow::buildMenu()
     // Carrying the configuration to another database, for those whose rights allow it.
     const bool mayExport = rightsTest(m_connection, m_user.userId, kConfigExportRight);
     const bool mayImport = rightsTest(m_connection, m_user.userId, kConfigImportRight);
-    if (mayExport || mayImport) system->addSeparator();
+    const bool mayBackup = rightsTest(m_connection, m_user.userId, kDatabaseBackupRight);
+    if (mayExport || mayImport || mayBackup) system->addSeparator();
     if (mayExport) {
         QAction* a = system->addAction(QStringLiteral("Beállítások &exportálása…"), this, [this] { exportConfig(); });
         a->setObjectName(QStringLiteral("act_config_export"));
@@ -143,6 +144,10 @@ void MainWindow::buildMenu()
     if (mayImport) {
         QAction* a = system->addAction(QStringLiteral("Beállítások &importálása…"), this, [this] { importConfig(); });
         a->setObjectName(QStringLiteral("act_config_import"));
+    }
+    if (mayBackup) {
+        QAction* a = system->addAction(QStringLiteral("Adatbázis &mentése…"), this, [this] { backupDatabase(); });
+        a->setObjectName(QStringLiteral("act_database_backup"));
     }
     system->addSeparator();
     system->addAction(QStringLiteral("&Kilépés"), this, &QWidget::close);
@@ -284,6 +289,13 @@ bool MainWindow::importConfig(const QString& path)
     rebuildMenu();
     statusBar()->showMessage(QStringLiteral("A beállítások betöltve."), 8000);
     return true;
+}
+
+bool MainWindow::backupDatabase(const QString& path)
+{
+    const bool ok = Shell::backupDatabase(this, m_connection, m_user.userId, path);
+    if (ok) statusBar()->showMessage(QStringLiteral("Az adatbázis mentése elkészült."), 8000);
+    return ok;
 }
 
 void MainWindow::editOwnMenu()

@@ -68,6 +68,8 @@ public:
     // The system menu's configuration commands; an empty path asks for one. True when done.
     bool exportConfig(const QString& path = {});
     bool importConfig(const QString& path = {});
+    // "Adatbázis mentése…"; an empty path asks for one. True when the backup was written.
+    bool backupDatabase(const QString& path = {});
     // Where the pictures of menu items are looked up.
     static QString iconFolder();
     Site* site() { return &m_site; }

@@ -243,8 +243,8 @@ void TstShellWindow::brokenPanelsAreReportedNotFatal()
     QVERIFY(admin.window->openPanel(QStringLiteral("NexoTest.Panel"), 0, QString(), QStringLiteral("Jó")));
 }
 
-// The system menu's export and import stand only for those whose rights allow them; the
-// import previews the file in a dialog, writes it on "Betöltés" and rebuilds the menu.
+// The system menu's export, import and backup stand only for those whose rights allow them;
+// the import previews the file in a dialog, writes it on "Betöltés" and rebuilds the menu.
 void TstShellWindow::configurationCommandsFollowTheirRights()
 {
     ShellFixture f;
@@ -252,16 +252,26 @@ void TstShellWindow::configurationCommandsFollowTheirRights()
     LoggedIn bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
     QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_export")));
     QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_config_import")));
-    // Called anyway, it is refused with a message.
+    QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_database_backup")));
+    // Called anyway, they are refused with a message.
     Notices::setConsole(true);
     QVERIFY(!bela.window->exportConfig(f.path(QStringLiteral("x.json"))));
     QVERIFY2(Notices::last().contains(QStringLiteral("Nincs joga")), qPrintable(Notices::last()));
     QVERIFY(!QFile::exists(f.path(QStringLiteral("x.json"))));
-    Notices::setConsole(false);
+    const QString backup = f.path(QStringLiteral("mentes.bak"));
+    QVERIFY(!bela.window->backupDatabase(backup));
+    QVERIFY2(Notices::last().contains(QStringLiteral("Nincs joga az adatbázis mentéséhez")), qPrintable(Notices::last()));
+    QVERIFY(!QFile::exists(backup));
 
     LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
     QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_export")));
     QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_config_import")));
+    QVERIFY(admin.window->findChild<QAction*>(QStringLiteral("act_database_backup")));
+    QVERIFY(admin.window->backupDatabase(backup));
+    QFile written(backup);
+    QVERIFY(written.open(QIODevice::ReadOnly));
+    QVERIFY(written.read(16).startsWith(testingPostgres() ? "PGDMP" : "SQLite format 3"));
+    Notices::setConsole(false);
     const QString file = f.path(QStringLiteral("beallitasok.json"));
     QVERIFY(admin.window->exportConfig(file));
 
