@@ -152,13 +152,6 @@ bool isOurs(const QStringList& tables)
     return false;
 }
 
-bool schemaComplete(const QStringList& tables)
-{
-    for (const TableDef& t : Schema::instance().tables())
-        if (!tables.contains(t.name.toLower())) return false;
-    return true;
-}
-
 // Long enough for another process to finish creating a database with its demo data.
 constexpr int kCreationWaitMs = 60000;
 
@@ -170,76 +163,32 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
         if (error) *error = message;
         return false;
     };
+    const QString foreign = QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame adatbázisa; "
+                                           "a program nem változtat rajta: %1").arg(m_engine->databaseName());
     m_createdSchema = false;
     QStringList existing = m_engine->tables(m_db);
-    if (!existing.isEmpty() && !isOurs(existing))
-        return fail(QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame adatbázisa; "
-                                   "a program nem változtat rajta: %1").arg(m_engine->databaseName()));
+    if (!existing.isEmpty() && !isOurs(existing)) return fail(foreign);
     try {
-        const bool wantDemo = demo == DemoData::IfEmpty || (demo == DemoData::IfCreated && existing.isEmpty());
-        if (!schemaComplete(existing) || (wantDemo && !hasData())) {
+        // Only an empty database is made here; an older layout is upgraded after a login, by a
+        // user who may (SchemaUpgrade), and nothing is written to it before.
+        if (!existing.isEmpty()) inspectSchema();
+        const bool wantDemo = demo == DemoData::IfEmpty && m_schemaState.usable();
+        if (existing.isEmpty() || (wantDemo && !hasData())) {
             // One step under the lock: a second process waits here, longer than a save would, and
             // then finds it done.
             QString failure;
             const auto create = [&] {
-                const auto refuse = [&](const QString& message) {
-                    failure = message;
-                    return false;
-                };
                 existing = m_engine->tables(m_db);
-                if (!existing.isEmpty() && !isOurs(existing))
-                    return refuse(QStringLiteral("Az adatbázis egy másik program adatait tartalmazza, nem a NexoFrame "
-                                                 "adatbázisa; a program nem változtat rajta: %1").arg(m_engine->databaseName()));
-                const bool empty = existing.isEmpty();
-                QString err;
-                if (!schemaComplete(existing) && !m_engine->prepareSchema(m_db, &err)) return refuse(err);
-                for (const TableDef& t : Schema::instance().tables()) {
-                    if (existing.contains(t.name.toLower())) continue;
-                    if (t.isView()) {
-                        QSqlQuery q(m_db);
-                        const bool made = q.exec(QStringLiteral("CREATE VIEW ") + quoted(t.name) + QStringLiteral(" AS ") + t.viewSql);
-                        err = made ? QString() : q.lastError().text();
-                        q.finish();
-                        if (!made) return refuse(QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(err));
-                        continue;
-                    }
-                    QStringList cols;
-                    for (const ColumnDef& c : t.columns) {
-                        QString def = quoted(c.name) + QLatin1Char(' ') + m_engine->sqlType(c);
-                        if (c.name.compare(t.primaryKey, Qt::CaseInsensitive) == 0) def += QStringLiteral(" PRIMARY KEY");
-                        else if (!c.defaultValue.isNull() && c.type != ColType::Text && c.type != ColType::Memo)
-                            def += QStringLiteral(" DEFAULT ") + m_engine->toDb(c, c.defaultValue).toString();
-                        cols << def;
-                    }
-                    QStringList stmts;
-                    stmts << QStringLiteral("CREATE TABLE ") + quoted(t.name) + QStringLiteral(" (")
-                            + cols.join(QStringLiteral(", ")) + QLatin1Char(')');
-                    for (const IndexDef& ix : t.indexes) {
-                        if (ix.name == QLatin1String("PrimaryKey")) continue;
-                        // The key closes every index, so that rows equal on the index columns
-                        // keep one order and a window read needs no sort. The key is never null,
-                        // so it is ordered plainly, as the primary key's own index is.
-                        QStringList ic;
-                        for (const QString& c : ix.columns)
-                            ic << (c.compare(t.primaryKey, Qt::CaseInsensitive) == 0 ? quoted(c) : m_engine->indexColumn(quoted(c)));
-                        if (!ix.unique && !ix.columns.contains(t.primaryKey, Qt::CaseInsensitive)) ic << quoted(t.primaryKey);
-                        stmts << QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString())
-                                + quoted(t.name + QLatin1Char('_') + ix.name) + QStringLiteral(" ON ") + quoted(t.name)
-                                + QStringLiteral(" (") + ic.join(QLatin1Char(',')) + QLatin1Char(')');
-                    }
-                    for (const QString& s : std::as_const(stmts)) {
-                        QSqlQuery q(m_db);
-                        if (!q.exec(s)) {
-                            err = q.lastError().text();
-                            q.finish();
-                            return refuse(QStringLiteral("Az adatbázis szerkezete nem hozható létre: %1").arg(err));
-                        }
-                        q.finish();
-                    }
+                if (!existing.isEmpty() && !isOurs(existing)) {
+                    failure = foreign;
+                    return false;
                 }
+                const bool empty = existing.isEmpty();
+                if (empty) SchemaUpgrade::createWhole(*this);
+                inspectSchema();
                 m_createdSchema = empty;
                 const bool fill = demo == DemoData::IfEmpty || (demo == DemoData::IfCreated && empty);
-                if (fill && !hasData()) createDemoData();
+                if (fill && m_schemaState.usable() && !hasData()) createDemoData();
                 return true;
             };
             QElapsedTimer waited;
@@ -254,6 +203,7 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
                 return fail(!failure.isEmpty() ? failure : !why.isEmpty() ? why : QStringLiteral("Az adatbázis szerkezete nem menthető."));
             }
         }
+        if (m_schemaState.kind == SchemaState::Kind::Newer) return fail(SchemaUpgrade::newerMessage(*this));
         m_session.setSystemEdit(m_settings->read(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
             != QLatin1String("0"));
     } catch (const DbError& e) {
@@ -262,6 +212,8 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
     }
     return true;
 }
+
+void Connection::inspectSchema() { m_schemaState = SchemaUpgrade::inspect(*this); }
 
 bool Connection::hasData()
 {

@@ -44,8 +44,10 @@ public:
     virtual QString orderTerm(const QString& quotedColumn, bool descending) const = 0;
     // The tables of the database, lower-case.
     virtual QStringList tables(QSqlDatabase& db) const = 0;
+    // The names of its indexes, lower-case (the primary keys' own left out where the engine names them).
+    virtual QStringList indexes(QSqlDatabase& db) const = 0;
     // Whatever the schema needs before its tables (run inside the creating transaction).
-    virtual bool prepareSchema(QSqlDatabase& db, QString* error) = 0;
+    virtual bool prepareSchema(QSqlDatabase& db, QString* error) const = 0;
     // The larger of two SQL expressions.
     virtual QString greatest(const QString& a, const QString& b) const = 0;
     // Whether a WITH clause may write (INSERT ... RETURNING), so that the keys of new rows

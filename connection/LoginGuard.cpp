@@ -9,6 +9,10 @@ namespace {
 
 const TableDef& failures() { return *Schema::instance().table(Tables::LoginFailure); }
 
+// A database made before the lock-out has no table for it until its upgrade: its logins are
+// not counted, and nothing is written to it before the upgrade.
+bool kept(const Connection& c) { return !c.schemaState().missing.contains(failures().name); }
+
 } // namespace
 
 LoginGuard::LoginGuard(Connection& connection, Clock clock) : m_c(connection) { setClock(std::move(clock)); }
@@ -51,6 +55,7 @@ QDateTime LoginGuard::read(const QVariant& raw) const
 
 void LoginGuard::recordFailure(const QString& name, const QString& machine)
 {
+    if (!kept(m_c)) return;
     Recordset& rs = m_c.editRecordset(Tables::LoginFailure);
     rs.addNew();
     rs.setField(QStringLiteral("user_name"), keyOf(name));
@@ -79,7 +84,7 @@ QHash<QString, QDateTime> LoginGuard::locks(const QString& onlyName)
 {
     QHash<QString, QDateTime> locked;
     const int max = maxFailures(), minutes = lockMinutes();
-    if (max < 1 || minutes < 1) return locked;
+    if (max < 1 || minutes < 1 || !kept(m_c)) return locked;
     const QDateTime at = now();
     // A lock still running began at most `minutes` ago, after failures at most `minutes` older.
     QVariantList binds{stored(at.addSecs(-2 * qint64(minutes) * 60))};
@@ -108,6 +113,7 @@ QHash<QString, QDateTime> LoginGuard::lockedNames() { return locks(QString()); }
 
 void LoginGuard::clear(const QString& name)
 {
+    if (!kept(m_c)) return;
     const QString key = keyOf(name);
     // Most logins have nothing to forgive: a read, and no write that would wait for a writer.
     const auto open = m_c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE user_name = ? AND cleared_at IS NULL"),

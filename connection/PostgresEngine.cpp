@@ -131,16 +131,17 @@ public:
 
     QStringList tables(QSqlDatabase& db) const override
     {
-        QStringList names;
-        QSqlQuery q(db);
-        if (q.exec(QStringLiteral("SELECT lower(table_name) FROM information_schema.tables "
-                                  "WHERE table_schema = current_schema() AND table_type IN ('BASE TABLE', 'VIEW')")))
-            while (q.next()) names << q.value(0).toString();
-        q.finish();
-        return names;
+        return namesOf(db, QStringLiteral("SELECT lower(table_name) FROM information_schema.tables "
+                                          "WHERE table_schema = current_schema() AND table_type IN ('BASE TABLE', 'VIEW')"));
     }
 
-    bool prepareSchema(QSqlDatabase& db, QString* error) override
+    QStringList indexes(QSqlDatabase& db) const override
+    {
+        return namesOf(db, QStringLiteral("SELECT lower(indexname) FROM pg_indexes WHERE schemaname = current_schema() "
+                                          "AND indexname NOT LIKE '%\\_pkey'"));
+    }
+
+    bool prepareSchema(QSqlDatabase& db, QString* error) const override
     {
         QString err;
         if (execSql(db, QStringLiteral("CREATE COLLATION IF NOT EXISTS nexo_hu (provider = icu, locale = 'hu-HU')"), &err))

@@ -258,6 +258,10 @@ Schema::Schema()
     m_tables << makeTable("qnd_login_failure", Tables::LoginFailure, "id",
                       L{lng("id"), txt("user_name", 100), dt("failed_at"), txt("machine", 255), dt("cleared_at")},
                       {idx("user_name", {"user_name", "failed_at"}), idx("failed_at", {"failed_at"})});
+    // The layout's numbered steps the database has taken (SchemaSteps.cpp), by which program
+    // version and when; its largest step is the database's layout version.
+    m_tables << makeTable("qnd_schema_step", Tables::SchemaStep, "step",
+                      L{lng("step"), dt("applied_at"), txt("program_version", 20)});
     for (TableDef& t : m_tables)
         for (const ColumnDef& c : t.columns)
             if (c.name.startsWith(QLatin1String("auth_"))) t.historyColumns << c.name;

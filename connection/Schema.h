@@ -89,6 +89,7 @@ inline constexpr int OlapSample = 50;
 inline constexpr int RightsHistory = 60; // every change of who may do what
 inline constexpr int LoginFailure = 61;  // failed logins, for the lock-out
 inline constexpr int Secret = 62;        // settings that hold a stored secret
+inline constexpr int SchemaStep = 63;    // the layout's steps the database has taken
 } // namespace Tables
 
 } // namespace NexoFrame

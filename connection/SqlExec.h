@@ -3,6 +3,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QString>
+#include <QStringList>
 
 namespace NexoFrame {
 
@@ -23,6 +24,17 @@ inline bool execSql(QSqlDatabase& db, const QString& sql, QString* err = nullptr
     if (!ok && err) *err = q.lastError().text();
     q.finish();
     return ok;
+}
+
+// The first column of a query's rows as text: the names the engines list.
+inline QStringList namesOf(QSqlDatabase& db, const QString& sql)
+{
+    QStringList names;
+    QSqlQuery q(db);
+    if (q.exec(sql))
+        while (q.next()) names << q.value(0).toString();
+    q.finish();
+    return names;
 }
 
 } // namespace NexoFrame

@@ -209,15 +209,15 @@ public:
 
     QStringList tables(QSqlDatabase& db) const override
     {
-        QStringList names;
-        QSqlQuery q(db);
-        if (q.exec(QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type IN ('table', 'view') AND name NOT LIKE 'sqlite_%'")))
-            while (q.next()) names << q.value(0).toString();
-        q.finish();
-        return names;
+        return namesOf(db, QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type IN ('table', 'view') AND name NOT LIKE 'sqlite_%'"));
     }
 
-    bool prepareSchema(QSqlDatabase&, QString*) override { return true; }
+    QStringList indexes(QSqlDatabase& db) const override
+    {
+        return namesOf(db, QStringLiteral("SELECT lower(name) FROM sqlite_master WHERE type = 'index' AND name NOT LIKE 'sqlite_%'"));
+    }
+
+    bool prepareSchema(QSqlDatabase&, QString*) const override { return true; }
     bool writesInWith() const override { return false; }
     QString notice() const override
     {

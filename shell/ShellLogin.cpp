@@ -61,8 +61,9 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         if (until.isValid()) return locked(name, until, guard.now());
         const QString stored = Secrets::ciphered(password, kKey1, kKey2);
         // The name index is not unique: a deleted account may share its name with a live one,
-        // so every row of the name is weighed and the best standing one decides.
-        auto rs = c.openRecordset(Tables::User);
+        // so every row of the name is weighed and the best standing one decides. Only the
+        // columns every layout has: the login comes before an older database's upgrade.
+        auto rs = c.openRecordset(Tables::User, {QStringLiteral("user_name"), QStringLiteral("password")});
         rs->setIndex(QStringLiteral("user_name"));
         QList<int> matching;
         for (rs->seek({name}); !rs->eof() && rs->field(QStringLiteral("user_name")).toString() == name; rs->moveNext())

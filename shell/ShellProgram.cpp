@@ -3,6 +3,7 @@
 #include "ReaderRole.h"
 #include "Connection.h"
 #include "ShellLogin.h"
+#include "ShellUpgrade.h"
 #include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellOptions.h"
@@ -200,6 +201,12 @@ int Program::runGuarded(const QStringList& arguments)
         user = login.loginResult();
     }
     connection->session().setUserId(user.userId);
+    // A database of an older layout is upgraded now, or not worked with at all.
+    switch (passUpgradeGate(nullptr, *connection, user.userId)) {
+    case AfterLogin::Work: break;
+    case AfterLogin::Quit: return Done;
+    case AfterLogin::Stop: return Failed;
+    }
 
     MainWindow window(*connection, modules, user, shownName);
     window.resize(1200, 800);

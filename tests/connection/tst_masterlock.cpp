@@ -35,7 +35,8 @@ public:
     QString indexColumn(const QString& c) const override { return m_e->indexColumn(c); }
     QString orderTerm(const QString& c, bool d) const override { return m_e->orderTerm(c, d); }
     QStringList tables(QSqlDatabase& db) const override { return m_e->tables(db); }
-    bool prepareSchema(QSqlDatabase& db, QString* e) override { return m_e->prepareSchema(db, e); }
+    QStringList indexes(QSqlDatabase& db) const override { return m_e->indexes(db); }
+    bool prepareSchema(QSqlDatabase& db, QString* e) const override { return m_e->prepareSchema(db, e); }
     QString greatest(const QString& a, const QString& b) const override { return m_e->greatest(a, b); }
     bool writesInWith() const override { return m_e->writesInWith(); }
     QVariant storedBool(bool v) const override { return m_e->storedBool(v); }

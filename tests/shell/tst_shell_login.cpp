@@ -1,10 +1,14 @@
 #include "LoginGuard.h"
 #include "MenuAccess.h"
+#include "ModalDriver.h"
+#include "OldLayouts.h"
 #include "ShellNotices.h"
 #include "ShellFixture.h"
+#include "ShellUpgrade.h"
 #include "Secrets.h"
 #include "Snapshots.h"
 #include <QLabel>
+#include <QFileDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSysInfo>
@@ -47,6 +51,7 @@ private slots:
     void lockAfterFailuresEvenForTheRightPassword();
     void spreadFailuresAndTheLog();
     void dialogShowsTheLock();
+    void olderDatabaseAfterTheLogin();
 };
 
 void TstShellLogin::eachReasonIsRefusedApart_data()
@@ -217,12 +222,20 @@ void TstShellLogin::lockAfterFailuresEvenForTheRightPassword()
 
 void TstShellLogin::spreadFailuresAndTheLog()
 {
-    // A database made before the table gets it on its next open.
+    // A database made before the table: its logins are not counted until its upgrade makes it.
     ShellFixture f;
     QVERIFY(f.open());
     QVERIFY(f.db->execute(QStringLiteral("DROP TABLE qnd_login_failure")));
     f.db.reset();
     QVERIFY(f.open() && !f.db->createdSchema());
+    QCOMPARE(f.db->schemaState().kind, SchemaState::Kind::Older);
+    {
+        Clocked before{*f.db};
+        before.fail(QStringLiteral("senki"), 8);
+        QCOMPARE(before.login(QStringLiteral("admin"), QStringLiteral("admin")), Status::Ok);
+    }
+    QString error;
+    QVERIFY2(SchemaUpgrade::upgrade(*f.db, &error), qPrintable(error));
     Clocked k{*f.db};
     // Four minutes apart, no five fall within 15 minutes; the lock is on names, known or not.
     k.fail(QStringLiteral("senki"), 8, 4 * 60);
@@ -262,6 +275,54 @@ void TstShellLogin::dialogShowsTheLock()
     QVERIFY2(dlg.messageLabel()->text().contains(QStringLiteral("„kovacs.anna” felhasználónév 14:35-ig zárolva van")),
              qPrintable(dlg.messageLabel()->text()));
     keepPicture(&dlg, QStringLiteral("login_locked"));
+}
+
+void TstShellLogin::olderDatabaseAfterTheLogin()
+{
+    // Anyone logs in to an older database with what every layout has; only a holder of the
+    // upgrade key may go on, and only through the upgrade.
+    ShellFixture f;
+    OldLayouts::make(f.database, OldLayouts::Layout::BeforeListsReportsHistory);
+    QString error;
+    f.db = Connection::openDatabase(f.dbPath(), Connection::DemoData::IfCreated, &error);
+    QVERIFY2(f.db, qPrintable(error));
+    const LoginResult clerk = checkLogin(*f.db, QStringLiteral("konyv"), QStringLiteral("konyv"));
+    const LoginResult admin = checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin"));
+    QVERIFY(clerk.ok() && admin.ok());
+    resetModalDriver();
+    Notices::clearLast();
+    answerNextModal(QStringLiteral("OK"));
+    QCOMPARE(passUpgradeGate(nullptr, *f.db, clerk.userId), AfterLogin::Stop);
+    QCOMPARE(Notices::last(), SchemaUpgrade::refusedMessage());
+
+    onNextModal([&](QWidget* box) {
+        QCOMPARE(dialogText(box), SchemaUpgrade::question(*f.db));
+        clickButton(box, QStringLiteral("Kilépés"));
+    });
+    QCOMPARE(passUpgradeGate(nullptr, *f.db, admin.userId), AfterLogin::Quit);
+    // On the console nobody is asked.
+    Notices::setConsole(true);
+    QCOMPARE(passUpgradeGate(nullptr, *f.db, admin.userId), AfterLogin::Stop);
+    QVERIFY2(Notices::last().contains(QStringLiteral("Felügyelet nélküli")), qPrintable(Notices::last()));
+    Notices::setConsole(false);
+    f.db->inspectSchema();
+    QCOMPARE(f.db->schemaState().kind, SchemaState::Kind::Older);
+
+    // A backup not made asks again; the upgrade without one opens the database for work.
+    answerNextModal(QStringLiteral("Mentés, majd frissítés…"));
+    onNextModal([](QWidget* d) {
+        QVERIFY(qobject_cast<QFileDialog*>(d));
+        static_cast<QDialog*>(d)->reject();
+    });
+    answerNextModal(QStringLiteral("Frissítés mentés nélkül"));
+    onNextModal([&](QWidget* box) {
+        QCOMPARE(dialogText(box), SchemaUpgrade::doneMessage(*f.db));
+        clickButton(box, QStringLiteral("OK"));
+    });
+    QCOMPARE(passUpgradeGate(nullptr, *f.db, admin.userId), AfterLogin::Work);
+    QCOMPARE(expiredModalActions(), 0);
+    QCOMPARE(f.db->schemaState().kind, SchemaState::Kind::Current);
+    QCOMPARE(passUpgradeGate(nullptr, *f.db, clerk.userId), AfterLogin::Work);
 }
 
 QTEST_MAIN(TstShellLogin)

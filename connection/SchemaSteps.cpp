@@ -1,0 +1,50 @@
+#include "SchemaSteps.h"
+
+namespace NexoFrame::SchemaSteps {
+
+namespace {
+
+// How the layout of a database changes from one program version to the next: one numbered
+// step for each change, oldest first. A shipped step is never changed; a new one goes at the
+// end with the next number, in the same commit as the change of Schema.cpp it brings existing
+// databases to. An empty database is made whole at the newest layout and records the last
+// number; an older one runs each step it has not taken, in a transaction of its own under the
+// master lock, and records it in qnd_schema_step (SchemaUpgrade.cpp).
+//
+// Around the steps the upgrade makes by itself what needs no rows carried over: before them
+// every table the database lacks, at the newest layout; after them every index it lacks and
+// every view again, and on a server the reader role's grants. So a step that brings only a new
+// table, index or view has no code, only its number; and a step meets a table made before it
+// at the newest layout, which the helpers of SchemaStepContext leave as it is.
+//
+// Step 1 is the layout of every database made before the steps were kept (a database without
+// qnd_schema_step): a still earlier one, made before the lists, printed reports, rights
+// history and login lock-out had their tables, gets them as above.
+//
+// A step with work to do, for example a new column of the users:
+//     {2, QStringLiteral("A felhasználók telefonmellék oszlopa"),
+//      [](SchemaStepContext& s) { s.addColumn(QStringLiteral("qnd_user"), QStringLiteral("extension")); }},
+QList<SchemaStep> shipped()
+{
+    return {
+        {1, QStringLiteral("Kiinduló szerkezet"), {}},
+    };
+}
+
+QList<SchemaStep>& steps()
+{
+    static QList<SchemaStep> list = shipped();
+    return list;
+}
+
+} // namespace
+
+const QList<SchemaStep>& all() { return steps(); }
+
+int newest() { return steps().last().number; }
+
+void addForTests(SchemaStep step) { steps() << std::move(step); }
+
+void resetForTests() { steps() = shipped(); }
+
+} // namespace NexoFrame::SchemaSteps
