@@ -91,22 +91,27 @@ QString programSchema(Connection& c)
 
 // SELECT on every table and view of the schema `ns` for `role`, the other modules' too: a
 // secret table not at all, a table with secret columns column by column, a view that reads a
-// secret column not at all; whatever it held before is taken back first. The number of
-// tables and views it may read. Throws DbError.
-int grantTables(Connection& c, const QString& ns, const QString& role)
+// secret column not at all; whatever it held before is taken back first. `ownOnly`: only what
+// the logged-in role owns, since a role without the admin's powers may grant or revoke nothing
+// on another program's tables. The number of tables and views it may read. Throws DbError.
+int grantTables(Connection& c, const QString& ns, const QString& role, bool ownOnly = false)
 {
     const QString r = quoted(role);
     int granted = 0;
-    run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
-    run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+    if (!ownOnly) {
+        run(c, QStringLiteral("REVOKE ALL ON ALL TABLES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+        run(c, QStringLiteral("REVOKE ALL ON ALL SEQUENCES IN SCHEMA %1 FROM %2").arg(quoted(ns), r));
+    }
     const auto relations = c.select(QStringLiteral("SELECT c.relname, c.relkind FROM pg_class c JOIN pg_namespace n ON n.oid = c.relnamespace "
-                                                  "WHERE n.nspname = ? AND c.relkind IN ('r', 'p', 'v', 'm', 'f') ORDER BY c.relname"),
+                                                  "WHERE n.nspname = ? AND c.relkind IN ('r', 'p', 'v', 'm', 'f') %1ORDER BY c.relname")
+                                        .arg(ownOnly ? QStringLiteral("AND pg_get_userbyid(c.relowner) = current_user ") : QString()),
                                 {ns});
-    if (relations.isEmpty()) throw DbError(QStringLiteral("A séma táblái nem olvashatók."));
+    if (relations.isEmpty() && !ownOnly) throw DbError(QStringLiteral("A séma táblái nem olvashatók."));
     for (const QVariantList& rel : relations) {
         const QString table = rel.value(0).toString();
-        if (Secrets::isSecretTable(table)) continue;
         const QString qualified = quoted(ns) + QLatin1Char('.') + quoted(table);
+        if (ownOnly) run(c, QStringLiteral("REVOKE ALL ON %1 FROM %2").arg(qualified, r));
+        if (Secrets::isSecretTable(table)) continue;
         const QString kind = rel.value(1).toString();
         if (kind == QLatin1String("v") || kind == QLatin1String("m")) {
             bool readsSecret = false;
@@ -241,7 +246,7 @@ bool grantAgain(Connection& c, QString* message)
         int granted = 0;
         QString err;
         if (c.transactions().writeLocked([&] {
-                granted = grantTables(c, ns, role);
+                granted = grantTables(c, ns, role, true);
                 return true;
             }, &err) != Transactions::LockedWrite::Done) {
             *message = QStringLiteral("Az olvasó szerepkör (%1) jogai nem állíthatók be: %2").arg(role, err);

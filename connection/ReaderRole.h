@@ -25,7 +25,8 @@ QString nameFor(const QString& database);
 bool create(const QString& adminTarget, QString* message);
 
 // The reader role's SELECT grants on the tables of `c`'s database given again (after a restore,
-// or when a table has been added), by the program's own login as the tables' owner; the role
+// or when a table has been added), by the program's own login as the tables' owner, on the
+// tables and views it owns (another program's keep what --create-reader gave them); the role
 // itself, its password and limits stay as they are. A database without a reader role, or whose
 // role this server lacks, is left alone, with what to do in `message`. A file needs nothing.
 // False with a Hungarian message when the grants fail.
