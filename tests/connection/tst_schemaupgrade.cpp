@@ -1,4 +1,5 @@
 #include "Access.h"
+#include "Backup.h"
 #include "Connection.h"
 #include "LoginGuard.h"
 #include "OldLayouts.h"
@@ -165,6 +166,11 @@ private slots:
             QCOMPARE(SchemaUpgrade::gate(*c, OldLayouts::kClerk), Gate::Open);
         }
         QVERIFY(snapshotOf(db) == before);
+        // Nothing wrong with it for the check either.
+        Backup::CheckReport report;
+        QString err;
+        QVERIFY2(Backup::check(db.target(), &report, &err), qPrintable(err));
+        QCOMPARE(report.faults, QStringList());
 
         auto c = opened(db);
         QCOMPARE(SchemaUpgrade::gate(*c, OldLayouts::kAdmin), Gate::Open);
