@@ -53,6 +53,9 @@ public:
     // Whether a WITH clause may write (INSERT ... RETURNING), so that the keys of new rows
     // and the rows themselves go to a server in one statement.
     virtual bool writesInWith() const = 0;
+    // Whether an UPDATE can hand back the row as it was before (a join of the table with
+    // itself in RETURNING), so that a change need not read the row first.
+    virtual bool returnsOldRow() const { return false; }
     // What the user should know once about how the database is kept (empty: nothing).
     virtual QString notice() const { return QString(); }
 

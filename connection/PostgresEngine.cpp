@@ -151,6 +151,7 @@ public:
     }
 
     bool writesInWith() const override { return true; }
+    bool returnsOldRow() const override { return true; }
     QString greatest(const QString& a, const QString& b) const override
     {
         return QStringLiteral("GREATEST(%1, %2)").arg(a, b);

@@ -385,10 +385,28 @@ void Recordset::addNew(int keyFloor)
     // Left empty, the key is handed out when the row is stored.
     m_editRow[m_table->columnIndex(m_table->primaryKey)] = QVariant();
     m_dirty.fill(true);
+    m_unread = false;
+}
+
+void Recordset::editStored(const QByteArray& b)
+{
+    if (!m_c->engine().returnsOldRow()) {
+        setBookmark(b);
+        edit();
+        return;
+    }
+    const int n = int(m_table->columns.size());
+    m_mode = Mode::Edit;
+    m_unread = true;
+    m_unreadKey = m_c->engine().toDb(*m_table->column(m_table->primaryKey), decodeKey(b));
+    m_editRow = Row(n);
+    m_dirty.fill(false);
+    m_fromStored = QVector<int>(n, -1);
 }
 
 void Recordset::edit()
 {
+    m_unread = false;
     const Row& stored = current();
     m_editRow = Row(stored.size());
     for (int i : std::as_const(m_cols)) m_editRow[i] = m_c->engine().fromDb(m_table->columns[i], stored[i]);
@@ -399,6 +417,14 @@ void Recordset::edit()
 void Recordset::cancelUpdate()
 {
     m_mode = Mode::None;
+    m_unread = false;
+}
+
+QVariant Recordset::written(const QString& name) const
+{
+    const int i = m_table->columnIndex(name);
+    if (i < 0) throw DbError(kNoSuchField.arg(m_table->name, name));
+    return m_c->engine().fromDb(m_table->columns[i], m_written.value(i));
 }
 
 QVariant Recordset::field(int column) const
@@ -459,8 +485,19 @@ QStringList Recordset::stampAudit(int user, const QDateTime& now)
         // The change before this one is the stored row's, read under the lock: another user
         // may have saved since the writer read it, and the writer may have set these already.
         const int u1 = m_table->columnIndex(user1), d1 = m_table->columnIndex(date1);
-        put(QStringLiteral("last_action_user_id2"), m_c->engine().fromDb(m_table->columns[u1], current().value(u1)));
-        put(QStringLiteral("last_action_date2"), m_c->engine().fromDb(m_table->columns[d1], current().value(d1)));
+        const QString user2 = QStringLiteral("last_action_user_id2"), date2 = QStringLiteral("last_action_date2");
+        if (m_unread) {
+            // Unread yet: the update copies them from the row as it finds it.
+            for (const auto& [to, from] : {std::pair{user2, u1}, std::pair{date2, d1}}) {
+                const int i = m_table->columnIndex(to);
+                m_dirty[i] = false;
+                m_fromStored[i] = from;
+                written << to;
+            }
+        } else {
+            put(user2, m_c->engine().fromDb(m_table->columns[u1], current().value(u1)));
+            put(date2, m_c->engine().fromDb(m_table->columns[d1], current().value(d1)));
+        }
     }
     put(user1, user);
     put(date1, now);
@@ -508,21 +545,43 @@ bool Recordset::update()
                 + QLatin1Char(')');
             keyValue = m_editRow[pki];
         } else {
+            // '1': bound, '2': copied from the row as stored (an unread edit).
             QByteArray mask(m_table->columns.size(), '0');
             for (int i = 0; i < m_table->columns.size(); ++i) {
+                if (m_unread && m_fromStored[i] >= 0) mask[i] = '2';
                 if (!m_dirty[i]) continue;
                 mask[i] = '1';
                 binds << m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
             }
-            keyValue = current()[pki];
+            if (m_unread && binds.isEmpty()) {
+                // Nothing to write: the row is read as a plain edit would have read it.
+                setBookmark(encodeKey(m_c->engine().fromDb(pk, m_unreadKey)));
+                m_unread = false;
+                for (int i : std::as_const(m_cols)) m_editRow[i] = m_c->engine().fromDb(m_table->columns[i], current()[i]);
+            }
+            keyValue = m_unread ? m_unreadKey : current()[pki];
             if (!binds.isEmpty()) {
+                if (m_unread) mask.prepend('u');
                 QString& cached = m_updateCache[mask];
                 if (cached.isEmpty()) {
+                    const QString table = quoted(m_table->name);
                     QStringList sets;
-                    for (int i = 0; i < m_table->columns.size(); ++i)
-                        if (m_dirty[i]) sets << quoted(m_table->columns[i].name) + QStringLiteral("=?");
-                    cached = QStringLiteral("UPDATE ") + quoted(m_table->name) + QStringLiteral(" SET ")
-                        + sets.join(QLatin1Char(',')) + QStringLiteral(" WHERE ") + quoted(pk.name) + QStringLiteral("=?");
+                    for (int i = 0; i < m_table->columns.size(); ++i) {
+                        if (m_dirty[i])
+                            sets << quoted(m_table->columns[i].name) + QStringLiteral("=?");
+                        else if (m_unread && m_fromStored[i] >= 0)
+                            sets << quoted(m_table->columns[i].name) + QStringLiteral("=o.") + quoted(m_table->columns[m_fromStored[i]].name);
+                    }
+                    cached = QStringLiteral("UPDATE ") + table + QStringLiteral(" SET ") + sets.join(QLatin1Char(','));
+                    if (m_unread) {
+                        // The table joined with itself: "o" is the row as it was before.
+                        QStringList old;
+                        for (int i : std::as_const(m_cols)) old << QStringLiteral("o.") + quoted(m_table->columns[i].name);
+                        cached += QStringLiteral(" FROM %1 AS o WHERE %1.%2 = o.%2 AND o.%2=? RETURNING %3")
+                                      .arg(table, quoted(pk.name), old.join(QLatin1Char(',')));
+                    } else {
+                        cached += QStringLiteral(" WHERE ") + quoted(pk.name) + QStringLiteral("=?");
+                    }
                 }
                 sql = cached;
                 binds << m_c->engine().toDb(pk, keyValue);
@@ -533,6 +592,7 @@ bool Recordset::update()
         m_mode = Mode::None;
         return false;
     }
+    Row stored; // an unread edit's row as it was
     for (int attempt = 0; !sql.isEmpty(); ++attempt) {
         bool ok = false;
         bool retry = false;
@@ -540,7 +600,11 @@ bool Recordset::update()
             QSqlQuery& q = m_c->prepared(sql);
             for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
             ok = q.exec();
-            const int affected = ok ? q.numRowsAffected() : 0;
+            if (ok && m_unread && q.next()) {
+                stored = Row(m_table->columns.size());
+                for (int k = 0; k < m_cols.size(); ++k) stored[m_cols[k]] = q.value(k);
+            }
+            const int affected = !ok ? 0 : m_unread ? int(!stored.isEmpty()) : q.numRowsAffected();
             m_lastError = ok ? QString() : q.lastError().text();
             q.finish();
             // An edit whose row is gone meanwhile stores nothing, and must not pass for stored.
@@ -559,9 +623,23 @@ bool Recordset::update()
         if (retry) continue;
         if (!ok) {
             m_mode = Mode::None;
+            m_unread = false;
             return false;
         }
         break;
+    }
+    if (m_unread) {
+        // The row as it was is the current one now, and what the edit left alone is its.
+        m_buf = {stored};
+        m_pos = 0;
+        m_window = 1;
+        m_exhausted = false;
+        m_noMatch = false;
+        for (int i : std::as_const(m_cols)) {
+            if (m_fromStored[i] >= 0) m_editRow[i] = m_c->engine().fromDb(m_table->columns[i], stored[m_fromStored[i]]);
+            else if (!m_dirty[i]) m_editRow[i] = m_c->engine().fromDb(m_table->columns[i], stored[i]);
+        }
+        m_unread = false;
     }
     // The rights history keeps what changed, in the same transaction as the change.
     if (!m_table->historyColumns.isEmpty()) {

@@ -237,23 +237,21 @@ bool cDDXRecord::UpdateNative()
             stamped = rs.stampAudit(user, now);
             break;
         case isModified:
-            rs.setBookmark(m_bookmark);
-            rs.edit();
+            rs.editStored(m_bookmark);
             writeRow();
             stamped = rs.stampAudit(user, now);
             break;
         case isDeleted:
             // The mark and the audit columns only: the other columns stay as stored.
-            rs.setBookmark(m_bookmark);
-            rs.edit();
+            rs.editStored(m_bookmark);
             stamped = rs.markDeleted(user, now);
             break;
         }
-        for (const QString& column : std::as_const(stamped)) setValue(column, rs.field(column));
         if (!rs.update()) {
             reportFailure("UpdateNative", rs.lastError());
             return false;
         }
+        for (const QString& column : std::as_const(stamped)) setValue(column, rs.written(column));
         if (m_status != isDeleted) {
             Recordset& browse = c->browseRecordset(tableNumber());
             browse.showWritten(rs);

@@ -227,6 +227,11 @@ void tst_record::insertModifyDeleteWriteTheirColumns()
                                  {"last_action_date2", was["last_action_date1"]}}),
                  QString());
     }
+    // The history kept the first change of the roles from what was stored, the second none.
+    QCOMPARE(m_c->select("SELECT column_name, old_value, new_value FROM qnd_rights_history WHERE table_name='qnd_auth_unit' "
+                         "AND row_id=? AND user_id=8 ORDER BY column_name", {u.id()}).size(), 2);
+    QCOMPARE(m_c->select("SELECT id FROM qnd_rights_history WHERE table_name='qnd_auth_unit' AND row_id=? AND user_id=9",
+                         {u.id()}).size(), 0);
 
     // Soft delete as user 10, after a change in memory only: the row keeps its values and
     // gets del_status 2 and the audit columns.
@@ -248,6 +253,20 @@ void tst_record::insertModifyDeleteWriteTheirColumns()
                                    {"last_action_date2", r["last_action_date1"]}}),
              QString());
     QVERIFY(stamp(deleted["last_action_date1"]) >= stamp(r["last_action_date1"]));
+
+    // A row another program removed while it was being edited: the change says so and
+    // stores nothing, on every engine (a server finds it out from the UPDATE alone).
+    auto gone = load(u.id());
+    QVERIFY(gone);
+    QVERIFY(m_c->execute("DELETE FROM qnd_auth_unit WHERE id=?", {u.id()}));
+    set(*gone, {{"name", "Eltűnt"}});
+    QVERIFY(gone->SetFinal());
+    gone->SetModified();
+    QVERIFY(!gone->CoreUpdate());
+    QVERIFY(released());
+    QVERIFY2(module().errors().Item(1).description().contains("nem létezik"), qPrintable(module().errors().Item(1).description()));
+    QVERIFY(m_c->select("SELECT id FROM qnd_auth_unit WHERE id=?", {u.id()}).isEmpty());
+    module().errors().Clear();
 
     // A row that is not there cannot be deleted.
     cDDXAuthUnit ghost;
