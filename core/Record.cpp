@@ -1,4 +1,6 @@
 #include "Record.h"
+#include <QHash>
+#include <QMutex>
 #include "Connection.h"
 #include "ErrorList.h"
 #include "LockRetry.h"
@@ -69,8 +71,14 @@ QString cDDXRecord::keyColumn() const
 
 QList<FieldSpec> cDDXRecord::allFields() const
 {
+    // The same for every record of a class: made once, as records are made by the thousand.
+    static QMutex guard;
+    static QHash<QString, QList<FieldSpec>> made;
+    const QMutexLocker lock(&guard);
+    auto it = made.constFind(className());
     // A new record has no key until it is saved.
-    return QList<FieldSpec>{{keyColumn(), FieldKind::Long, -1}} + entityFields();
+    if (it == made.constEnd()) it = made.insert(className(), QList<FieldSpec>{{keyColumn(), FieldKind::Long, -1}} + entityFields());
+    return *it;
 }
 
 int cDDXRecord::indexOf(const QString& column) const
@@ -126,10 +134,15 @@ bool cDDXRecord::CoreDefault()
 {
     m_status = IsNew;
     m_isTemp = true;
+    QDateTime day; // asked once: the local clock is slow to read
     for (int i = 0; i < m_fields.size(); ++i) {
         const FieldSpec& f = m_fields[i];
-        m_values[i] = f.kind == FieldKind::Date && f.defaultValue.isNull() ? QVariant(today())
-                                                                            : convert(f.kind, f.defaultValue);
+        if (f.kind == FieldKind::Date && f.defaultValue.isNull()) {
+            if (day.isNull()) day = today();
+            m_values[i] = day;
+        } else {
+            m_values[i] = convert(f.kind, f.defaultValue);
+        }
     }
     entityDefaults();
     return true;
