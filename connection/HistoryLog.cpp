@@ -26,24 +26,43 @@ void HistoryLog::record(const TableDef& t, const QVariant& rowId, const ColumnDe
     record(t, rowId, rowIsNew, {{&c, oldValue, newValue}});
 }
 
+namespace {
+
+// The rows of changed cells: when and who and where for all, which cell and its values each.
+Keys::Beside changedCells(const HistoryLog& log, const TableDef& t, bool rowIsNew, const QList<HistoryLog::Change>& changes,
+                          int userId)
+{
+    Keys::Beside rows;
+    rows.table = Tables::RightsHistory;
+    rows.columns = {QStringLiteral("changed_at"), QStringLiteral("user_id"), QStringLiteral("table_name"),
+                    QStringLiteral("column_name"), QStringLiteral("old_value"), QStringLiteral("new_value")};
+    rows.ref = QStringLiteral("row_id");
+    for (const HistoryLog::Change& c : changes) {
+        const QString before = log.text(*c.column, c.oldValue), after = log.text(*c.column, c.newValue);
+        if (before == after) continue;
+        rows.perRow << c.column->name << (rowIsNew ? QVariant() : QVariant(before)) << QVariant(after);
+        ++rows.rows;
+    }
+    rows.shared = {now(), userId, t.name};
+    return rows;
+}
+
+} // namespace
+
+Keys::Beside HistoryLog::newRowRows(const TableDef& t, const QList<Change>& changes) const
+{
+    if (!m_enabled) return {};
+    return changedCells(*this, t, true, changes, m_c.session().userId());
+}
+
 void HistoryLog::record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes)
 {
     if (!m_enabled) return;
-    QVariantList cells;
-    int rows = 0;
-    for (const Change& c : changes) {
-        const QString before = text(*c.column, c.oldValue), after = text(*c.column, c.newValue);
-        if (before == after) continue;
-        cells << c.column->name << (rowIsNew ? QVariant() : QVariant(before)) << QVariant(after);
-        ++rows;
-    }
-    if (rows == 0) return;
+    const Keys::Beside rows = changedCells(*this, t, rowIsNew, changes, m_c.session().userId());
+    if (rows.rows == 0) return;
     try {
-        m_c.keys().insertKeyed(Tables::RightsHistory,
-                               {QStringLiteral("changed_at"), QStringLiteral("user_id"), QStringLiteral("table_name"),
-                                QStringLiteral("row_id"), QStringLiteral("column_name"), QStringLiteral("old_value"),
-                                QStringLiteral("new_value")},
-                               {now(), m_c.session().userId(), t.name, rowId}, cells, rows);
+        m_c.keys().insertKeyed(rows.table, rows.columns.mid(0, 3) + QStringList{rows.ref} + rows.columns.mid(3),
+                               rows.shared + QVariantList{rowId}, rows.perRow, rows.rows);
     } catch (const DbError& e) {
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
     }

@@ -1,4 +1,5 @@
 #pragma once
+#include "Keys.h"
 #include "Schema.h"
 #include <QString>
 #include <QVariant>
@@ -26,6 +27,9 @@ public:
         QVariant oldValue, newValue;
     };
     void record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes);
+    // The rows record() writes for a row being made, for Keys::insertKeyed to write with
+    // that row in one statement (no rows: nothing to keep, or the history is off).
+    Keys::Beside newRowRows(const TableDef& t, const QList<Change>& changes) const;
     // The same for every row of `t` that `rowsCte` (a WITH clause naming its rows "d", with
     // its one bound value `cteValue`) lists and whose yes/no column `c` is not `on` yet, in
     // one statement that reads the rows once. The keys of the rows written, first and last

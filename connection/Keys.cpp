@@ -89,44 +89,86 @@ std::pair<int, int> Keys::insertSelected(int table, const QStringList& columns, 
     return {before + 1, rows};
 }
 
+namespace {
+
+// The SELECT that gives `rows` rows of `t` keyed from a block of keys ending at
+// `block`.last_key: the key, `shared` bound values, then `extra` (an expression, say another
+// row's key), then each row's own values from a VALUES list. `columns` name them all but the
+// key, `extra`'s among them.
+QString keyedSelect(const Engine& engine, const TableDef& t, const QStringList& columns, int shared, int rows,
+                    const QString& block, const QString& extra, const QString& extraFrom)
+{
+    const int own = int(columns.size()) - shared - (extra.isEmpty() ? 0 : 1);
+    QStringList tuples, ownNames, select{QStringLiteral("%1.last_key - %2 + v.n").arg(block).arg(rows)};
+    for (int i = 0; i < shared; ++i) select << QStringLiteral("?");
+    if (!extra.isEmpty()) select << extra;
+    for (int j = 0; j < own; ++j) {
+        // A VALUES list reads unnamed values as text: the rest are cast to their column.
+        const QString& name = columns[columns.size() - own + j];
+        const ColumnDef* c = t.column(name);
+        if (!c) throw DbError(QStringLiteral("Ismeretlen mező: %1").arg(name));
+        const bool text = c->type == ColType::Text || c->type == ColType::Memo;
+        ownNames << QStringLiteral("c%1").arg(j);
+        select << (text ? QStringLiteral("v.c%1").arg(j) : QStringLiteral("CAST(v.c%1 AS %2)").arg(j).arg(engine.sqlType(*c)));
+    }
+    for (int r = 0; r < rows; ++r) tuples << QStringLiteral("(%1").arg(r + 1) + QStringLiteral(", ?").repeated(own) + QLatin1Char(')');
+    QString from = block + extraFrom;
+    if (own == 0) select.first() = block + QStringLiteral(".last_key");
+    else from += QStringLiteral(", (VALUES %1) AS v(n, %2)").arg(tuples.join(QLatin1Char(',')), ownNames.join(QLatin1Char(',')));
+    return QStringLiteral("SELECT %1 FROM %2").arg(select.join(QLatin1Char(',')), from);
+}
+
+QString columnList(const TableDef& t, const QStringList& columns)
+{
+    QStringList names{quoted(t.primaryKey)};
+    for (const QString& c : columns) names << quoted(c);
+    return names.join(QLatin1Char(','));
+}
+
+} // namespace
+
 int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
-                      int lowest)
+                      int lowest, const Beside* beside)
 {
     const TableDef& t = requireTable(table);
     const int own = rows > 0 ? int(perRow.size() / rows) : 0;
-    if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size() || (own == 0 && rows > 1))
+    if (rows <= 0 || own * rows != perRow.size() || shared.size() + own != columns.size() || (own == 0 && rows > 1)
+        || (beside && beside->rows > 0 && rows != 1))
         throw DbError(QStringLiteral("Hibás sorösszeállítás (%1).").arg(t.name));
-    QStringList names{quoted(t.primaryKey)};
-    for (const QString& c : columns) names << quoted(c);
+    const TableDef* b = beside && beside->rows > 0 ? &requireTable(beside->table) : nullptr;
+    // The other table's columns with the reference after its shared ones.
+    QStringList besideColumns;
+    if (b) besideColumns = beside->columns.mid(0, beside->shared.size()) + QStringList{beside->ref} + beside->columns.mid(beside->shared.size());
     if (m_c.engine().writesInWith()) {
         // The key block and the rows in one statement; each row's key is its place in the block.
-        QStringList tuples, ownNames, select{QStringLiteral("k.last_key - %1 + v.n").arg(rows)};
-        for (int i = 0; i < shared.size(); ++i) select << QStringLiteral("?");
-        for (int j = 0; j < own; ++j) {
-            // A VALUES list reads unnamed values as text: the rest are cast to their column.
-            const ColumnDef* c = t.column(columns[shared.size() + j]);
-            if (!c) throw DbError(QStringLiteral("Ismeretlen mező: %1").arg(columns[shared.size() + j]));
-            const bool text = c->type == ColType::Text || c->type == ColType::Memo;
-            ownNames << QStringLiteral("c%1").arg(j);
-            select << (text ? QStringLiteral("v.c%1").arg(j) : QStringLiteral("CAST(v.c%1 AS %2)").arg(j).arg(m_c.engine().sqlType(*c)));
+        QString sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
+            + QStringLiteral(" RETURNING last_key), a AS (INSERT INTO %1 (%2) %3 RETURNING %4)")
+                  .arg(quoted(t.name), columnList(t, columns),
+                       keyedSelect(m_c.engine(), t, columns, int(shared.size()), rows, QStringLiteral("k"), {}, {}), quoted(t.primaryKey));
+        QVariantList binds = handOutValues(table, t.name, rows, lowest) + shared + perRow;
+        if (b) {
+            // The other rows in the same statement, naming the new row's key.
+            sql += QStringLiteral(", kb AS (") + handOutSql(b->name, beside->rows, b->primaryKey)
+                + QStringLiteral(" RETURNING last_key), b AS (INSERT INTO %1 (%2) %3) SELECT a.%4, kb.last_key FROM a, kb")
+                      .arg(quoted(b->name), columnList(*b, besideColumns),
+                           keyedSelect(m_c.engine(), *b, besideColumns, int(beside->shared.size()), beside->rows, QStringLiteral("kb"),
+                                       QStringLiteral("a.") + quoted(t.primaryKey), QStringLiteral(", a")),
+                           quoted(t.primaryKey));
+            binds += handOutValues(beside->table, b->name, beside->rows, 0) + beside->shared + beside->perRow;
+        } else {
+            sql += QStringLiteral(" SELECT %1 FROM a").arg(quoted(t.primaryKey));
         }
-        for (int r = 0; r < rows; ++r)
-            tuples << QStringLiteral("(%1").arg(r + 1) + QStringLiteral(", ?").repeated(own) + QLatin1Char(')');
-        if (own == 0) select.first() = QStringLiteral("k.last_key");
-        const QString from = own == 0 ? QStringLiteral("k")
-                                      : QStringLiteral("k, (VALUES %1) AS v(n, %2)").arg(tuples.join(QLatin1Char(',')), ownNames.join(QLatin1Char(',')));
-        const QString sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
-            + QStringLiteral(" RETURNING last_key) INSERT INTO %1 (%2) SELECT %3 FROM %4 RETURNING %5")
-                  .arg(quoted(t.name), names.join(QLatin1Char(',')), select.join(QLatin1Char(',')), from, quoted(t.primaryKey));
-        int first = 0, last = 0;
-        m_c.selectEach(sql, handOutValues(table, t.name, rows, lowest) + shared + perRow, [&](const QVariantList& r) {
+        int first = 0, last = 0, besideLast = 0;
+        m_c.selectEach(sql, binds, [&](const QVariantList& r) {
             const int key = r.value(0).toInt();
             first = first == 0 ? key : std::min(first, key);
             last = std::max(last, key);
+            besideLast = r.value(1).toInt();
             return true;
         });
         if (last == 0) throw DbError(QStringLiteral("Nem kapható új kulcs (%1).").arg(t.name));
         m_lastKey[table] = last;
+        if (b) m_lastKey[beside->table] = besideLast;
         return first;
     }
     const int first = handOut(table, rows, t.primaryKey, lowest);
@@ -138,9 +180,10 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         values << first + r << shared << perRow.mid(r * own, own);
     }
     QString error;
-    if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), names.join(QLatin1Char(',')), tuples.join(QLatin1Char(','))),
+    if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), columnList(t, columns), tuples.join(QLatin1Char(','))),
                      values, &error))
         throw DbError(error);
+    if (b) insertKeyed(beside->table, besideColumns, beside->shared + QVariantList{first}, beside->perRow, beside->rows);
     return first;
 }
 

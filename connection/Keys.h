@@ -34,8 +34,17 @@ public:
     // every row gets (bound to the first columns) and `perRow` each row's own values for
     // the rest, row after row. No key below `lowest`. Returns the first key; throws DbError
     // when it fails.
+    // `beside`: rows of another table written with a single new row, naming its key in the
+    // column `ref` (its rights history), in the same statement where the engine allows.
+    struct Beside {
+        int table = 0;
+        QStringList columns; // the shared ones, then each row's own; `ref` goes after the shared
+        QString ref;
+        QVariantList shared, perRow;
+        int rows = 0;
+    };
     int insertKeyed(int table, const QStringList& columns, const QVariantList& shared, const QVariantList& perRow, int rows,
-                    int lowest = 0);
+                    int lowest = 0, const Beside* beside = nullptr);
     // Inserts the rows that "SELECT <selectList> <from>" gives (the columns after the key, in
     // `columns`' order; `with`, a WITH clause before it, with its values `withBinds`), keyed
     // from the next key on, reading them once: the key row stays locked until the caller's

@@ -522,16 +522,29 @@ bool Recordset::update()
     QString sql;
     QVariantList binds;
     QVariant keyValue;
+    // The history columns' changes: a new row's from nothing, an edit's from the stored row.
+    const auto changes = [this] {
+        QList<HistoryLog::Change> out;
+        for (int i : std::as_const(m_cols)) {
+            const ColumnDef& c = m_table->columns[i];
+            if (!m_table->historyColumns.contains(c.name) || (m_mode == Mode::Edit && !m_dirty[i])) continue;
+            out.append({&c, m_mode == Mode::Edit ? current()[i] : QVariant(), m_c->engine().toDb(c, m_editRow[i])});
+        }
+        return out;
+    };
+    bool historyKept = m_table->historyColumns.isEmpty();
     try {
         if (m_mode == Mode::Add && m_editRow[pki].isNull() && pk.type == ColType::Long) {
-            // The key and the row in one statement where the engine can.
+            // The key, the row and its history in one statement where the engine can.
             QStringList cols;
             for (int i : std::as_const(m_cols)) {
                 if (i == pki) continue;
                 cols << m_table->columns[i].name;
                 binds << m_c->engine().toDb(m_table->columns[i], m_editRow[i]);
             }
-            m_editRow[pki] = m_c->keys().insertKeyed(m_table->number, cols, binds, {}, 1, m_keyFloor);
+            const Keys::Beside history = historyKept ? Keys::Beside{} : m_c->history().newRowRows(*m_table, changes());
+            m_editRow[pki] = m_c->keys().insertKeyed(m_table->number, cols, binds, {}, 1, m_keyFloor, &history);
+            historyKept = true;
             keyValue = m_editRow[pki];
         } else if (m_mode == Mode::Add) {
             QStringList cols, marks;
@@ -642,15 +655,9 @@ bool Recordset::update()
         m_unread = false;
     }
     // The rights history keeps what changed, in the same transaction as the change.
-    if (!m_table->historyColumns.isEmpty()) {
+    if (!historyKept) {
         try {
-            QList<HistoryLog::Change> changes;
-            for (int i : std::as_const(m_cols)) {
-                const ColumnDef& c = m_table->columns[i];
-                if (!m_table->historyColumns.contains(c.name) || (m_mode == Mode::Edit && !m_dirty[i])) continue;
-                changes.append({&c, m_mode == Mode::Edit ? current()[i] : QVariant(), m_c->engine().toDb(c, m_editRow[i])});
-            }
-            m_c->history().record(*m_table, keyValue, m_mode == Mode::Add, changes);
+            m_c->history().record(*m_table, keyValue, m_mode == Mode::Add, changes());
         } catch (const DbError& e) {
             m_lastError = e.message();
             m_mode = Mode::None;
