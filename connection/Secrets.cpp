@@ -24,6 +24,7 @@ struct Setting {
 
 const Setting kSettings[] = {
     {SettingKeys::kMainframe, SettingKeys::kReaderPassword},
+    {SettingKeys::kLdap, SettingKeys::kLdapBindPassword},
 };
 
 const QString kKey1 = QStringLiteral("n3x0-titok-7q");

@@ -25,6 +25,24 @@ inline constexpr QLatin1StringView kReaderConnectionLimit{"ReaderConnectionLimit
 // MAINFRAME: a role slot's name, under CUE_NAME_<slot> (the stored text may end in a colon).
 inline QString roleNameKey(int slot) { return QStringLiteral("CUE_NAME_%1").arg(slot); }
 
+// LDAP: the directory the users are read from (directory/Directory.h): its server(s), TLS,
+// the service user (its password a secret), where users and groups are and how they are read.
+inline constexpr QLatin1StringView kLdap{"LDAP"};
+inline constexpr QLatin1StringView kLdapUrls{"Urls"};
+inline constexpr QLatin1StringView kLdapStartTls{"StartTls"};
+inline constexpr QLatin1StringView kLdapCaFile{"CaFile"};
+inline constexpr QLatin1StringView kLdapBindDn{"BindDn"};
+inline constexpr QLatin1StringView kLdapBindPassword{"BindPassword"};
+inline constexpr QLatin1StringView kLdapUserBase{"UserBase"};
+inline constexpr QLatin1StringView kLdapUserFilter{"UserFilter"};
+inline constexpr QLatin1StringView kLdapLoginAttribute{"LoginAttribute"};
+inline constexpr QLatin1StringView kLdapNameAttribute{"NameAttribute"};
+inline constexpr QLatin1StringView kLdapMailAttribute{"MailAttribute"};
+inline constexpr QLatin1StringView kLdapPhoneAttribute{"PhoneAttribute"};
+inline constexpr QLatin1StringView kLdapGroupBase{"GroupBase"};
+inline constexpr QLatin1StringView kLdapGroupFilter{"GroupFilter"};
+inline constexpr QLatin1StringView kLdapMembership{"Membership"};
+
 // KMN: how many days ahead the drivers' documents are reminded of.
 inline constexpr QLatin1StringView kReminderDays{"Nap"};
 
