@@ -1,6 +1,7 @@
 #include "Backup.h"
 #include "Access.h"
 #include "Connection.h"
+#include "LogKeeping.h"
 #include "ReaderRole.h"
 #include "SettingKeys.h"
 #include "SqlExec.h"
@@ -428,6 +429,8 @@ private:
                         .arg(quoted(t.name), quoted(t.primaryKey)),
                     {t.name}, QStringLiteral("a jogosultság-történet sorának tétele nem létezik (%1)").arg(t.name));
         }
+        // A log's pruning leaves a row naming the log (LogKeeping).
+        for (int log = 0; log < LogKeeping::LogCount; ++log) kept << QStringLiteral("'%1'").arg(LogKeeping::info(LogKeeping::Log(log)).table);
         if (!kept.isEmpty())
             finding(QStringLiteral("qnd_rights_history"), QStringLiteral("id"),
                     QStringLiteral("t.table_name NOT IN (%1)").arg(kept.join(QLatin1Char(','))), {},

@@ -108,6 +108,8 @@ QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to)
                                                          "WHERE id > ? AND id <= ? ORDER BY id DESC"),
                                           {from, to})) {
         if (r[3].isNull()) continue; // a row made then stays
+        const TableDef* t = c.tableDef(r[0].toString());
+        if (!t || !t->historyColumns.contains(r[2].toString())) continue; // a log's pruning, no cell
         plan.append({r[0].toString(), r[1].toInt(), r[2].toString(), r[4].toString(), r[3].toString()});
     }
     return plan;

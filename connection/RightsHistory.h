@@ -51,6 +51,10 @@ QList<RevertStep> undoPlan(Connection& c, qint64 from, qint64 to);
 // message, nothing written.
 bool revertTo(Connection& c, const QList<RevertStep>& plan, QString* error, const Transactions::AskAgain& askAgain = {});
 
+// How many days back the unused grants are looked for unless asked otherwise; the menu and
+// report logs are kept at least as long (LogKeeping).
+inline constexpr int kUnusedGrantDays = 90;
+
 // A menu item or a printed report that a role's users may open through it but none of them
 // opened since `since` (from the menu log and the report log).
 struct UnusedGrant {

@@ -9,6 +9,7 @@
 #include "RightsHistory.h"
 #include "ListDefinition.h"
 #include "LockRetry.h"
+#include "LogKeeping.h"
 #include "ReportCatalogue.h"
 #include "Module.h"
 #include "Texts.h"
@@ -245,8 +246,13 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     revertRow->addWidget(state);
     revertRow->addWidget(back);
     revertRow->addStretch();
+    lbl_history_start = new QLabel(past);
+    lbl_history_start->setObjectName(QStringLiteral("lbl_history_start"));
+    lbl_history_start->setWordWrap(true);
+    lbl_history_start->hide();
     auto* pastBox = new QVBoxLayout(past);
     pastBox->addLayout(range);
+    pastBox->addWidget(lbl_history_start);
     pastBox->addWidget(tree_changes, 1);
     pastBox->addLayout(revertRow);
     tabs->addTab(past, QStringLiteral("Előzmények"));
@@ -261,7 +267,7 @@ RightsExplorer::RightsExplorer(QWidget* parent)
     spn_days = new QSpinBox(unused);
     spn_days->setObjectName(QStringLiteral("spn_days"));
     spn_days->setRange(1, 3650);
-    spn_days->setValue(90);
+    spn_days->setValue(kUnusedGrantDays);
     spn_days->setSuffix(QStringLiteral(" napja"));
     auto* look = new QPushButton(QStringLiteral("Keresés"), unused);
     look->setObjectName(QStringLiteral("cmd_unused"));
@@ -387,19 +393,48 @@ QString RightsExplorer::valueText(const QString& column, const QString& value) c
     return value;
 }
 
+void RightsExplorer::showKeeping()
+{
+    Connection* c = &connection();
+    // The history rebuilds no state before its start, once it has been pruned.
+    const QDateTime start = LogKeeping::historyStart(*c);
+    lbl_history_start->setVisible(start.isValid());
+    if (start.isValid())
+        lbl_history_start->setText(QStringLiteral("Az előzmények %1 óta vannak meg: a korábbiakat a naplók karbantartása archiválta, "
+                                                  "az akkori állapot a kiinduló állapot.")
+                                       .arg(start.toString(DateFormats::kSecond)));
+    // Unused grants are looked for no further back than the usage logs are kept.
+    const LogKeeping::Periods kept = LogKeeping::periods(*c);
+    int longest = 3650;
+    for (const LogKeeping::Log log : {LogKeeping::MenuLog, LogKeeping::ReportLog})
+        if (kept.days[log] > 0) longest = std::min(longest, kept.days[log]);
+    spn_days->setMaximum(std::max(1, longest));
+}
+
 void RightsExplorer::showChanges()
 {
     Connection* c = &connection();
     Controls::WaitCursor wait;
+    showKeeping();
     tree_changes->clear();
     tree_changes->setColumnCount(7);
     tree_changes->setHeaderLabels({QStringLiteral("Időpont"), QStringLiteral("Ki"), QStringLiteral("Hol"), QStringLiteral("Mi"),
                                    QStringLiteral("Mit"), QStringLiteral("Előtte"), QStringLiteral("Utána")});
-    for (const RightsChange& ch : rightsChanges(*c, dtp_from->dateTime(), dtp_to->dateTime()))
+    for (const RightsChange& ch : rightsChanges(*c, dtp_from->dateTime(), dtp_to->dateTime())) {
+        const QString who = ch.userName.isEmpty() ? QStringLiteral("#%1").arg(ch.userId) : ch.userName;
+        if (const auto log = LogKeeping::logOfTable(ch.table); log != LogKeeping::LogCount) {
+            // A pruning of a log: how many rows went, up to when, into which archive.
+            const QDateTime cut = QDateTime::fromString(ch.newValue, DateFormats::kStored);
+            new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond), who, LogKeeping::info(log).caption,
+                                               QStringLiteral("%1 sor archiválva és törölve").arg(ch.rowId), QStringLiteral("Naplók karbantartása"),
+                                               ch.oldValue, QStringLiteral("%1 előtti sorok").arg(cut.toString(DateFormats::kSecond))});
+            continue;
+        }
         new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond),
-                                           ch.userName.isEmpty() ? QStringLiteral("#%1").arg(ch.userId) : ch.userName, tableText(ch.table),
+                                           who, tableText(ch.table),
                                            rowText(ch.table, ch.rowId), columnText(ch.column),
                                            ch.rowWasNew ? QStringLiteral("(új)") : valueText(ch.column, ch.oldValue), valueText(ch.column, ch.newValue)});
+    }
     for (int i = 0; i < tree_changes->columnCount(); ++i) tree_changes->resizeColumnToContents(i);
 }
 
@@ -415,6 +450,12 @@ void RightsExplorer::showStateAt()
     tree_changes->setColumnCount(5);
     tree_changes->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("Szerepkör"),
                                    at.toString(DateFormats::kSecond), QStringLiteral("Most")});
+    if (const QString unknown = LogKeeping::unknownBefore(*c, at); !unknown.isEmpty()) {
+        auto* note = new QTreeWidgetItem(tree_changes, {unknown});
+        note->setFirstColumnSpanned(true);
+        note->setForeground(0, kRefused);
+        return;
+    }
     for (const char* table : {"qnd_auth_unit", "qnd_menu", "qnd_olap_report", "qnd_report", "qnd_list"}) {
         const QString t = QString::fromLatin1(table);
         const QHash<int, QString> then = columnAt(*c, t, column, at);
@@ -436,6 +477,10 @@ bool RightsExplorer::revert()
     Connection* c = &connection();
     const int slot = cbo_revert_role->currentData().toInt();
     const QDateTime at = dtp_moment->dateTime();
+    if (const QString unknown = LogKeeping::unknownBefore(*c, at); !unknown.isEmpty()) {
+        module().message().MsgWarning(unknown);
+        return false;
+    }
     QList<RevertStep> plan;
     {
         Controls::WaitCursor wait;
@@ -524,6 +569,7 @@ void RightsExplorer::InitializeSite()
     txt_key->setCompleter(completer);
     fillSubjects();
     showRights();
+    showKeeping();
     cbo_revert_role->clear();
     cbo_revert_role->addItem(QStringLiteral("Minden jogosultság"), -1);
     cbo_unused_role->clear();
@@ -815,7 +861,7 @@ void RightsExplorer::applyFilter()
 
 bool RightsExplorer::exportRights(const QString& path, QString* error)
 {
-    Controls::CsvFile file(path);
+    CsvFile file(path);
     if (!file.open(error)) return false;
     QStringList heads{QStringLiteral("Fajta")};
     for (int col = 0; col < tree_rights->columnCount(); ++col) heads << tree_rights->headerItem()->text(col);

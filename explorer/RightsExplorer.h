@@ -47,6 +47,7 @@ public:
     QTreeWidget* tree_changes = nullptr;
     QComboBox* cbo_revert_role = nullptr;
     QDateTimeEdit* dtp_moment = nullptr;
+    QLabel* lbl_history_start = nullptr; // since when the history is kept, once pruned
     // "Nem használt jogok"
     QComboBox* cbo_unused_role = nullptr;
     QSpinBox* spn_days = nullptr;
@@ -89,6 +90,8 @@ protected:
 
 private:
     void fillSubjects();
+    // Since when the history is kept, and how far back the unused grants may look.
+    void showKeeping();
     void fillItems();
     QTreeWidgetItem* showWho(const RightPath& p);
     void applyFilter();

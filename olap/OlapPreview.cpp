@@ -541,7 +541,7 @@ bool OlapPreview::eventFilter(QObject* watched, QEvent* event)
 bool OlapPreview::exportCsv(const QString& path, QString* error) const
 {
     if (!m_model->result()) return fail(error, QStringLiteral("Nincs exportálható kimutatás."));
-    Controls::CsvFile file(path);
+    CsvFile file(path);
     if (!file.open(error)) return false;
     const int rows = m_model->rowCount(), cols = m_model->columnCount();
     for (int r = -1; r < rows; ++r) {

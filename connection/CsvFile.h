@@ -2,7 +2,7 @@
 #include <QSaveFile>
 #include <QStringList>
 
-namespace NexoFrame::Controls {
+namespace NexoFrame {
 
 // A CSV file as a Hungarian spreadsheet opens it without asking: UTF-8 with a byte-order
 // mark, ";" between fields, CRLF lines, quotes where a field needs them. Written under a
@@ -24,4 +24,4 @@ private:
     QByteArray m_line;
 };
 
-} // namespace NexoFrame::Controls
+} // namespace NexoFrame

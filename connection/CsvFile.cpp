@@ -1,7 +1,7 @@
 #include "CsvFile.h"
 #include <QDir>
 
-namespace NexoFrame::Controls {
+namespace NexoFrame {
 
 CsvFile::CsvFile(const QString& path) : m_file(path) {}
 
@@ -38,4 +38,4 @@ void CsvFile::row(const QStringList& cells)
 
 bool CsvFile::commit(QString* error) { return m_file.commit() || failed(error); }
 
-} // namespace NexoFrame::Controls
+} // namespace NexoFrame
