@@ -175,6 +175,8 @@ void Connection::createDemoData()
             {30, 25, "Lista paraméterek", "vtk_controlling_list_wizard_param", {1, 2}, 0},
             {40, 0, "Régi jogosultságok", "old_rights", {1}, 2},
             {41, 40, "Régi aljogosultság", "old_rights_sub", {1}, 0},
+            {18, 1, "Címtár beállításai", "mainframe_directory_settings", {1}, 0},
+            {19, 1, "Címtár szinkronizálása", "mainframe_directory_sync", {1}, 0},
         };
         for (const A& a : units) {
             w.row(Tables::AuthUnit, {{"id", a.id}, {"parent_id", a.parent}, {"name", QString::fromUtf8(a.name)},

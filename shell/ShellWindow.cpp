@@ -5,6 +5,7 @@
 #include "Modules.h"
 #include "ShellNotices.h"
 #include "ShellConfig.h"
+#include "ShellDirectory.h"
 #include "ShellOwnMenu.h"
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -129,6 +130,8 @@ void MainWindow::buildMenu()
     auto* system = new QMenu(QStringLiteral("&Keretrendszer"), menuBar());
     system->setObjectName(QStringLiteral("mnu_system"));
     m_menuObjects << system;
+    // The directory's commands first: an administrator of a central installation uses them most.
+    if (addDirectoryCommands(system, m_connection, m_user.userId)) system->addSeparator();
     menuBar()->addMenu(system);
     QAction* own = system->addAction(QStringLiteral("&Saját menüpont…"), this, [this] { editOwnMenu(); });
     own->setObjectName(QStringLiteral("act_own_menu"));
