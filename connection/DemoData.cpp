@@ -162,6 +162,7 @@ void Connection::createDemoData()
             {12, 1, "Beállítások importálása", "mainframe_config_import", {1}, 0},
             {14, 1, "Adatbázis mentése", "mainframe_database_backup", {1}, 0},
             {15, 1, "Adatbázis frissítése", "mainframe_database_upgrade", {1}, 0},
+            {16, 1, "Naplók karbantartása", "mainframe_logs_maintain", {1}, 0},
             {20, 0, "Kontrolling", "vtk_controlling", {1, 2}, 0},
             {21, 20, "OLAP kimutatások", "vtk_controlling_olap_report", {1, 2}, 0},
             {22, 21, "Új kimutatás", "vtk_controlling_olap_report_add", {1, 2}, 0},

@@ -68,13 +68,13 @@ QString stored(const QDateTime& at) { return at.toString(DateFormats::kStored); 
 const LogInfo& info(Log log)
 {
     static const LogInfo logs[LogCount] = {
-        {MenuLog, QStringLiteral("qnd_menu_log"), QStringLiteral("log_date"), QStringLiteral("MenuLogKeepDays"),
+        {MenuLog, QStringLiteral("qnd_menu_log"), QStringLiteral("log_date"), QString(SettingKeys::kMenuLogKeepDays),
          QStringLiteral("Menü log"), QStringLiteral("menunaplo")},
-        {ReportLog, QStringLiteral("qnd_report_log"), QStringLiteral("log_date"), QStringLiteral("ReportLogKeepDays"),
+        {ReportLog, QStringLiteral("qnd_report_log"), QStringLiteral("log_date"), QString(SettingKeys::kReportLogKeepDays),
          QStringLiteral("Kimutatás log"), QStringLiteral("kimutatasnaplo")},
-        {LoginFailures, QStringLiteral("qnd_login_failure"), QStringLiteral("failed_at"), QStringLiteral("LoginFailureKeepDays"),
+        {LoginFailures, QStringLiteral("qnd_login_failure"), QStringLiteral("failed_at"), QString(SettingKeys::kLoginFailureKeepDays),
          QStringLiteral("Sikertelen belépések"), QStringLiteral("sikertelen-belepesek")},
-        {RightsHistory, QStringLiteral("qnd_rights_history"), QStringLiteral("changed_at"), QStringLiteral("RightsHistoryKeepDays"),
+        {RightsHistory, QStringLiteral("qnd_rights_history"), QStringLiteral("changed_at"), QString(SettingKeys::kRightsHistoryKeepDays),
          QStringLiteral("Jogosultság-előzmények"), QStringLiteral("jogosultsag-elozmenyek")},
     };
     return logs[log];

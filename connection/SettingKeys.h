@@ -22,6 +22,12 @@ inline constexpr QLatin1StringView kReaderRole{"ReaderRole"};
 inline constexpr QLatin1StringView kReaderPassword{"ReaderPassword"};
 inline constexpr QLatin1StringView kReaderConnectionLimit{"ReaderConnectionLimit"};
 
+// MAINFRAME: how many days each log keeps its rows (0 or unset: for ever; LogKeeping).
+inline constexpr QLatin1StringView kMenuLogKeepDays{"MenuLogKeepDays"};
+inline constexpr QLatin1StringView kReportLogKeepDays{"ReportLogKeepDays"};
+inline constexpr QLatin1StringView kLoginFailureKeepDays{"LoginFailureKeepDays"};
+inline constexpr QLatin1StringView kRightsHistoryKeepDays{"RightsHistoryKeepDays"};
+
 // MAINFRAME: a role slot's name, under CUE_NAME_<slot> (the stored text may end in a colon).
 inline QString roleNameKey(int slot) { return QStringLiteral("CUE_NAME_%1").arg(slot); }
 

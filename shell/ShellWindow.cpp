@@ -6,6 +6,7 @@
 #include "ShellNotices.h"
 #include "ShellConfig.h"
 #include "ShellDirectory.h"
+#include "ShellLogs.h"
 #include "ShellOwnMenu.h"
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -139,7 +140,8 @@ void MainWindow::buildMenu()
     const bool mayExport = rightsTest(m_connection, m_user.userId, kConfigExportRight);
     const bool mayImport = rightsTest(m_connection, m_user.userId, kConfigImportRight);
     const bool mayBackup = rightsTest(m_connection, m_user.userId, kDatabaseBackupRight);
-    if (mayExport || mayImport || mayBackup) system->addSeparator();
+    const bool mayMaintainLogs = rightsTest(m_connection, m_user.userId, kLogMaintenanceRight);
+    if (mayExport || mayImport || mayBackup || mayMaintainLogs) system->addSeparator();
     if (mayExport) {
         QAction* a = system->addAction(QStringLiteral("Beállítások &exportálása…"), this, [this] { exportConfig(); });
         a->setObjectName(QStringLiteral("act_config_export"));
@@ -151,6 +153,10 @@ void MainWindow::buildMenu()
     if (mayBackup) {
         QAction* a = system->addAction(QStringLiteral("Adatbázis &mentése…"), this, [this] { backupDatabase(); });
         a->setObjectName(QStringLiteral("act_database_backup"));
+    }
+    if (mayMaintainLogs) {
+        QAction* a = system->addAction(QStringLiteral("&Naplók karbantartása…"), this, [this] { maintainLogs(); });
+        a->setObjectName(QStringLiteral("act_logs_maintain"));
     }
     system->addSeparator();
     system->addAction(QStringLiteral("&Kilépés"), this, &QWidget::close);
@@ -300,6 +306,8 @@ bool MainWindow::backupDatabase(const QString& path)
     if (ok) statusBar()->showMessage(QStringLiteral("Az adatbázis mentése elkészült."), 8000);
     return ok;
 }
+
+bool MainWindow::maintainLogs() { return Shell::maintainLogs(this, m_connection, m_user.userId); }
 
 void MainWindow::editOwnMenu()
 {

@@ -70,6 +70,8 @@ public:
     bool importConfig(const QString& path = {});
     // "Adatbázis mentése…"; an empty path asks for one. True when the backup was written.
     bool backupDatabase(const QString& path = {});
+    // "Naplók karbantartása…": the logs' keeping periods and their pruning; false when refused.
+    bool maintainLogs();
     // Where the pictures of menu items are looked up.
     static QString iconFolder();
     Site* site() { return &m_site; }

@@ -1,0 +1,97 @@
+#include "DateFormats.h"
+#include "LogKeeping.h"
+#include "ModalDriver.h"
+#include "ShellApplication.h"
+#include "ShellFixture.h"
+#include "ShellLogs.h"
+#include "ShellNotices.h"
+#include "ShellWindow.h"
+#include <QAction>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+
+using namespace NexoFrame;
+using namespace NexoFrame::Shell;
+
+class TstShellLogs : public QObject {
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        Notices::clearLast();
+        resetModalDriver();
+    }
+
+    // "Naplók karbantartása…" stands for holders of its key only and refuses anyone else;
+    // its dialog refuses a period shorter than the unused-grant window, keeps the periods
+    // and archives the older rows to CSV.
+    void maintenanceFollowsItsRightAndPrunes()
+    {
+        ShellFixture f;
+        QVERIFY(f.open());
+        const int menuItem = f.count(QStringLiteral("SELECT MIN(id) FROM qnd_menu WHERE class_name <> ''"));
+        QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_menu_log (id, user_id, menu_id, log_date) VALUES (800, 1, ?, ?)"),
+                              {menuItem, QDateTime::currentDateTime().addDays(-800).toString(DateFormats::kStored)}));
+        LoggedIn bela(f, QStringLiteral("kiss.bela"), QStringLiteral("bela123"));
+        QVERIFY(!bela.window->findChild<QAction*>(QStringLiteral("act_logs_maintain")));
+        Notices::setConsole(true);
+        QVERIFY(!bela.window->maintainLogs()); // no dialog comes up: nothing queued answers one
+        QVERIFY2(Notices::last().contains(QStringLiteral("Nincs joga a naplók karbantartásához")), qPrintable(Notices::last()));
+
+        LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+        QAction* act = admin.window->findChild<QAction*>(QStringLiteral("act_logs_maintain"));
+        QVERIFY(act);
+        QCOMPARE(act->text().remove(QLatin1Char('&')), QStringLiteral("Naplók karbantartása…"));
+        const QString folder = f.path(QStringLiteral("archivum"));
+        QVERIFY(QDir().mkpath(folder));
+        bool driven = false;
+        onNextModal([&](QWidget* d) {
+            auto* dlg = qobject_cast<LogMaintenanceDialog*>(d);
+            QVERIFY(dlg);
+            QCOMPARE(dlg->windowTitle(), QStringLiteral("Naplók karbantartása"));
+            auto* menuDays = dlg->findChild<QSpinBox*>(QStringLiteral("spn_menu_log"));
+            QVERIFY(menuDays);
+            QCOMPARE(menuDays->value(), 0);
+            QCOMPARE(menuDays->text(), QStringLiteral("örökre"));
+            menuDays->setValue(30);
+            QTest::mouseClick(dlg->cmd_save, Qt::LeftButton);
+            QVERIFY2(Notices::last().contains(QStringLiteral("legalább 90 nap")), qPrintable(Notices::last()));
+            QCOMPARE(LogKeeping::periods(*f.db).days[LogKeeping::MenuLog], 0);
+            menuDays->setValue(365);
+            QVERIFY(dlg->lbl_older[0]->text().startsWith(QStringLiteral("1 sor")));
+            dlg->txt_folder->setText(folder);
+            QTest::mouseClick(dlg->cmd_prune, Qt::LeftButton);
+            QVERIFY2(dlg->lbl_result->text().contains(QStringLiteral("Menü log: 1 sor")), qPrintable(dlg->lbl_result->text() + Notices::last()));
+            QVERIFY(dlg->lbl_older[0]->text().startsWith(QStringLiteral("0 sor")));
+            driven = true;
+            QTest::mouseClick(dlg->cmd_close, Qt::LeftButton);
+        });
+        act->trigger();
+        Notices::setConsole(false);
+        QVERIFY(driven);
+        QCOMPARE(expiredModalActions(), 0);
+        f.db->settings().forget();
+        QCOMPARE(LogKeeping::periods(*f.db).days[LogKeeping::MenuLog], 365);
+        QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_menu_log WHERE id = 800")), 0);
+        const QStringList files = QDir(folder).entryList({QStringLiteral("menunaplo-*.csv")});
+        QCOMPARE(files.size(), 1);
+        QFile archive(QDir(folder).filePath(files.first()));
+        QVERIFY(archive.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = archive.readAll().split('\n');
+        QCOMPARE(lines.size(), 3); // header, the row, the end
+        QVERIFY(lines[1].startsWith("800;"));
+    }
+};
+
+int main(int argc, char** argv)
+{
+    Application app(argc, argv);
+    TstShellLogs test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_shell_logs.moc"
