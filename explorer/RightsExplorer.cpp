@@ -425,7 +425,8 @@ void RightsExplorer::showChanges()
         if (const auto log = LogKeeping::logOfTable(ch.table); log != LogKeeping::LogCount) {
             // A pruning of a log: how many rows went, up to when, into which archive.
             const QDateTime cut = QDateTime::fromString(ch.newValue, DateFormats::kStored);
-            new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond), who, LogKeeping::info(log).caption,
+            new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond), ch.userId < 0 ? QStringLiteral("(parancssor)") : who,
+                                               LogKeeping::info(log).caption,
                                                QStringLiteral("%1 sor archiválva és törölve").arg(ch.rowId), QStringLiteral("Naplók karbantartása"),
                                                ch.oldValue, QStringLiteral("%1 előtti sorok").arg(cut.toString(DateFormats::kSecond))});
             continue;

@@ -53,6 +53,11 @@ const QList<Spec>& specs()
          "Ellenőrzi a --db adatbázist, és kiírja, mit talált, majd kilép; semmit nem ír az adatbázisba. Az "
          "adatbázismotor saját ellenőrzése mellett a program szabályait is nézi: nem létező sorra mutató sorok, "
          "nem létező szülők a fákban, 0–9-en kívüli szerepkörök, a legnagyobb tárolt kulcs mögött járó kulcsszámlálók."},
+        {{QStringLiteral("prune-logs")}, "MAPPA",
+         "A --db adatbázis naplóiból (menü log, kimutatás log, sikertelen belépések, jogosultság-előzmények) a "
+         "megőrzési időnél (MAINFRAME / MenuLogKeepDays, ReportLogKeepDays, LoginFailureKeepDays, "
+         "RightsHistoryKeepDays; 0 = örökre) régebbi sorokat naplónként egy CSV-fájlba írja a mappában, majd "
+         "egyetlen lépésben törli őket, és kilép."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
@@ -69,7 +74,8 @@ QString helpText()
         "       nexo-shell --create-reader --db postgresql://rendszergazda@gép/adatbázis\n"
         "       nexo-shell --backup FÁJL --db ADATBÁZIS\n"
         "       nexo-shell --restore FÁJL --db ÜRES_ADATBÁZIS\n"
-        "       nexo-shell --check --db ADATBÁZIS\n\n"
+        "       nexo-shell --check --db ADATBÁZIS\n"
+        "       nexo-shell --prune-logs MAPPA --db ADATBÁZIS\n\n"
         "A Quandra Express keretrendszer NexoFrame adminisztrációs moduljának indítóprogramja.\n\n"
         "Kapcsolók:\n");
     for (const Spec& s : specs()) {
@@ -144,20 +150,22 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
         return false;
     }
     QStringList commands;
-    for (const char* c : {"create-reader", "set-reader", "backup", "restore", "check"})
+    for (const char* c : {"create-reader", "set-reader", "backup", "restore", "check", "prune-logs"})
         if (p.isSet(QString::fromLatin1(c))) commands << QStringLiteral("--") + QString::fromLatin1(c);
     if (commands.size() > 1) {
         *error = QStringLiteral("Egyszerre csak egy parancs adható meg: %1.").arg(commands.join(QStringLiteral(", ")));
         return false;
     }
-    for (const char* c : {"backup", "restore"}) {
+    for (const char* c : {"backup", "restore", "prune-logs"}) {
         if (!p.isSet(QString::fromLatin1(c))) continue;
         o->file = p.value(QString::fromLatin1(c));
+        const bool prune = qstrcmp(c, "prune-logs") == 0;
         if (o->file.trimmed().isEmpty()) {
-            *error = QStringLiteral("A --%1 kapcsolóhoz meg kell adni a mentés fájlját.").arg(QString::fromLatin1(c));
+            *error = prune ? QStringLiteral("A --prune-logs kapcsolóhoz meg kell adni az archívum mappáját.")
+                           : QStringLiteral("A --%1 kapcsolóhoz meg kell adni a mentés fájlját.").arg(QString::fromLatin1(c));
             return false;
         }
-        o->action = qstrcmp(c, "backup") == 0 ? Options::Action::Backup : Options::Action::Restore;
+        o->action = prune ? Options::Action::PruneLogs : qstrcmp(c, "backup") == 0 ? Options::Action::Backup : Options::Action::Restore;
         return true;
     }
     if (p.isSet(QStringLiteral("check"))) {

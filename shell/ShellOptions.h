@@ -6,7 +6,7 @@ namespace NexoFrame::Shell {
 
 // What the command line asks of the shell.
 struct Options {
-    enum class Action { Run, Register, Unregister, Help, CreateReader, SetReader, Backup, Restore, Check };
+    enum class Action { Run, Register, Unregister, Help, CreateReader, SetReader, Backup, Restore, Check, PruneLogs };
     Action action = Action::Run;
 
     QString database;          // empty: the demo database in the user's data folder
@@ -21,7 +21,7 @@ struct Options {
     QString screenshot;        // PNG to write, then exit
     QString library;           // --register / --unregister: the module library, empty = default
     QString readerRole;        // --set-reader: the reader role a database administrator made
-    QString file;              // --backup: where the copy goes; --restore: the backup to put back
+    QString file;              // --backup: where the copy goes; --restore: the backup to put back; --prune-logs: the archive's folder
 
     // True when no one is expected to answer dialogs before the main window appears.
     bool unattended() const { return userGiven || !screenshot.isEmpty(); }

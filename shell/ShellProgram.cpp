@@ -1,5 +1,7 @@
 #include "ShellProgram.h"
 #include "Backup.h"
+#include "LogKeeping.h"
+#include "SchemaUpgrade.h"
 #include "ReaderRole.h"
 #include "Connection.h"
 #include "ShellLogin.h"
@@ -88,6 +90,29 @@ int Program::databaseCommand(const Options& o)
                                               : QStringLiteral("Az ellenőrzés %1 hibát talált.").arg(report.faults.size()));
         return report.faults.isEmpty() ? Done : CheckFound;
     }
+    case Options::Action::PruneLogs: {
+        // The periods the database holds; the history row of the pruning names no user.
+        std::unique_ptr<Connection> c = Connection::openExisting(target, Engine::OpenMode::Existing, &message);
+        QList<LogKeeping::Pruned> done;
+        try {
+            if (c) c->inspectSchema();
+        } catch (const DbError& e) {
+            message = e.message();
+            c.reset();
+        }
+        if (c && c->schemaState().kind == SchemaState::Kind::Newer) {
+            message = SchemaUpgrade::newerMessage(*c);
+            c.reset();
+        }
+        if (!c || !LogKeeping::prune(*c, QFileInfo(o.file).absoluteFilePath(), QDateTime::currentDateTime(), &done, &message)) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
+        for (const LogKeeping::Pruned& p : std::as_const(done))
+            Notices::info(QStringLiteral("%1: %2 sor archiválva és törölve → %3").arg(LogKeeping::info(p.log).caption).arg(p.rows).arg(p.file));
+        if (done.isEmpty()) Notices::info(QStringLiteral("Nincs a megőrzési időknél régebbi naplósor."));
+        return Done;
+    }
     default: return Failed;
     }
 }
@@ -141,6 +166,7 @@ int Program::runGuarded(const QStringList& arguments)
     case Options::Action::Backup:
     case Options::Action::Restore:
     case Options::Action::Check:
+    case Options::Action::PruneLogs:
         return databaseCommand(o);
     case Options::Action::Run:
         break;

@@ -24,7 +24,7 @@ public:
 private:
     int runGuarded(const QStringList& arguments);
     int registration(bool add, const QString& library);
-    // --backup, --restore, --check: on the database the command line names, never made here.
+    // --backup, --restore, --check, --prune-logs: on the database the command line names, never made here.
     int databaseCommand(const Options& o);
 
     QString m_library;

@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
@@ -85,6 +86,45 @@ private slots:
         const QList<QByteArray> lines = archive.readAll().split('\n');
         QCOMPARE(lines.size(), 3); // header, the row, the end
         QVERIFY(lines[1].startsWith("800;"));
+    }
+
+    // --prune-logs runs as cron runs it, with no display: the database's own periods, one
+    // archive per log, exit status 0; a period shorter than the window stored by another
+    // program, or a missing folder, is 1 and deletes nothing.
+    void pruneFromTheCommandLine()
+    {
+        ShellFixture f;
+        QVERIFY(f.open());
+        const auto run = [&](const QStringList& args, QString* said) {
+            QProcess p;
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
+            p.setProcessEnvironment(env);
+            p.setProcessChannelMode(QProcess::MergedChannels);
+            p.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo-shell"), args);
+            if (!p.waitForFinished(60000)) return -1;
+            *said = QString::fromUtf8(p.readAll());
+            return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+        };
+        const QString old = QDateTime::currentDateTime().addDays(-30).toString(DateFormats::kStored);
+        QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_login_failure (id, user_name, failed_at, machine) VALUES (700, 'senki', ?, 'gep')"), {old}));
+        const QString folder = f.path(QStringLiteral("cron"));
+        QVERIFY(QDir().mkpath(folder));
+        QString said;
+        QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("ReportLogKeepDays"), QStringLiteral("7")));
+        QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginFailureKeepDays"), QStringLiteral("20")));
+        QCOMPARE(run({"--prune-logs", folder, "--db", f.dbPath()}, &said), 1);
+        QVERIFY2(said.contains(QStringLiteral("Kimutatás log")) && said.contains(QStringLiteral("legalább 90 nap")), qPrintable(said));
+        QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE id = 700")), 1);
+        QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("ReportLogKeepDays"), QStringLiteral("0")));
+        QCOMPARE(run({"--prune-logs", f.path(QStringLiteral("nincs")), "--db", f.dbPath()}, &said), 1);
+        QVERIFY2(said.contains(QStringLiteral("mappája nem létezik")), qPrintable(said));
+        QCOMPARE(run({"--prune-logs", folder, "--db", f.dbPath()}, &said), 0);
+        QVERIFY2(said.contains(QStringLiteral("Sikertelen belépések: 1 sor")), qPrintable(said));
+        QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE id = 700")), 0);
+        QCOMPARE(QDir(folder).entryList({QStringLiteral("sikertelen-belepesek-*.csv")}).size(), 1);
+        QCOMPARE(run({"--prune-logs", folder, "--db", f.dbPath()}, &said), 0);
+        QVERIFY2(said.contains(QStringLiteral("Nincs a megőrzési időknél régebbi naplósor")), qPrintable(said));
     }
 };
 
