@@ -204,6 +204,7 @@ bool Connection::ensureSchema(QString* error, DemoData demo)
             }
         }
         if (m_schemaState.kind == SchemaState::Kind::Newer) return fail(SchemaUpgrade::newerMessage(*this));
+        keepSortKeys();
         m_session.setSystemEdit(m_settings->read(SettingKeys::kMainframe, SettingKeys::kSystemEdit, QStringLiteral("0"))
             != QLatin1String("0"));
     } catch (const DbError& e) {

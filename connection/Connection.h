@@ -102,6 +102,9 @@ public:
     void idle();
     quint64 generation() const { return m_generation; }
     void touch() { ++m_generation; }
+    // Sort keys others left empty filled, and kept by this link's writes (after the layout
+    // is made or upgraded).
+    void keepSortKeys() { m_engine->keepSortKeys(m_db); }
 
     // True when the row may NOT be deleted (missing, or live rows still refer to it).
     bool deleteCheck(int table, const QVariant& key, QString* reason = nullptr);

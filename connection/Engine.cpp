@@ -1,5 +1,6 @@
 #include "Engine.h"
 #include "DateFormats.h"
+#include "SqlExec.h"
 #include <QDateTime>
 #include <QStandardPaths>
 
@@ -75,6 +76,15 @@ QVariant Engine::fromDb(const ColumnDef& c, const QVariant& v) const
     case ColType::Memo: return v.toString();
     }
     return v;
+}
+
+QString Engine::sortExpression(const TableDef* table, const QString& column) const
+{
+    if (!table) return quoted(column);
+    const QString key = sortKeyColumn(*table, column);
+    if (!key.isEmpty()) return quoted(key);
+    const ColumnDef* c = table->column(column);
+    return c && (c->type == ColType::Text || c->type == ColType::Memo) ? hungarian(quoted(column)) : quoted(column);
 }
 
 bool isServerTarget(const QString& target)

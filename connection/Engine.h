@@ -42,6 +42,25 @@ public:
     virtual QString sqlType(const ColumnDef& c) const = 0;
     virtual QString indexColumn(const QString& quotedColumn) const = 0;
     virtual QString orderTerm(const QString& quotedColumn, bool descending) const = 0;
+    // Hungarian order where the schema cannot name it (SQLite: a collation only this program
+    // knows would shut every other client out of the file). A column of TableDef::sortKeys then
+    // keeps its text's sort key in a column of its own, which the program fills: its name
+    // ("" where the column itself sorts in Hungarian order), and the key of a value as that
+    // column holds it, for comparisons with it.
+    virtual QString sortKeyColumn(const TableDef&, const QString&) const { return QString(); }
+    virtual QVariant sortKey(const QVariant& text) const { return text; }
+    // A text expression in Hungarian order, for an ORDER BY or a comparison (COLLATE nexo_hu,
+    // which both engines know, where the column's own collation is another).
+    virtual QString hungarian(const QString& textExpression) const { return textExpression; }
+    // What a column of a table or view sorts by: its sort key column, a text in Hungarian
+    // order, or the column itself. `table` may be null (a column of no schema table).
+    QString sortExpression(const TableDef* table, const QString& column) const;
+    // The columns and the statements (triggers, indexes) a table keeps its sort keys with.
+    virtual QStringList sortKeyColumnsSql(const TableDef&) const { return {}; }
+    virtual QStringList sortKeyStatements(const TableDef&) const { return {}; }
+    // Once the layout is current: the sort keys others left empty filled again, and the
+    // program's own writes kept filling them (nothing where the schema keeps the order).
+    virtual void keepSortKeys(QSqlDatabase&) {}
     // The tables of the database, lower-case.
     virtual QStringList tables(QSqlDatabase& db) const = 0;
     // The names of its indexes, lower-case (the primary keys' own left out where the engine names them).

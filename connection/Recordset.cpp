@@ -61,11 +61,24 @@ Recordset::Recordset(Connection* connection, const TableDef* table, const QStrin
     }
     for (int i = 0; i < n; ++i)
         if (m_inProjection[i]) m_cols << i;
-    m_order = orderColumns();
+    setOrder();
     m_dirty.resize(n);
 }
 
 Recordset::~Recordset() = default;
+
+void Recordset::setOrder()
+{
+    m_order = orderColumns();
+    // A text kept in Hungarian order by a sort key column is read, sought and compared by it.
+    m_orderExpr.clear();
+    m_orderKeyed.clear();
+    for (const QString& c : std::as_const(m_order)) {
+        const QString key = m_c->engine().sortKeyColumn(*m_table, c);
+        m_orderExpr << quoted(key.isEmpty() ? c : key);
+        m_orderKeyed << !key.isEmpty();
+    }
+}
 
 QStringList Recordset::orderColumns() const
 {
@@ -83,7 +96,7 @@ void Recordset::setIndex(const QString& name)
         throw DbError(QStringLiteral("A(z) %1 táblának nincs %2 nevű indexe.")
                           .arg(m_table->name, name));
     m_index = name;
-    m_order = orderColumns();
+    setOrder();
     m_statements.clear(); // their order was the old index's
     m_buf.clear();
     m_pos = -1;
@@ -92,9 +105,9 @@ void Recordset::setIndex(const QString& name)
 QVariantList Recordset::keyOf(const Row& r) const
 {
     QVariantList k;
-    for (const QString& c : m_order) {
-        int i = m_table->columnIndex(c);
-        k << r[i]; // the window holds values as stored
+    for (int j = 0; j < m_order.size(); ++j) {
+        const QVariant& v = r[m_table->columnIndex(m_order[j])]; // the window holds values as stored
+        k << (m_orderKeyed[j] ? m_c->engine().sortKey(v) : v);
     }
     return k;
 }
@@ -118,10 +131,10 @@ void Recordset::read(QVector<Row>& out, int shape, const std::function<QString()
             for (int i : std::as_const(m_cols)) cols << quoted(m_table->columns[i].name);
             QStringList order;
             // The key is never null: ordered plainly it matches the primary key's index.
-            for (const QString& c : m_order)
-                order << (c.compare(m_table->primaryKey, Qt::CaseInsensitive) == 0
-                              ? quoted(c) + (descending ? QStringLiteral(" DESC") : QString())
-                              : m_c->engine().orderTerm(quoted(c), descending));
+            for (int j = 0; j < m_order.size(); ++j)
+                order << (m_order[j].compare(m_table->primaryKey, Qt::CaseInsensitive) == 0
+                              ? m_orderExpr[j] + (descending ? QStringLiteral(" DESC") : QString())
+                              : m_c->engine().orderTerm(m_orderExpr[j], descending));
             QString sql = QStringLiteral("SELECT ") + cols.join(QLatin1Char(',')) + QStringLiteral(" FROM ")
                 + quoted(m_table->name);
             if (!where.isEmpty()) sql += QStringLiteral(" WHERE ") + where;
@@ -198,8 +211,8 @@ void Recordset::fetchNear(const QVariantList& key, Near near, int limit)
         read(rows, shape, [&] {
             QStringList w;
             for (int i = 0; i < k; ++i)
-                w << quoted(m_order[i]) + (key[i].isNull() ? QStringLiteral(" IS NULL") : QStringLiteral("=?"));
-            const QString c = k < n ? quoted(m_order[k]) : QString();
+                w << m_orderExpr[i] + (key[i].isNull() ? QStringLiteral(" IS NULL") : QStringLiteral("=?"));
+            const QString c = k < n ? m_orderExpr[k] : QString();
             if (cmp == Greater) w << c + QStringLiteral(">?");
             if (cmp == NotNull) w << c + QStringLiteral(" IS NOT NULL");
             if (cmp == Less) w << c + QStringLiteral("<?");
@@ -231,7 +244,10 @@ bool Recordset::seek(SeekOp op, const QVariantList& keys)
     }
     QVariantList binds;
     binds.reserve(n);
-    for (int i = 0; i < n; ++i) binds << m_c->engine().toDb(*m_table->column(ix->columns[i]), keys[i]);
+    for (int i = 0; i < n; ++i) {
+        const QVariant v = m_c->engine().toDb(*m_table->column(ix->columns[i]), keys[i]);
+        binds << (m_orderKeyed[i] ? m_c->engine().sortKey(v) : v);
+    }
     m_window = m_readAhead;
     // An equal seek that reads no further than its own row asks for equal rows only.
     const Near near = op == SeekOp::Greater ? Near::After
@@ -687,6 +703,8 @@ std::unique_ptr<Recordset> Recordset::clone() const
     r->m_inProjection = m_inProjection;
     r->m_index = m_index;
     r->m_order = m_order;
+    r->m_orderExpr = m_orderExpr;
+    r->m_orderKeyed = m_orderKeyed;
     r->m_buf = m_buf;
     r->m_pos = m_pos;
     r->m_exhausted = m_exhausted;

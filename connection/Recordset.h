@@ -105,6 +105,7 @@ private:
     // equal to it, from it on, after it, or before it going backwards.
     void fetchNear(const QVariantList& key, Near near, int limit);
     QStringList orderColumns() const;
+    void setOrder();
     QVariantList keyOf(const Row& r) const;
     // 1 found, 0 known absent, -1 the rows read cannot tell.
     int seekInWindow(const IndexDef& ix, const QVariantList& keys);
@@ -117,6 +118,8 @@ private:
     QVector<bool> m_inProjection;
     QString m_index;
     QStringList m_order;
+    QStringList m_orderExpr;     // what each order column is sorted and compared by, quoted
+    QVector<bool> m_orderKeyed;  // by its sort key: values are bound as keys
     QVector<Row> m_buf;
     int m_pos = -1;
     bool m_noMatch = false;

@@ -123,7 +123,7 @@ QList<UnusedGrant> unusedGrants(Connection& c, int slot, const QDateTime& since)
     QStringList users;
     for (const QVariantList& u : c.select(QStringLiteral("SELECT u.display_name FROM qnd_user u JOIN qnd_user_group g ON g.id = u.user_group_id "
                                                          "WHERE u.del_status = 0 AND g.del_status = 0 AND NOT COALESCE(u.access_denied, FALSE) "
-                                                         "AND g.%1 ORDER BY u.display_name")
+                                                         "AND g.%1 ORDER BY u.display_name COLLATE nexo_hu")
                                               .arg(role)))
         users << u[0].toString();
     if (users.isEmpty()) return out; // nobody holds the role: nothing is used or unused
@@ -138,7 +138,7 @@ QList<UnusedGrant> unusedGrants(Connection& c, int slot, const QDateTime& since)
     for (const auto& k : kinds) {
         const QString sql = QStringLiteral("SELECT t.id, t.caption FROM %1 t WHERE t.del_status = 0 AND t.%2 AND %3 AND NOT EXISTS ("
                                            "SELECT 1 FROM %4 l JOIN qnd_user u ON u.id = l.user_id JOIN qnd_user_group g ON g.id = u.user_group_id "
-                                           "WHERE l.%5 = t.id AND l.log_date >= ? AND g.%2) ORDER BY t.caption, t.id")
+                                           "WHERE l.%5 = t.id AND l.log_date >= ? AND g.%2) ORDER BY t.caption COLLATE nexo_hu, t.id")
                                 .arg(QString::fromLatin1(k.table), role, QString::fromLatin1(k.opens), QString::fromLatin1(k.log),
                                      QString::fromLatin1(k.item));
         for (const QVariantList& r : c.select(sql, {since.toString(DateFormats::kStored)}))

@@ -102,7 +102,10 @@ Schema::Schema()
                           + roles(RoleSet::kSlots)
                           + L{lng("right_event", -1), lng("right_project", -1),
                               lng("right_partner", -1)}
-                          + audit(),
+                          + audit()
+                          // The directory group whose members belong here (a DN), and which of
+                          // several mapped groups a member of more than one belongs to (lowest).
+                          + L{memo("directory_dn"), lng("directory_priority")},
                       {idx("name", {"name"})});
 
     m_tables << makeTable("qnd_user", Tables::User, "id",
@@ -115,7 +118,10 @@ Schema::Schema()
                         dt("identity_card_expiration"), txt("drivers_license_number", 20),
                         dt("drivers_license_expiration"), boo("is_driver"), lng("partner_id", -1),
                         txt("tax_number", 20)}
-                          + audit(),
+                          + audit()
+                          // The directory entry (a DN) of a user read from the directory; empty
+                          // for a local user, whose password is kept here.
+                          + L{memo("directory_dn")},
                       {idx("user_name", {"user_name"}), idx("display_name", {"display_name"}),
                        idx("user_group_id", {"user_group_id"})});
 
@@ -265,6 +271,15 @@ Schema::Schema()
     for (TableDef& t : m_tables)
         for (const ColumnDef& c : t.columns)
             if (c.name.startsWith(QLatin1String("auth_"))) t.historyColumns << c.name;
+    // Names users pick from a list in alphabetical order; keys looked up by their exact value
+    // (user names, prefixes, settings, cities of a distance) keep the text's own order.
+    const std::pair<int, const char*> hungarian[] = {
+        {Tables::AuthUnit, "name"}, {Tables::UserGroup, "name"}, {Tables::User, "display_name"},
+        {Tables::OlapReport, "caption"}, {Tables::Partner, "pa_nev"}, {Tables::Zipcode, "city"},
+        {Tables::OlapSample, "region"}};
+    for (TableDef& t : m_tables)
+        for (const auto& [table, column] : hungarian)
+            if (t.number == table) t.sortKeys << QString::fromLatin1(column);
     for (TableDef& t : m_tables) {
         if (t.number == Tables::UserGroup) t.historyColumns << QStringLiteral("right_event") << QStringLiteral("right_project") << QStringLiteral("right_partner");
         if (t.number == Tables::User) t.historyColumns << QStringLiteral("user_group_id");

@@ -34,6 +34,9 @@ struct TableDef {
     // Columns whose every change the rights history keeps (role slots, visibility rules,
     // a user's group), written with the change in its transaction.
     QStringList historyColumns;
+    // Text columns kept in Hungarian order by an index: where the engine cannot store that
+    // order in the schema, each keeps its sort key in a column of its own (Engine::sortKeyColumn).
+    QStringList sortKeys;
 
     int columnIndex(const QString& column) const;       // case-insensitive, -1 if none
     const ColumnDef* column(const QString& column) const;

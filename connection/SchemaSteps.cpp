@@ -28,6 +28,24 @@ QList<SchemaStep> shipped()
 {
     return {
         {1, QStringLiteral("Kiinduló szerkezet"), {}},
+        // A SQLite file no longer names the program's own collation: its text columns take the
+        // plain one, and the names kept in Hungarian order get their sort key columns (filled
+        // when the program next opens it). A server keeps its ICU collation.
+        {2, QStringLiteral("Minden SQLite-program által írható fájl, magyar sorrend rendezőkulccsal"),
+         [](SchemaStepContext& s) {
+             if (s.postgres()) return;
+             for (const TableDef& t : Schema::instance().tables()) {
+                 bool text = !t.sortKeys.isEmpty();
+                 for (const ColumnDef& c : t.columns) text = text || c.type == ColType::Text || c.type == ColType::Memo;
+                 if (!t.isView() && text) s.rebuildTable(t.name);
+             }
+         }},
+        {3, QStringLiteral("Címtári csoportok és felhasználók"),
+         [](SchemaStepContext& s) {
+             s.addColumn(QStringLiteral("qnd_user_group"), QStringLiteral("directory_dn"));
+             s.addColumn(QStringLiteral("qnd_user_group"), QStringLiteral("directory_priority"));
+             s.addColumn(QStringLiteral("qnd_user"), QStringLiteral("directory_dn"));
+         }},
     };
 }
 

@@ -25,6 +25,9 @@ public:
     // the database has; nothing when the table is missing or has the column already.
     void addColumn(const QString& table, const QString& column);
     void addColumn(const QString& table, const ColumnDef& column);
+    // Makes a table again at the newest layout, its rows kept (the columns it has), with its
+    // indexes and its sort keys' triggers; drops the views first. Nothing when it is missing.
+    void rebuildTable(const QString& table);
     // Drops every view of the schema, for a step that rebuilds a table a view reads; the
     // upgrade makes them all again at its end.
     void dropViews();

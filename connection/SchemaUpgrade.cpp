@@ -41,14 +41,33 @@ QString indexSql(const Engine& e, const TableDef& t, const IndexDef& ix)
     // window read needs no sort. The key is never null, so it is ordered plainly, as the
     // primary key's own index is.
     QStringList columns;
-    for (const QString& c : ix.columns)
-        columns << (c.compare(t.primaryKey, Qt::CaseInsensitive) == 0 ? quoted(c) : e.indexColumn(quoted(c)));
+    for (const QString& c : ix.columns) {
+        const QString key = e.sortKeyColumn(t, c);
+        columns << (c.compare(t.primaryKey, Qt::CaseInsensitive) == 0 ? quoted(c)
+                    : !key.isEmpty()                                   ? quoted(key)
+                                                                       : e.indexColumn(quoted(c)));
+    }
     if (!ix.unique && !ix.columns.contains(t.primaryKey, Qt::CaseInsensitive)) columns << quoted(t.primaryKey);
     return QStringLiteral("CREATE %1INDEX ").arg(ix.unique ? QStringLiteral("UNIQUE ") : QString()) + quoted(indexName(t, ix))
         + QStringLiteral(" ON ") + quoted(t.name) + QStringLiteral(" (") + columns.join(QLatin1Char(',')) + QLatin1Char(')');
 }
 
 bool isPrimary(const IndexDef& ix) { return ix.name == QLatin1String("PrimaryKey"); }
+
+void createTable(Connection& c, const TableDef& t, const QString& name)
+{
+    QStringList columns;
+    for (const ColumnDef& col : t.columns) columns << columnSql(c.engine(), t, col);
+    columns << c.engine().sortKeyColumnsSql(t);
+    run(c, QStringLiteral("CREATE TABLE ") + quoted(name) + QStringLiteral(" (") + columns.join(QStringLiteral(", ")) + QLatin1Char(')'));
+}
+
+void createIndexes(Connection& c, const TableDef& t)
+{
+    for (const IndexDef& ix : t.indexes)
+        if (!isPrimary(ix)) run(c, indexSql(c.engine(), t, ix));
+    for (const QString& sql : c.engine().sortKeyStatements(t)) run(c, sql);
+}
 
 // A table with its indexes, or a view.
 void create(Connection& c, const TableDef& t)
@@ -57,11 +76,8 @@ void create(Connection& c, const TableDef& t)
         run(c, QStringLiteral("CREATE VIEW ") + quoted(t.name) + QStringLiteral(" AS ") + t.viewSql);
         return;
     }
-    QStringList columns;
-    for (const ColumnDef& col : t.columns) columns << columnSql(c.engine(), t, col);
-    run(c, QStringLiteral("CREATE TABLE ") + quoted(t.name) + QStringLiteral(" (") + columns.join(QStringLiteral(", ")) + QLatin1Char(')'));
-    for (const IndexDef& ix : t.indexes)
-        if (!isPrimary(ix)) run(c, indexSql(c.engine(), t, ix));
+    createTable(c, t, t.name);
+    createIndexes(c, t);
 }
 
 void prepare(Connection& c)
@@ -161,6 +177,31 @@ void SchemaStepContext::addColumn(const QString& table, const ColumnDef& column)
     run(QStringLiteral("ALTER TABLE %1 ADD COLUMN ").arg(quoted(table)) + columnSql(m_c.engine(), t, column));
 }
 
+void SchemaStepContext::rebuildTable(const QString& table)
+{
+    const TableDef* t = Schema::instance().table(table);
+    if (!t || t->isView()) throw DbError(QStringLiteral("A(z) %1 tábla nincs a program szerkezetében.").arg(table));
+    if (!hasTable(table)) return;
+    // SQLite's way of changing a table: a new one at the newest layout, the rows copied (the
+    // columns both have), the old one dropped with its indexes and triggers, the new renamed.
+    QSqlQuery q(m_c.db());
+    const bool read = q.exec(QStringLiteral("SELECT * FROM %1 WHERE 1 = 0").arg(quoted(table)));
+    const QSqlRecord old = q.record();
+    const QString why = q.lastError().text();
+    q.finish();
+    if (!read) throw DbError(QStringLiteral("A(z) %1 tábla oszlopai nem olvashatók: %2").arg(table, why));
+    QStringList common;
+    for (const ColumnDef& c : t->columns)
+        if (old.indexOf(c.name) >= 0) common << quoted(c.name);
+    const QString fresh = t->name + QStringLiteral("_rebuilt");
+    dropViews();
+    createTable(m_c, *t, fresh);
+    run(QStringLiteral("INSERT INTO %1 (%3) SELECT %3 FROM %2").arg(quoted(fresh), quoted(t->name), common.join(QStringLiteral(", "))));
+    run(QStringLiteral("DROP TABLE ") + quoted(t->name));
+    run(QStringLiteral("ALTER TABLE %1 RENAME TO %2").arg(quoted(fresh), quoted(t->name)));
+    createIndexes(m_c, *t);
+}
+
 void SchemaStepContext::dropViews()
 {
     const QStringList existing = m_c.engine().tables(m_c.db());
@@ -255,6 +296,7 @@ bool SchemaUpgrade::upgrade(Connection& c, QString* error, const Transactions::A
         }
         if (!locked(QStringLiteral("Az indexek, a nézetek és az olvasási jogok beállítása"), [&] { complete(c); })) return fail(failure);
         c.inspectSchema();
+        c.keepSortKeys();
     } catch (const DbError& e) {
         return fail(e.message());
     }

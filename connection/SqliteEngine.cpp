@@ -12,6 +12,7 @@
 #include <sqlite3.h>
 #include <unicode/ucol.h>
 #include <cstring>
+#include <memory>
 
 namespace NexoFrame {
 
@@ -40,7 +41,55 @@ int compareHungarian(void* collator, int la, const void* a, int lb, const void* 
 
 void closeCollator(void* collator) { ucol_close(static_cast<UCollator*>(collator)); }
 
+// One collator a thread: ICU's may not be used by two at once.
+UCollator* sortKeyCollator()
+{
+    thread_local std::unique_ptr<UCollator, void (*)(UCollator*)> collator(
+        [] {
+            UErrorCode status = U_ZERO_ERROR;
+            UCollator* c = ucol_open("hu_HU", &status);
+            return U_SUCCESS(status) ? c : nullptr;
+        }(),
+        [](UCollator* c) { if (c) ucol_close(c); });
+    return collator.get();
+}
+
+QByteArray sortKeyOf(const char16_t* text, int length, const QByteArray& utf8)
+{
+    UCollator* collator = sortKeyCollator();
+    QByteArray key(256, Qt::Uninitialized);
+    int n = collator ? ucol_getSortKey(collator, reinterpret_cast<const UChar*>(text), length,
+                                       reinterpret_cast<uint8_t*>(key.data()), int(key.size()))
+                     : 0;
+    if (n > key.size()) {
+        key.resize(n);
+        n = ucol_getSortKey(collator, reinterpret_cast<const UChar*>(text), length, reinterpret_cast<uint8_t*>(key.data()), n);
+    }
+    key.truncate(n);
+    // The key ends in a zero byte that no key holds elsewhere: the text's bytes after it order
+    // texts the collator finds equal, as the collation does.
+    return key + utf8;
+}
+
+void sortKeyFunction(sqlite3_context* context, int, sqlite3_value** args)
+{
+    if (sqlite3_value_type(args[0]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(args[0]));
+    const QByteArray utf8(text, sqlite3_value_bytes(args[0]));
+    const QString s = QString::fromUtf8(utf8);
+    const QByteArray key = sortKeyOf(reinterpret_cast<const char16_t*>(s.utf16()), int(s.size()), utf8);
+    sqlite3_result_blob(context, key.constData(), int(key.size()), SQLITE_TRANSIENT);
+}
+
 } // namespace
+
+QByteArray hungarianSortKey(const QString& text)
+{
+    return sortKeyOf(reinterpret_cast<const char16_t*>(text.utf16()), int(text.size()), text.toUtf8());
+}
 
 namespace {
 
@@ -65,14 +114,23 @@ bool registerHungarianCollation(sqlite3* handle)
                                       nullptr, nullptr, nullptr)
                != SQLITE_OK)
         return false;
-    UErrorCode status = U_ZERO_ERROR;
-    UCollator* collator = handle ? ucol_open("hu_HU", &status) : nullptr;
-    if (!collator || U_FAILURE(status)) return false;
-    if (sqlite3_create_collation_v2(handle, "HU", SQLITE_UTF8, collator, compareHungarian, closeCollator) == SQLITE_OK)
-        return true;
-    // A refused registration leaves the collator to its caller.
-    ucol_close(collator);
-    return false;
+    if (sqlite3_create_function_v2(handle, "nexo_sort_key", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
+                                   sortKeyFunction, nullptr, nullptr, nullptr)
+        != SQLITE_OK)
+        return false;
+    // "HU" is what files made before the sort keys name; "nexo_hu" is the server's name, so that
+    // a report's SQL runs unchanged on both engines.
+    for (const char* name : {"HU", "nexo_hu"}) {
+        UErrorCode status = U_ZERO_ERROR;
+        UCollator* collator = ucol_open("hu_HU", &status);
+        if (!collator || U_FAILURE(status)) return false;
+        if (sqlite3_create_collation_v2(handle, name, SQLITE_UTF8, collator, compareHungarian, closeCollator) != SQLITE_OK) {
+            // A refused registration leaves the collator to its caller.
+            ucol_close(collator);
+            return false;
+        }
+    }
+    return true;
 }
 
 namespace {
@@ -191,8 +249,9 @@ public:
         switch (c.type) {
         case ColType::Long:
         case ColType::Bool: return QStringLiteral("INTEGER");
-        case ColType::Text: return QStringLiteral("VARCHAR(%1) COLLATE HU").arg(c.length);
-        case ColType::Memo: return QStringLiteral("TEXT COLLATE HU");
+        // No collation in the file: every SQLite client must be able to write it.
+        case ColType::Text: return QStringLiteral("VARCHAR(%1)").arg(c.length);
+        case ColType::Memo: return QStringLiteral("TEXT");
         case ColType::Date:
         case ColType::DateTime: return QStringLiteral("DATETIME");
         case ColType::Double: return QStringLiteral("DOUBLE");
@@ -205,6 +264,79 @@ public:
     QString orderTerm(const QString& c, bool descending) const override
     {
         return descending ? c + QStringLiteral(" DESC") : c;
+    }
+
+    QString sortKeyColumn(const TableDef& t, const QString& column) const override
+    {
+        for (const QString& c : t.sortKeys)
+            if (c.compare(column, Qt::CaseInsensitive) == 0) return c + QStringLiteral("_sk");
+        return QString();
+    }
+    QVariant sortKey(const QVariant& text) const override
+    {
+        return text.isNull() ? QVariant() : QVariant(hungarianSortKey(text.toString()));
+    }
+    QString hungarian(const QString& textExpression) const override { return textExpression + QStringLiteral(" COLLATE nexo_hu"); }
+
+    QStringList sortKeyColumnsSql(const TableDef& t) const override
+    {
+        QStringList l;
+        for (const QString& c : t.sortKeys) l << quoted(c + QStringLiteral("_sk")) + QStringLiteral(" BLOB");
+        return l;
+    }
+
+    // Plain SQL that any client runs: a text another program writes loses its key, and a key
+    // written with a row is not trusted. The program fills them (keepSortKeys); the partial
+    // index finds the empty ones at once.
+    QStringList sortKeyStatements(const TableDef& t) const override
+    {
+        QStringList l;
+        const QString table = quoted(t.name), pk = quoted(t.primaryKey);
+        for (const QString& c : t.sortKeys) {
+            const QString col = quoted(c), key = quoted(c + QStringLiteral("_sk"));
+            const QString clear = QStringLiteral(" BEGIN UPDATE %1 SET %2 = NULL WHERE %3 = NEW.%3; END").arg(table, key, pk);
+            l << QStringLiteral("CREATE TRIGGER %1 AFTER INSERT ON %2 WHEN NEW.%3 IS NOT NULL")
+                        .arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_sk_insert")), table, key) + clear;
+            l << QStringLiteral("CREATE TRIGGER %1 AFTER UPDATE OF %2 ON %3 WHEN NEW.%2 IS NOT OLD.%2")
+                        .arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_sk_update")), col, table) + clear;
+            l << QStringLiteral("CREATE INDEX %1 ON %2 (%3) WHERE %4 IS NULL AND %5 IS NOT NULL")
+                        .arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_sk_empty")), table, pk, key, col);
+        }
+        return l;
+    }
+
+    void keepSortKeys(QSqlDatabase& db) override
+    {
+        m_sortKeys.clear();
+        if (m_openMode == OpenMode::ReadOnly) return;
+        for (const TableDef& t : Schema::instance().tables()) {
+            for (const QString& c : t.sortKeys) {
+                const QString table = quoted(t.name), pk = quoted(t.primaryKey), col = quoted(c),
+                              key = quoted(c + QStringLiteral("_sk"));
+                // A layout before the sort keys (until its upgrade) has no such column. Asked of
+                // the table's list: SQLite reads an unknown quoted name as a string.
+                QSqlQuery has(db);
+                has.prepare(QStringLiteral("SELECT 1 FROM pragma_table_info(?) WHERE name = ?"));
+                has.addBindValue(t.name);
+                has.addBindValue(c + QStringLiteral("_sk"));
+                const bool kept = has.exec() && has.next();
+                has.finish();
+                if (!kept) continue;
+                // The program's own writes fill the key at once, in triggers of this link only
+                // (TEMP: the file never names the function).
+                const QString fill = QStringLiteral(" WHEN NEW.%1 IS NULL AND NEW.%2 IS NOT NULL BEGIN UPDATE %3 SET %1 = "
+                                                    "nexo_sort_key(NEW.%2) WHERE %4 = NEW.%4; END").arg(key, col, table, pk);
+                const QString name = t.name + QLatin1Char('_') + c + QStringLiteral("_sk_fill");
+                if (!execSql(db, QStringLiteral("CREATE TEMP TRIGGER IF NOT EXISTS %1 AFTER INSERT ON main.%2")
+                                     .arg(quoted(name + QStringLiteral("_insert")), table) + fill)
+                    || !execSql(db, QStringLiteral("CREATE TEMP TRIGGER IF NOT EXISTS %1 AFTER UPDATE OF %2 ON main.%3")
+                                        .arg(quoted(name + QStringLiteral("_update")), key, table) + fill))
+                    continue;
+                m_sortKeys.append({table, col, key});
+            }
+        }
+        m_dataVersion = dataVersion(db);
+        fillSortKeys(db);
     }
 
     QStringList tables(QSqlDatabase& db) const override
@@ -258,15 +390,49 @@ public:
     bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
     bool rollbackAndBegin(QSqlDatabase& db) override { return rollback(db) && beginPlain(db); }
 
-    void idle(QSqlDatabase&) override
+    void idle(QSqlDatabase& db) override
     {
         // SQLite re-reads changed pages by itself; the recordsets drop their windows through
-        // the connection's generation counter.
+        // the connection's generation counter. Only another link's commit can have left a
+        // sort key empty.
+        if (m_sortKeys.isEmpty()) return;
+        const qint64 version = dataVersion(db);
+        if (version == m_dataVersion) return;
+        m_dataVersion = version;
+        fillSortKeys(db);
     }
 
     QString boolLiteral(bool v) const override { return v ? QStringLiteral("-1") : QStringLiteral("0"); }
 
 private:
+    struct SortKey {
+        QString table, column, key; // quoted
+    };
+
+    static qint64 dataVersion(QSqlDatabase& db)
+    {
+        QSqlQuery q(db);
+        const qint64 v = q.exec(QStringLiteral("PRAGMA data_version")) && q.next() ? q.value(0).toLongLong() : -1;
+        q.finish();
+        return v;
+    }
+
+    // The keys other programs left empty; a look in the partial index first, so that an idle
+    // without them writes nothing. A file another writer holds keeps them until the next try.
+    void fillSortKeys(QSqlDatabase& db)
+    {
+        for (const SortKey& k : std::as_const(m_sortKeys)) {
+            const QString empty = QStringLiteral("%1 IS NULL AND %2 IS NOT NULL").arg(k.key, k.column);
+            QSqlQuery q(db);
+            const bool any = q.exec(QStringLiteral("SELECT 1 FROM %1 WHERE %2 LIMIT 1").arg(k.table, empty)) && q.next();
+            q.finish();
+            if (any && !execSql(db, QStringLiteral("UPDATE %1 SET %2 = nexo_sort_key(%3) WHERE %4").arg(k.table, k.key, k.column, empty)))
+                m_dataVersion = -1;
+        }
+    }
+
+    QList<SortKey> m_sortKeys;
+    qint64 m_dataVersion = -1;
     QString m_path;
     bool m_networkFolder = false;
     sqlite3* m_handle = nullptr;

@@ -118,7 +118,10 @@ protected:
     {
         QVariantList out;
         for (int i = 0; i < values.size() && i < m_sortColumns.size(); ++i)
-            out << connection->engine().toDb(*m_sortColumns[i], connection->engine().fromDb(*m_sortColumns[i], values[i]));
+            // A sort key (bytes) is bound as read.
+            out << (values[i].typeId() == QMetaType::QByteArray
+                        ? values[i]
+                        : connection->engine().toDb(*m_sortColumns[i], connection->engine().fromDb(*m_sortColumns[i], values[i])));
         return out;
     }
     QVariant alignment(int column) const override
@@ -312,7 +315,7 @@ void BrowseView::refresh()
     QList<SortTerm> terms;
     QList<const ColumnDef*> sortColumns;
     if (!m_orderColumn.isEmpty()) {
-        terms.append({m_orderColumn, m_descending});
+        terms.append({m_orderColumn, m_descending, sortExpression(m_connection->engine(), m_table, m_orderColumn)});
         sortColumns << m_table->column(m_orderColumn);
     }
     sortColumns << m_table->column(m_def.keyColumn);

@@ -337,7 +337,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
     for (const ListSortKey& s : order) {
         const ListSourceColumn* sc;
         if (!col(s.field, &sc)) return fail(kNoSuchColumn.arg(source.caption, s.field));
-        terms2.append({sc->field, s.descending});
+        terms2.append({sc->field, s.descending, sortExpression(c.engine(), c.tableDef(source.table), sc->field)});
         descending = s.descending;
     }
     QStringList names;
@@ -363,7 +363,7 @@ bool buildQuery(Connection& c, const ListSource& source, const ListDefinition& d
         const QString g = quoted(group->field);
         q.groups = QStringLiteral("SELECT %1, COUNT(*)%2 FROM %3%4 GROUP BY %1 ORDER BY %5")
                        .arg(g, sums.join(QString()), quoted(source.table), where,
-                            c.engine().orderTerm(sortExpression(group->field), false));
+                            c.engine().orderTerm(sortExpression(c.engine(), c.tableDef(source.table), group->field), false));
     }
     *out = q;
     return true;

@@ -229,7 +229,7 @@ void ListWizard::fillLists(int select)
     const ListScope scope = listsOfUser(userHolder(*m_connection, m_userId));
     const QString sql = QStringLiteral("SELECT l.id, l.caption, l.owner_user_id, l.definition, u.display_name FROM qnd_list l "
                                        "LEFT JOIN qnd_user u ON u.id = l.owner_user_id WHERE %1 ORDER BY %2, l.id")
-                            .arg(scope.where, m_connection->engine().orderTerm(QStringLiteral("l.caption"), false));
+                            .arg(scope.where, m_connection->engine().orderTerm(m_connection->engine().hungarian(QStringLiteral("l.caption")), false));
     const QVariantList& binds = scope.binds;
     m_lists.clear();
     for (const QVariantList& r : m_connection->select(sql, binds)) {

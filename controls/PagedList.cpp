@@ -13,7 +13,16 @@
 
 namespace NexoFrame::Controls {
 
-QString sortExpression(const QString& column) { return quoted(column); }
+QString sortExpression(const Engine& engine, const TableDef* table, const QString& column)
+{
+    return engine.sortExpression(table, column);
+}
+
+namespace {
+
+QString expressionOf(const SortTerm& t) { return t.expression.isEmpty() ? quoted(t.column) : t.expression; }
+
+} // namespace
 
 PageOrder::PageOrder(const Engine& engine, const QList<SortTerm>& terms, const QString& key, bool keyDescending)
     : m_terms(terms), m_key(key)
@@ -24,8 +33,8 @@ PageOrder::PageOrder(const Engine& engine, const QList<SortTerm>& terms, const Q
         for (qsizetype i = 0; i < m_terms.size(); ++i) {
             const bool descending = m_terms[i].descending != reversed;
             // The key is never null: said plainly, as its own index has it.
-            order << (keyed() && i == m_terms.size() - 1 ? sortExpression(key) + (descending ? QStringLiteral(" DESC") : QString())
-                                                         : engine.orderTerm(sortExpression(m_terms[i].column), descending));
+            order << (keyed() && i == m_terms.size() - 1 ? quoted(key) + (descending ? QStringLiteral(" DESC") : QString())
+                                                         : engine.orderTerm(expressionOf(m_terms[i]), descending));
         }
         m_orderBy[reversed] = order.join(QStringLiteral(", "));
     }
@@ -34,7 +43,7 @@ PageOrder::PageOrder(const Engine& engine, const QList<SortTerm>& terms, const Q
 QStringList PageOrder::expressions() const
 {
     QStringList l;
-    for (const SortTerm& t : m_terms) l << sortExpression(t.column);
+    for (const SortTerm& t : m_terms) l << expressionOf(t);
     return l;
 }
 
@@ -56,7 +65,7 @@ Part operator&&(const Part& a, const Part& b)
 QList<PageOrder::Part> PageOrder::after(const QVariantList& values, bool reversed) const
 {
     const int n = int(m_terms.size());
-    const auto expr = [this](int i) { return sortExpression(m_terms[i].column); };
+    const auto expr = [this](int i) { return expressionOf(m_terms[i]); };
     const auto descending = [&](int i) { return m_terms[i].descending != reversed; };
     const auto isNull = [&](int i) { return values.value(i).isNull(); };
     const auto notNull = [&](int i) { return keyed() && i == n - 1; }; // the key

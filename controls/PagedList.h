@@ -13,17 +13,20 @@ class QTableView;
 
 namespace NexoFrame {
 class Engine;
+struct TableDef;
 }
 
 namespace NexoFrame::Controls {
 
-// What a column is sorted by, in ORDER BY and in the comparisons that read the next page.
+// What a column of a table or view is sorted by, in ORDER BY and in the comparisons that read
+// the next page: text in Hungarian order, by its sort key column where the engine keeps one.
 // Every list sorts through here, so that a column's order changes in this one place.
-QString sortExpression(const QString& column);
+QString sortExpression(const Engine& engine, const TableDef* table, const QString& column);
 
 struct SortTerm {
     QString column;
     bool descending = false;
+    QString expression; // sortExpression's; empty: the column itself
 };
 
 // A list's order: its terms, then the key (unique, never null) that breaks ties. Nulls come

@@ -72,7 +72,7 @@ void QuickPick::offer(const QString& typed)
     try {
         rows = m_connection->select(QStringLiteral("SELECT %1, %2 FROM %3 WHERE %1 LIKE ? ESCAPE '\\' ORDER BY %4, %5 LIMIT %6")
                                         .arg(value, text, quoted(m_table->name), m_connection->engine().orderTerm(value, false),
-                                             m_connection->engine().orderTerm(text, false))
+                                             m_connection->engine().orderTerm(m_connection->engine().sortExpression(m_table, m_textColumn), false))
                                         .arg(kOffered),
                                     {prefix + QLatin1Char('%')});
     } catch (const DbError&) {

@@ -552,7 +552,7 @@ void RightsExplorer::InitializeSite()
     cbo_user->clear();
     for (const QVariantList& u : c->select(QStringLiteral("SELECT id, display_name, user_name, del_status, access_denied FROM qnd_user "
                                                           "ORDER BY %1, id")
-                                               .arg(c->engine().orderTerm(QStringLiteral("display_name"), false)))) {
+                                               .arg(c->engine().orderTerm(c->engine().sortExpression(c->tableDef(Tables::User), QStringLiteral("display_name")), false)))) {
         QString text = QStringLiteral("%1 (%2)").arg(u[1].toString(), u[2].toString());
         if (u[3].toInt() != 0) text += QStringLiteral(" – törölt");
         else if (u[4].toLongLong() != 0 || u[4].toBool()) text += QStringLiteral(" – letiltott");
@@ -644,10 +644,10 @@ KindInfo kindInfo(int kind)
     switch (kind) {
     case RightsExplorer::MenuKind: return {"qnd_menu", nullptr};
     case RightsExplorer::ReportKind:
-        return {"qnd_report", "SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption, id"};
+        return {"qnd_report", "SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption COLLATE nexo_hu, id"};
     case RightsExplorer::OlapKind:
-        return {"qnd_olap_report", "SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption, id"};
-    default: return {"qnd_list", "SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption, id"};
+        return {"qnd_olap_report", "SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption COLLATE nexo_hu, id"};
+    default: return {"qnd_list", "SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption COLLATE nexo_hu, id"};
     }
 }
 
@@ -750,7 +750,9 @@ void RightsExplorer::fillSubjects()
     const QString sql = users ? QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
                               : QStringLiteral("SELECT id, name FROM qnd_user_group WHERE del_status=0 ORDER BY %1, id");
     const QList<QVariantList> rows =
-        c->select(sql.arg(c->engine().orderTerm(users ? QStringLiteral("display_name") : QStringLiteral("name"), false)));
+        c->select(sql.arg(c->engine().orderTerm(c->engine().sortExpression(c->tableDef(users ? Tables::User : Tables::UserGroup),
+                                                                           users ? QStringLiteral("display_name") : QStringLiteral("name")),
+                                                false)));
     for (QComboBox* box : {cbo_subject, cbo_compare}) {
         box->clear();
         if (box == cbo_compare) box->addItem(QStringLiteral("<nincs összevetés>"), -1);
@@ -824,9 +826,9 @@ void RightsExplorer::showRights()
         std::function<QSet<int>(int)> granted;
     };
     const QList<Section> more{
-        {QStringLiteral("Riportok"), QStringLiteral("SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption, id"), printed},
-        {QStringLiteral("OLAP kimutatások"), QStringLiteral("SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption, id"), olap},
-        {QStringLiteral("Listák"), QStringLiteral("SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption, id"), lists}};
+        {QStringLiteral("Riportok"), QStringLiteral("SELECT id, caption FROM qnd_report WHERE del_status=0 AND report_type=1 AND caption<>'-' ORDER BY caption COLLATE nexo_hu, id"), printed},
+        {QStringLiteral("OLAP kimutatások"), QStringLiteral("SELECT id, caption FROM qnd_olap_report WHERE del_status=0 AND report_type<>0 ORDER BY caption COLLATE nexo_hu, id"), olap},
+        {QStringLiteral("Listák"), QStringLiteral("SELECT id, caption FROM qnd_list WHERE del_status=0 ORDER BY caption COLLATE nexo_hu, id"), lists}};
     QList<QTreeWidgetItem*> sections{keys, menu};
     for (const Section& sec : more) {
         auto* item = new QTreeWidgetItem(tree_rights, {sec.title});

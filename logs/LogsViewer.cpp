@@ -111,7 +111,7 @@ void LogsViewer::InitializeSite()
     // may have a thousand of them.
     const QList<QVariantList> users = c->select(
         QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
-            .arg(c->engine().orderTerm(QStringLiteral("display_name"), false)));
+            .arg(c->engine().orderTerm(c->engine().sortExpression(c->tableDef(Tables::User), QStringLiteral("display_name")), false)));
     // Items made whole before they join the list: one insertion, not two changes per user.
     QList<QStandardItem*> items;
     items.reserve(users.size());
