@@ -69,17 +69,6 @@ QStringList changes(const QString& table, const QSet<QString>& before, const QSe
     return l;
 }
 
-QMap<QString, QString> stateAt(Connection& c, const QDateTime& moment)
-{
-    QMap<QString, QString> d;
-    for (const TableDef& t : Schema::instance().tables())
-        for (const QString& column : t.historyColumns) {
-            const QHash<int, QString> at = columnAt(c, t.name, column, moment);
-            for (auto it = at.cbegin(); it != at.cend(); ++it) d.insert(QStringLiteral("%1 %2 %3").arg(t.name).arg(it.key()).arg(column), *it);
-        }
-    return d;
-}
-
 void edit(Connection& c, int table, int id, const QString& column, const QVariant& value)
 {
     Recordset& rs = c.editRecordset(table);
@@ -179,7 +168,7 @@ private slots:
         QTest::qWait(1100);
         p.nodeOf(10)->setCheckState(0, Qt::Checked);
         QCOMPARE(ticked(11), QStringLiteral("1"));
-        QCOMPARE(stateAt(c, again).value(QStringLiteral("qnd_menu 11 auth_7")), QStringLiteral("0"));
+        QCOMPARE(rightsDumpAt(c, again).value(QStringLiteral("qnd_menu 11 auth_7")), QStringLiteral("0"));
         const QList<RevertStep> plan = revertPlan(c, again, 7);
         QCOMPARE(plan.size(), 7);
         QString why;
@@ -244,7 +233,7 @@ private slots:
         fresh.SetModified();
         QVERIFY(fresh.SetFinal() && fresh.CoreUpdate());
         QVERIFY(rightsDump(c) != before);
-        QCOMPARE(stateAt(c, moment), before);
+        QCOMPARE(rightsDumpAt(c, moment), before);
 
         // One role back: only auth_3 moves.
         const QList<RevertStep> role3 = revertPlan(c, moment, 3);

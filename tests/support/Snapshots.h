@@ -1,7 +1,8 @@
 #pragma once
 // What several suites take a picture of: every cell the rights history keeps, as it stands
-// now, and (with NEXO_KEEP_OUTPUT set) a widget as the user sees it, to look at afterwards.
+// now or stood at a moment, and (with NEXO_KEEP_OUTPUT set) a widget as the user sees it, to look at afterwards.
 #include "Connection.h"
+#include "RightsHistory.h"
 #include <QDir>
 #include <QMap>
 #include <QTest>
@@ -17,6 +18,18 @@ inline QMap<QString, QString> rightsDump(Connection& c)
         for (const QString& column : t.historyColumns)
             for (const QVariantList& r : c.select(QStringLiteral("SELECT id, %1 FROM %2").arg(column, t.name)))
                 d.insert(QStringLiteral("%1 %2 %3").arg(t.name, r[0].toString(), column), c.history().text(*t.column(column), r[1]));
+    return d;
+}
+
+// The same as it stood at a moment, as the rights history rebuilds it (columnAt).
+inline QMap<QString, QString> rightsDumpAt(Connection& c, const QDateTime& moment)
+{
+    QMap<QString, QString> d;
+    for (const TableDef& t : Schema::instance().tables())
+        for (const QString& column : t.historyColumns) {
+            const QHash<int, QString> at = columnAt(c, t.name, column, moment);
+            for (auto it = at.cbegin(); it != at.cend(); ++it) d.insert(QStringLiteral("%1 %2 %3").arg(t.name).arg(it.key()).arg(column), *it);
+        }
     return d;
 }
 
