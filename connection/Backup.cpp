@@ -3,6 +3,7 @@
 #include "Connection.h"
 #include "LogKeeping.h"
 #include "ReaderRole.h"
+#include "SchemaSteps.h"
 #include "SettingKeys.h"
 #include "SqlExec.h"
 #include <QDir>
@@ -330,6 +331,12 @@ public:
 
 private:
     bool has(const QString& table) const { return m_tables.contains(table.toLower()); }
+    // The last layout step the database has taken (1 before the steps were kept).
+    int stepsTaken()
+    {
+        if (!has(QStringLiteral("qnd_schema_step"))) return 1;
+        return rows(QStringLiteral("SELECT MAX(step) FROM qnd_schema_step")).value(0).value(0).toInt();
+    }
 
     // Runs a query of the check; a failure is itself a fault (a table that cannot be read).
     QList<QVariantList> rows(const QString& sql, const QVariantList& binds = {})
@@ -387,6 +394,8 @@ private:
                 if (present.indexOf(col.name) < 0) lacking << col.name;
             }
             if (!lacking.isEmpty()) {
+                // An older layout lacks what its next steps add: the upgrade after a login brings it.
+                if (stepsTaken() < SchemaSteps::newest()) continue;
                 m_faults << QStringLiteral("A(z) %1 %2 hiányzó oszlop: %3.")
                                 .arg(t.name, t.isView() ? QStringLiteral("nézetből") : QStringLiteral("táblából"),
                                      lacking.join(QStringLiteral(", ")));

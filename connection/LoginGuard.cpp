@@ -35,7 +35,9 @@ int LoginGuard::lockMinutes() { return setting(SettingKeys::kLoginLockMinutes, 1
 
 QString LoginGuard::keyOf(const QString& name)
 {
-    return name.trimmed().left(failures().column(QStringLiteral("user_name"))->length);
+    // Case-folded: a directory matches names without regard to case, so "ADMIN" must not
+    // begin a count of its own beside "admin".
+    return name.trimmed().toCaseFolded().left(failures().column(QStringLiteral("user_name"))->length);
 }
 
 QString LoginGuard::untilText(const QDateTime& until, const QDateTime& now)

@@ -14,7 +14,7 @@ class Connection;
 // `LoginLockMinutes` (15) minutes of each other, the name is refused for that many minutes
 // from the last of them, whatever password comes; either setting at 0 turns the lock off.
 // A cleared failure (a successful login, an administrator's unlock) stays in the log but no
-// longer counts. Names are compared as the login compares them: trimmed, exactly.
+// longer counts. Names are counted trimmed and case-folded (keyOf), as a directory compares them.
 class LoginGuard {
 public:
     using Clock = std::function<QDateTime()>;
@@ -41,7 +41,7 @@ public:
 
     // When a lock ends, as people read it: "14:35", or with the day when that is not today.
     static QString untilText(const QDateTime& until, const QDateTime& now);
-    // The name as it is kept: trimmed and cut to the column.
+    // The name as it is kept: trimmed, case-folded and cut to the column.
     static QString keyOf(const QString& name);
     // The end of the lock that failures at `times` (ascending) give at `now`, or invalid:
     // the latest failure that closes `max` failures within `minutes`, plus `minutes`, if that

@@ -1,6 +1,8 @@
 #include "ShellLogin.h"
 #include "Access.h"
 #include "Connection.h"
+#include "Directory.h"
+#include "SchemaUpgrade.h"
 #include "Secrets.h"
 #include "LoginGuard.h"
 #include "Texts.h"
@@ -49,6 +51,100 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
     return checkLogin(c, typedName, password, guard);
 }
 
+namespace {
+
+// The login of one of `matching` (rows whose name and password or directory entry matched):
+// the best standing one gets in; otherwise why none may, told only to whoever proved the
+// password. Not found: an empty result with status BadCredentials.
+LoginResult admit(Connection& c, const QList<int>& matching, const QString& name, LoginGuard& guard)
+{
+    bool deleted = false, denied = false, groupGone = false;
+    for (int id : matching) {
+        // Who may get in is the access rule's: a live user who is not barred, of a live group.
+        const Holder who = userHolder(c, id);
+        deleted |= !who.userFound || !who.userLive;
+        denied |= who.userLive && who.userBarred;
+        groupGone |= who.userInOrder() && !who.live();
+        if (!who.live()) continue;
+        LoginResult good;
+        good.status = LoginResult::Status::Ok;
+        good.userId = id;
+        good.groupId = who.groupId;
+        good.userName = name;
+        good.displayName = who.userName.trimmed();
+        if (good.displayName.isEmpty()) good.displayName = name;
+        // A successful login starts the count again; if that cannot be written, the
+        // login still stands.
+        try {
+            guard.clear(name);
+        } catch (const DbError& e) {
+            qWarning() << e.message();
+        }
+        return good;
+    }
+    if (groupGone)
+        return refused(LoginResult::Status::GroupDeleted,
+                       QStringLiteral("A felhasználó csoportja törölve van vagy nem létezik. Forduljon a rendszergazdához."));
+    if (denied)
+        return refused(LoginResult::Status::AccessDenied,
+                       QStringLiteral("A felhasználó hozzáférése le van tiltva. Forduljon a rendszergazdához."));
+    if (deleted)
+        return refused(LoginResult::Status::Deleted, QStringLiteral("Ez a felhasználó törölve lett, nem jelentkezhet be."));
+    return refused(LoginResult::Status::BadCredentials, QString());
+}
+
+LoginResult badCredentials(const QString& name, LoginGuard& guard)
+{
+    try {
+        guard.recordFailure(name, QSysInfo::machineHostName());
+    } catch (const DbError& e) {
+        // The refusal stands; only the count misses this try.
+        qWarning() << e.message();
+    }
+    return refused(LoginResult::Status::BadCredentials, QStringLiteral("Hibás felhasználónév vagy jelszó."));
+}
+
+// Whether logins are checked by the directory: the users are kept there (central user
+// management), a directory is set, and the database has the layout that marks its users.
+bool directoryLogins(Connection& c)
+{
+    return !c.settings().userManagementLocal() && c.schemaState().usable()
+        && Directory::Config::load(c).configured();
+}
+
+// A directory user: his password is checked by binding as him, never against this database,
+// and an unreachable directory refuses the login instead of falling back on anything stored.
+LoginResult checkDirectoryLogin(Connection& c, const QString& name, const QString& password, LoginGuard& guard)
+{
+    // Before any bind: a directory may answer an empty password with an anonymous success.
+    if (password.isEmpty())
+        return refused(LoginResult::Status::BadCredentials, QStringLiteral("Adja meg a jelszót."));
+    Directory::Person person;
+    try {
+        if (!Directory::authenticate(Directory::Config::load(c), name, password, &person)) return badCredentials(name, guard);
+    } catch (const Directory::Error& e) {
+        return refused(LoginResult::Status::DirectoryError,
+                       QStringLiteral("A bejelentkezés most nem lehetséges, mert a címtár nem válaszol úgy, ahogy kell: %1 "
+                                      "Forduljon a rendszergazdához.").arg(e.message()));
+    }
+    QList<int> matching;
+    QString stored;
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT id, user_name FROM qnd_user WHERE directory_dn = ? ORDER BY id"),
+                                          {Directory::dnKey(person.dn)})) {
+        matching << r.value(0).toInt();
+        stored = r.value(1).toString();
+    }
+    if (matching.isEmpty())
+        return refused(LoginResult::Status::AccessDenied,
+                       QStringLiteral("A(z) „%1” címtári felhasználó még nincs felvéve a programba: a címtár következő "
+                                      "szinkronizálása után jelentkezhet be.").arg(person.login));
+    LoginResult r = admit(c, matching, stored.trimmed().isEmpty() ? name : stored.trimmed(), guard);
+    if (r.status == LoginResult::Status::BadCredentials) return badCredentials(name, guard);
+    return r;
+}
+
+} // namespace
+
 LoginResult checkLogin(Connection& c, const QString& typedName, const QString& password, LoginGuard& guard)
 {
     const QString name = typedName.trimmed();
@@ -59,55 +155,24 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         // Before the password: a locked name learns nothing, not even that it guessed right.
         const QDateTime until = guard.lockedUntil(name);
         if (until.isValid()) return locked(name, until, guard.now());
-        const QString stored = Secrets::ciphered(password, kKey1, kKey2);
         // The name index is not unique: a deleted account may share its name with a live one,
         // so every row of the name is weighed and the best standing one decides. Only the
         // columns every layout has: the login comes before an older database's upgrade.
         auto rs = c.openRecordset(Tables::User, {QStringLiteral("user_name"), QStringLiteral("password")});
         rs->setIndex(QStringLiteral("user_name"));
+        const bool directory = directoryLogins(c);
+        // A local user of the name (made here, not read from the directory) keeps his stored password.
+        if (directory
+            && c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE user_name = ? AND (directory_dn IS NULL OR directory_dn = '')"),
+                        {name}).value(0).value(0).toInt() == 0)
+            return checkDirectoryLogin(c, name, password, guard);
+        const QString stored = Secrets::ciphered(password, kKey1, kKey2);
         QList<int> matching;
         for (rs->seek({name}); !rs->eof() && rs->field(QStringLiteral("user_name")).toString() == name; rs->moveNext())
             if (rs->field(QStringLiteral("password")).toString() == stored) matching << rs->field(QStringLiteral("id")).toInt();
-        bool deleted = false, denied = false, groupGone = false;
-        for (int id : std::as_const(matching)) {
-            // Who may get in is the access rule's: a live user who is not barred, of a live group.
-            const Holder who = userHolder(c, id);
-            deleted |= !who.userFound || !who.userLive;
-            denied |= who.userLive && who.userBarred;
-            groupGone |= who.userInOrder() && !who.live();
-            if (!who.live()) continue;
-            LoginResult good;
-            good.status = LoginResult::Status::Ok;
-            good.userId = id;
-            good.groupId = who.groupId;
-            good.userName = name;
-            good.displayName = who.userName.trimmed();
-            if (good.displayName.isEmpty()) good.displayName = name;
-            // A successful login starts the count again; if that cannot be written, the
-            // login still stands.
-            try {
-                guard.clear(name);
-            } catch (const DbError& e) {
-                qWarning() << e.message();
-            }
-            return good;
-        }
-        if (groupGone)
-            return refused(LoginResult::Status::GroupDeleted,
-                           QStringLiteral("A felhasználó csoportja törölve van vagy nem létezik. Forduljon a rendszergazdához."));
-        if (denied)
-            return refused(LoginResult::Status::AccessDenied,
-                           QStringLiteral("A felhasználó hozzáférése le van tiltva. Forduljon a rendszergazdához."));
-        if (deleted)
-            return refused(LoginResult::Status::Deleted,
-                           QStringLiteral("Ez a felhasználó törölve lett, nem jelentkezhet be."));
-        try {
-            guard.recordFailure(name, QSysInfo::machineHostName());
-        } catch (const DbError& e) {
-            // The refusal stands; only the count misses this try.
-            qWarning() << e.message();
-        }
-        return refused(LoginResult::Status::BadCredentials, QStringLiteral("Hibás felhasználónév vagy jelszó."));
+        LoginResult r = admit(c, matching, name, guard);
+        if (r.status == LoginResult::Status::BadCredentials) return badCredentials(name, guard);
+        return r;
     } catch (const DbError& e) {
         return refused(LoginResult::Status::DatabaseError,
                        QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
@@ -132,7 +197,8 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
     m_password = new QLineEdit(this);
     m_password->setObjectName(QStringLiteral("txt_password"));
     m_password->setEchoMode(QLineEdit::Password);
-    m_password->setMaxLength(50);
+    // As long as a directory's passwords may be (a local one is cut to its column by the form).
+    m_password->setMaxLength(1024);
 
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("&Felhasználónév:"), m_user);

@@ -16,7 +16,7 @@ class LoginGuard;
 namespace NexoFrame::Shell {
 
 struct LoginResult {
-    enum class Status { Ok, MissingName, BadCredentials, Deleted, AccessDenied, GroupDeleted, DatabaseError, Locked };
+    enum class Status { Ok, MissingName, BadCredentials, Deleted, AccessDenied, GroupDeleted, DatabaseError, Locked, DirectoryError };
     Status status = Status::BadCredentials;
     QString message;           // Hungarian, empty when Ok
     int userId = -1;

@@ -265,7 +265,7 @@ void Users::UnlockUser()
     runStep("UnlockUser", [this] {
         const QModelIndex current = brw_item_1->table()->currentIndex();
         const QString name = current.isValid() ? userNameAt(current.row()) : QString();
-        if (!m_guard || !locks().contains(name) || !testRight(RightsKeys::kUserModify)) return;
+        if (!m_guard || !locks().contains(LoginGuard::keyOf(name)) || !testRight(RightsKeys::kUserModify)) return;
         m_guard->clear(name);
         brw_item_1->refresh();
     });
@@ -296,7 +296,7 @@ const QHash<QString, QDateTime>& Users::locks() const
 void Users::updateUnlock()
 {
     const QModelIndex current = brw_item_1->table()->currentIndex();
-    const bool locked = current.isValid() && locks().contains(userNameAt(current.row()));
+    const bool locked = current.isValid() && locks().contains(LoginGuard::keyOf(userNameAt(current.row())));
     for (QAction* a : {cmd_unlock, mnu_unlock})
         if (a) a->setEnabled(locked);
 }
@@ -309,7 +309,7 @@ QString Users::userNameAt(int row) const
 
 QString Users::lockText(int row) const
 {
-    const auto it = locks().constFind(userNameAt(row));
+    const auto it = locks().constFind(LoginGuard::keyOf(userNameAt(row)));
     if (it == m_locked.constEnd()) return {};
     return QStringLiteral("Zárolva %1-ig").arg(LoginGuard::untilText(*it, m_locksRead));
 }

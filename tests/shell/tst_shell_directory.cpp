@@ -2,6 +2,9 @@
 #include "ShellDirectory.h"
 #include "ShellFixture.h"
 #include "ShellNotices.h"
+#include "LoginGuard.h"
+#include "Secrets.h"
+#include "SettingKeys.h"
 #include "TestDirectory.h"
 #include <QAction>
 #include <QCheckBox>
@@ -38,6 +41,22 @@ QString deadUrl()
     return QStringLiteral("ldap://127.0.0.1:%1").arg(s.serverPort());
 }
 
+// The demo database with its users kept in the test directory: anna read from it (into the
+// leaders' group), the demo's own users local.
+void central(ShellFixture& f, const Directory::Config& cfg)
+{
+    QVERIFY(f.open());
+    cfg.save(*f.db);
+    QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
+    const int leaders = f.count(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE user_name = 'kovacs.anna'"));
+    QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_user (id, user_group_id, user_name, display_name, password, directory_dn) "
+                                         "VALUES (900, ?, 'anna', 'Kovács Anna', ?, ?)"),
+                          {leaders, Secrets::ciphered(QStringLiteral("tarolt"), QStringLiteral("tazeq3wnk8"), QStringLiteral("prvd57gh2eb")),
+                           Directory::dnKey(cfg.userBase.isEmpty() ? QString() : QStringLiteral("uid=anna,") + cfg.userBase)}));
+}
+
+using Status = LoginResult::Status;
+
 } // namespace
 
 class TstShellDirectory : public QObject {
@@ -46,6 +65,9 @@ private slots:
     void initTestCase();
     void init();
     void settingsDialogTestsAndSaves();
+    void directoryLoginThroughTheDialog();
+    void directoryDownRefusesWithoutFallingBack();
+    void lockCountsNamesCaseFolded();
 
 private:
     TestDirectory m_dir;
@@ -140,6 +162,115 @@ void TstShellDirectory::settingsDialogTestsAndSaves()
     });
     act->trigger();
     QCOMPARE(expiredModalActions(), 0);
+}
+
+// A directory user gets in through the real login dialog with his directory password, in
+// any case of his name, and never with an empty one; local users keep their stored passwords.
+void TstShellDirectory::directoryLoginThroughTheDialog()
+{
+    ShellFixture f;
+    central(f, m_dir.config());
+    LoginDialog dlg(*f.db, f.dbPath());
+    dlg.show();
+    auto attempt = [&](const QString& name, const QString& password) {
+        dlg.userNameEdit()->setText(name);
+        dlg.passwordEdit()->setText(password);
+        QTest::mouseClick(dlg.loginButton(), Qt::LeftButton);
+        return dlg.loginResult();
+    };
+    QCOMPARE(attempt(QStringLiteral("anna"), QStringLiteral("tarolt")).status, Status::BadCredentials);
+    QCOMPARE(dlg.messageLabel()->text(), QStringLiteral("Hibás felhasználónév vagy jelszó."));
+    QCOMPARE(attempt(QStringLiteral("anna"), QString()).status, Status::BadCredentials);
+    QCOMPARE(dlg.messageLabel()->text(), QStringLiteral("Adja meg a jelszót."));
+    // The empty try was refused before the directory was asked, and is no failure of the name.
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE user_name = 'anna'")), 1);
+    QCOMPARE(attempt(QStringLiteral("*"), QStringLiteral("anna-jelszo")).status, Status::BadCredentials);
+    const LoginResult r = attempt(QStringLiteral("Anna"), QStringLiteral("anna-jelszo"));
+    QCOMPARE(r.status, Status::Ok);
+    QCOMPARE(r.userId, 900);
+    QCOMPARE(r.userName, QStringLiteral("anna"));
+    QCOMPARE(r.displayName, QStringLiteral("Kovács Anna"));
+    QVERIFY(dlg.result() == QDialog::Accepted);
+    // The successful login forgave the failures.
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure WHERE user_name = 'anna' AND cleared_at IS NULL")), 0);
+
+    // A password as long as the directory takes, typed into the field.
+    const QString longPassword = QString(280, QLatin1Char('k')) + QStringLiteral("Z9!");
+    m_dir.addPerson(QStringLiteral("hosszu"), QStringLiteral("Hosszú"), longPassword);
+    QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_user (id, user_group_id, user_name, display_name, directory_dn) "
+                                         "SELECT 901, user_group_id, 'hosszu', 'Hosszú', ? FROM qnd_user WHERE id = 900"),
+                          {Directory::dnKey(m_dir.personDn(QStringLiteral("hosszu")))}));
+    LoginDialog second(*f.db, f.dbPath());
+    second.show();
+    QTest::keyClicks(second.userNameEdit(), QStringLiteral("hosszu"));
+    QTest::keyClicks(second.passwordEdit(), longPassword);
+    QCOMPARE(second.passwordEdit()->text(), longPassword);
+    QTest::keyClick(second.passwordEdit(), Qt::Key_Return);
+    QCOMPARE(second.loginResult().status, Status::Ok);
+    m_dir.remove(m_dir.personDn(QStringLiteral("hosszu")));
+
+    // Known to the directory, not yet to the program.
+    const LoginResult bela = checkLogin(*f.db, QStringLiteral("bela"), QStringLiteral("bela-jelszo"));
+    QCOMPARE(bela.status, Status::AccessDenied);
+    QVERIFY2(bela.message.contains(QStringLiteral("szinkronizálása után")), qPrintable(bela.message));
+    // The demo's local users still log in with what is stored for them.
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin")).status, Status::Ok);
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("anna-jelszo")).status, Status::BadCredentials);
+    // A barred directory user is refused after his password.
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_user SET access_denied = %1 WHERE id = 900").arg(f.db->boolLiteral(true))));
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("anna-jelszo")).status, Status::AccessDenied);
+}
+
+// With the directory down (its server stopped, its TLS refused, its service user refused) a
+// directory user is told so and is not let in by anything stored; an empty password is
+// refused all the same, before the directory is asked.
+void TstShellDirectory::directoryDownRefusesWithoutFallingBack()
+{
+    ShellFixture f;
+    Directory::Config cfg = m_dir.config();
+    cfg.urls = deadUrl();
+    central(f, cfg);
+    const LoginResult down = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("tarolt"));
+    QCOMPARE(down.status, Status::DirectoryError);
+    QVERIFY2(down.message.contains(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(down.message));
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("anna"), QString()).message, QStringLiteral("Adja meg a jelszót."));
+    // Nothing the user could not help is counted against his name.
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure")), 0);
+
+    cfg = m_dir.config();
+    cfg.urls = m_dir.ldapsUrl();
+    cfg.caFile = f.path(QStringLiteral("nincs.pem"));
+    cfg.save(*f.db);
+    f.db->settings().forget();
+    const LoginResult tls = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("anna-jelszo"));
+    QCOMPARE(tls.status, Status::DirectoryError);
+    QVERIFY2(tls.message.contains(QStringLiteral("TLS")), qPrintable(tls.message));
+
+    // Local users are not the directory's: they still get in.
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin")).status, Status::Ok);
+}
+
+// Failures of one name in changing case count together, and lock it in every case.
+void TstShellDirectory::lockCountsNamesCaseFolded()
+{
+    ShellFixture f;
+    central(f, m_dir.config());
+    QVERIFY(f.db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("LoginMaxFailures"), QStringLiteral("3")));
+    QDateTime now(QDate(2026, 3, 2), QTime(9, 0));
+    LoginGuard guard(*f.db, [&now] { return now; });
+    for (const char* name : {"ANNA", "Anna", "aNNa"}) {
+        QCOMPARE(checkLogin(*f.db, QString::fromLatin1(name), QStringLiteral("rossz"), guard).status, Status::BadCredentials);
+        now = now.addSecs(30);
+    }
+    for (const char* name : {"anna", "ANNA"}) {
+        const LoginResult r = checkLogin(*f.db, QString::fromLatin1(name), QStringLiteral("anna-jelszo"), guard);
+        QCOMPARE(r.status, Status::Locked);
+    }
+    now = now.addSecs(16 * 60);
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("ANNA"), QStringLiteral("anna-jelszo"), guard).status, Status::Ok);
+    // A local name too: "Admin" and "admin" are one name to the lock.
+    for (int i = 0; i < 3; ++i) checkLogin(*f.db, i % 2 ? QStringLiteral("Admin") : QStringLiteral("ADMIN"), QStringLiteral("x"), guard);
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin"), guard).status, Status::Locked);
 }
 
 QTEST_MAIN(TstShellDirectory)
