@@ -327,6 +327,7 @@ public:
         rightsHistory();
         roleSlots();
         keys();
+        sortKeys();
     }
 
 private:
@@ -481,6 +482,23 @@ private:
                 m_faults << QStringLiteral("A(z) %1 tábla kulcsszámlálója (qnd_key: %2) elmarad a legnagyobb tárolt kulcs (%3) "
                                            "mögött: a következő új kulcs már foglalt lehet.")
                                 .arg(t->name, k.value(1).toString(), largest.toString());
+        }
+    }
+
+    // A sort key the program keeps (a SQLite file) that is not its text's: its row sorts out of
+    // place. An empty one is no fault, the program fills it when it next opens the file.
+    void sortKeys()
+    {
+        for (const TableDef& t : Schema::instance().tables()) {
+            if (t.isView() || !has(t.name)) continue;
+            for (const QString& c : t.sortKeys) {
+                const QString key = m_c.engine().sortKeyColumn(t, c);
+                if (key.isEmpty()) continue;
+                const QString made = m_c.engine().sortKeySql(QStringLiteral("t.") + quoted(c));
+                if (rows(QStringLiteral("SELECT 1 FROM pragma_table_info(?) WHERE name = ?"), {t.name, key}).isEmpty()) continue;
+                finding(t.name, t.primaryKey, QStringLiteral("t.%1 IS NOT NULL AND (t.%2 IS NULL OR t.%1 <> %3)").arg(quoted(key), quoted(c), made), {},
+                        QStringLiteral("a(z) %1 oszlop rendezőkulcsa nem a szövegéé, a sor rossz helyen áll a sorrendben").arg(c));
+            }
         }
     }
 

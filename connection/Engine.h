@@ -49,6 +49,8 @@ public:
     // column holds it, for comparisons with it.
     virtual QString sortKeyColumn(const TableDef&, const QString&) const { return QString(); }
     virtual QVariant sortKey(const QVariant& text) const { return text; }
+    // The same in SQL, for the program's own statements (a function only its links know).
+    virtual QString sortKeySql(const QString& textExpression) const { return textExpression; }
     // A text expression in Hungarian order, for an ORDER BY or a comparison (COLLATE nexo_hu,
     // which both engines know, where the column's own collation is another).
     virtual QString hungarian(const QString& textExpression) const { return textExpression; }

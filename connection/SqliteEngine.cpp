@@ -276,6 +276,10 @@ public:
     {
         return text.isNull() ? QVariant() : QVariant(hungarianSortKey(text.toString()));
     }
+    QString sortKeySql(const QString& textExpression) const override
+    {
+        return QStringLiteral("nexo_sort_key(%1)").arg(textExpression);
+    }
     QString hungarian(const QString& textExpression) const override { return textExpression + QStringLiteral(" COLLATE nexo_hu"); }
 
     QStringList sortKeyColumnsSql(const TableDef& t) const override
@@ -333,6 +337,15 @@ public:
                                         .arg(quoted(name + QStringLiteral("_update")), key, table) + fill))
                     continue;
                 m_sortKeys.append({table, col, key});
+                // Keys made by another ICU (the machine's was upgraded) order texts otherwise:
+                // one row tells, and then every key is made again.
+                QSqlQuery q(db);
+                if (q.exec(QStringLiteral("SELECT %1, %2 FROM %3 WHERE %2 IS NOT NULL LIMIT 1").arg(col, key, table)) && q.next()
+                    && q.value(1).toByteArray() != hungarianSortKey(q.value(0).toString())) {
+                    q.finish();
+                    execSql(db, QStringLiteral("UPDATE %1 SET %2 = %3").arg(table, key, sortKeySql(col)));
+                }
+                q.finish();
             }
         }
         m_dataVersion = dataVersion(db);
@@ -426,7 +439,7 @@ private:
             QSqlQuery q(db);
             const bool any = q.exec(QStringLiteral("SELECT 1 FROM %1 WHERE %2 LIMIT 1").arg(k.table, empty)) && q.next();
             q.finish();
-            if (any && !execSql(db, QStringLiteral("UPDATE %1 SET %2 = nexo_sort_key(%3) WHERE %4").arg(k.table, k.key, k.column, empty)))
+            if (any && !execSql(db, QStringLiteral("UPDATE %1 SET %2 = %3 WHERE %4").arg(k.table, k.key, sortKeySql(k.column), empty)))
                 m_dataVersion = -1;
         }
     }

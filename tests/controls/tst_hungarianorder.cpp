@@ -1,3 +1,4 @@
+#include "Backup.h"
 #include "BrowseView.h"
 #include "Recordset.h"
 #include "TestDatabase.h"
@@ -170,6 +171,11 @@ private slots:
         const QString file = db.target();
         QString failed = sqlite3(file, script);
         QVERIFY2(failed.isEmpty(), qPrintable(failed));
+        // Keys the client left empty are no fault: the program fills them when it opens the file.
+        Backup::CheckReport report;
+        QString err;
+        QVERIFY2(Backup::check(file, &report, &err), qPrintable(err));
+        QCOMPARE(report.faults, QStringList());
 
         QStringList shown, rows;
         {
@@ -212,7 +218,6 @@ private slots:
         QCOMPARE(dump.exitCode(), 0);
         QCOMPARE(load.exitCode(), 0);
         QCOMPARE(QString::fromUtf8(load.readAllStandardError()), QString());
-        QString err;
         auto restored = Connection::openDatabase(copy, Connection::DemoData::None, &err);
         QVERIFY2(restored, qPrintable(err));
         QCOMPARE(restored->schemaState().kind, SchemaState::Kind::Current);
@@ -222,6 +227,14 @@ private slots:
         const auto named = restored->select(QStringLiteral("SELECT name FROM sqlite_master WHERE sql LIKE '%COLLATE%' "
                                                            "OR sql LIKE '%nexo_sort_key%'"));
         QCOMPARE(named.size(), 0);
+        restored.reset();
+        // A key that is not its text's is: the check names the row.
+        failed = sqlite3(copy, QStringLiteral("UPDATE qnd_user_group SET name_sk = x'00' WHERE id = 903;\n"));
+        QVERIFY2(failed.isEmpty(), qPrintable(failed));
+        QVERIFY2(Backup::check(copy, &report, &err), qPrintable(err));
+        QCOMPARE(report.faults.size(), 1);
+        QVERIFY2(report.faults[0].contains(QStringLiteral("rendezőkulcsa")) && report.faults[0].contains(QStringLiteral("903")),
+                 qPrintable(report.faults[0]));
     }
 };
 
