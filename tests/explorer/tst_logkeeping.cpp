@@ -108,6 +108,10 @@ private slots:
         QCOMPARE(kept.days[ReportLog], 365);
         QCOMPARE(kept.days[LoginFailures], 2);
         QCOMPARE(kept.days[RightsHistory], 1);
+        RightsExplorer p; // asks for unused grants no further back than the logs reach
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QCOMPARE(p.spn_days->maximum(), kUnusedGrantDays);
+        QCOMPARE(p.spn_days->value(), kUnusedGrantDays);
         // A period another program stored below the window stops the pruning too.
         QVERIFY(c.settings().write(SettingKeys::kMainframe, info(MenuLog).settingKey, QStringLiteral("10")));
         QTemporaryDir dir;
