@@ -1,4 +1,5 @@
 #include "Directory.h"
+#include "DirectorySync.h"
 #include "Secrets.h"
 #include "SettingKeys.h"
 #include "TestDatabase.h"
@@ -47,6 +48,8 @@ private slots:
     void loginBindsAsTheUser();
     void hostileNamesNeverWidenASearch();
     void pagedSearchReadsPastTheServersLimit();
+    void syncFollowsTheDirectory_data();
+    void syncFollowsTheDirectory();
 
 private:
     TestDirectory m_dir;
@@ -245,6 +248,107 @@ void TstDirectory::pagedSearchReadsPastTheServersLimit()
     QCOMPARE(link.people(100).size(), before + 620);
     QCOMPARE(link.people().size(), before + 620);
     m_dir.modify(removed);
+}
+
+void TstDirectory::syncFollowsTheDirectory_data() { membershipReadEachWay_data(); }
+
+// Users added, renamed, moved between groups and removed in the directory, synced each time:
+// a member of two mapped groups goes to the one of lower priority; one gone or in no mapped
+// group is barred, never deleted; a local user and his name are left alone; group moves are
+// kept in the rights history.
+void TstDirectory::syncFollowsTheDirectory()
+{
+    QFETCH(Membership, way);
+    TestDirectory dir;  // a branch of its own: this test changes it
+    const QString suffix = way == Membership::MemberUid ? QStringLiteral("-posix") : QString();
+    dir.addPerson(QStringLiteral("anna"), QStringLiteral("Kovács Anna"), QStringLiteral("a"), QStringLiteral("anna@ceg.hu"));
+    dir.addPerson(QStringLiteral("bela"), QStringLiteral("Kiss Béla"), QStringLiteral("b"));
+    dir.addPerson(QStringLiteral("cecil"), QStringLiteral("Nagy Cecil"), QStringLiteral("c"));
+    dir.addPerson(QStringLiteral("admin"), QStringLiteral("Betolakodó"), QStringLiteral("d"));
+    const QString hostileName = QString(400, QLatin1Char('x')) + QStringLiteral("O'Brien \"*)(uid=*\"");
+    dir.addPerson(QStringLiteral("hosszu"), hostileName, QStringLiteral("h"));
+    dir.addGroup(QStringLiteral("vezetok"), {QStringLiteral("anna"), QStringLiteral("admin")});
+    dir.addGroup(QStringLiteral("sofor"), {QStringLiteral("anna"), QStringLiteral("bela"), QStringLiteral("hosszu")});
+
+    TestDatabase db;
+    auto c = db.open();
+    const Config cfg = dir.config(way);
+    const auto groupIds = c->select(QStringLiteral("SELECT id, name FROM qnd_user_group WHERE del_status = 0 ORDER BY id"));
+    QVERIFY(groupIds.size() >= 2);
+    const int leaders = groupIds[0][0].toInt(), drivers = groupIds[1][0].toInt();
+    // Priorities: the drivers' group first, then by name; the leaders' group after it.
+    QVERIFY(c->execute(QStringLiteral("UPDATE qnd_user_group SET directory_dn = ?, directory_priority = 2 WHERE id = ?"),
+                       {dir.groupDn(QStringLiteral("vezetok") + suffix).toUpper(), leaders}));
+    QVERIFY(c->execute(QStringLiteral("UPDATE qnd_user_group SET directory_dn = ?, directory_priority = 1 WHERE id = ?"),
+                       {dir.groupDn(QStringLiteral("sofor") + suffix), drivers}));
+    const auto adminBefore = c->select(QStringLiteral("SELECT * FROM qnd_user WHERE user_name = 'admin'"));
+    const int localUsers = c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).value(0).value(0).toInt();
+    auto user = [&](const QString& login) {
+        return c->select(QStringLiteral("SELECT id, user_group_id, display_name, email, access_denied, del_status FROM qnd_user "
+                                        "WHERE directory_dn = ?"),
+                         {dnKey(dir.personDn(login))})
+            .value(0);
+    };
+    auto sync = [&] {
+        const SyncPlan plan = planSync(*c, cfg);
+        QString why;
+        if (!applySync(*c, plan, &why)) qWarning() << why;
+        return plan;
+    };
+    using K = SyncChange::Kind;
+
+    SyncPlan plan = sync();
+    QCOMPARE(plan.people, 5);
+    QCOMPARE(plan.count(K::New), 3);    // anna, bela, hosszu; cecil is in no mapped group
+    QCOMPARE(plan.count(K::Clash), 1);  // a local admin has the name
+    QVERIFY2(plan.summary().startsWith(QStringLiteral("A címtárban 5 felhasználó: 3 új")), qPrintable(plan.summary()));
+    QCOMPARE(user(QStringLiteral("anna")).value(1).toInt(), drivers);
+    QCOMPARE(user(QStringLiteral("anna")).value(3).toString(), QStringLiteral("anna@ceg.hu"));
+    QCOMPARE(user(QStringLiteral("bela")).value(2).toString(), QStringLiteral("Kiss Béla"));
+    QCOMPARE(user(QStringLiteral("hosszu")).value(2).toString(), hostileName.left(255));
+    QVERIFY(user(QStringLiteral("cecil")).isEmpty());
+    QCOMPARE(c->select(QStringLiteral("SELECT * FROM qnd_user WHERE user_name = 'admin'")), adminBefore);
+    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user")).value(0).value(0).toInt(), localUsers + 3);
+    // Nothing stored to check a directory user's password against.
+    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE directory_dn <> '' AND password <> ''")).value(0).value(0).toInt(), 0);
+    // Again with nothing changed: nothing to do.
+    plan = sync();
+    QCOMPARE(plan.changes.size(), 1);  // the clash stays
+    QCOMPARE(plan.unchanged, 3);
+
+    // Renamed, and moved: anna leaves the drivers and is left with the leaders.
+    dir.setName(QStringLiteral("bela"), QStringLiteral("Kiss Béla Ottó"));
+    dir.setMembers(QStringLiteral("sofor"), {QStringLiteral("bela"), QStringLiteral("hosszu")});
+    plan = sync();
+    QCOMPARE(plan.count(K::Changed), 2);
+    QCOMPARE(user(QStringLiteral("bela")).value(2).toString(), QStringLiteral("Kiss Béla Ottó"));
+    const int anna = user(QStringLiteral("anna")).value(0).toInt();
+    QCOMPARE(user(QStringLiteral("anna")).value(1).toInt(), leaders);
+    const auto history = c->select(QStringLiteral("SELECT old_value, new_value FROM qnd_rights_history WHERE table_name = 'qnd_user' "
+                                                  "AND row_id = ? AND column_name = 'user_group_id' ORDER BY id"),
+                                   {anna});
+    // Made into the drivers' group, then moved to the leaders'.
+    QCOMPARE(history.size(), 2);
+    QCOMPARE(history[0][1].toInt(), drivers);
+    QCOMPARE(history[1][0].toInt(), drivers);
+    QCOMPARE(history[1][1].toInt(), leaders);
+
+    // Removed from the directory, and out of every mapped group: barred, never deleted.
+    dir.remove(dir.personDn(QStringLiteral("bela")));
+    dir.setMembers(QStringLiteral("vezetok"), {QStringLiteral("admin")});
+    plan = sync();
+    QCOMPARE(plan.count(K::Gone), 1);
+    QCOMPARE(plan.count(K::NoGroup), 1);
+    for (const char* login : {"bela", "anna"}) {
+        QVERIFY2(user(QString::fromLatin1(login)).value(4).toBool(), login);
+        QCOMPARE(user(QString::fromLatin1(login)).value(5).toInt(), 0);
+    }
+    // Back in a mapped group: let in again.
+    dir.setMembers(QStringLiteral("vezetok"), {QStringLiteral("anna")});
+    plan = sync();
+    QCOMPARE(plan.count(K::Changed), 1);
+    QVERIFY(!user(QStringLiteral("anna")).value(4).toBool());
+    QCOMPARE(c->select(QStringLiteral("SELECT * FROM qnd_user WHERE user_name = 'admin'")), adminBefore);
 }
 
 QTEST_MAIN(TstDirectory)

@@ -1,0 +1,219 @@
+#include "DirectorySync.h"
+#include "Connection.h"
+#include "DbError.h"
+#include <QDateTime>
+#include <QHash>
+#include <QSet>
+
+namespace NexoFrame::Directory {
+
+namespace {
+
+struct Mapped {
+    int id;
+    QString name;
+    QString dn;  // dnKey
+};
+
+struct Here {
+    int id;
+    QString login, name, mail, phone;
+    int groupId;
+    bool barred;
+};
+
+const TableDef& users() { return *Schema::instance().table(Tables::User); }
+
+QString cut(const QString& s, const char* column)
+{
+    return s.trimmed().left(users().column(QString::fromLatin1(column))->length);
+}
+
+} // namespace
+
+QString kindText(SyncChange::Kind k)
+{
+    switch (k) {
+    case SyncChange::Kind::New: return QStringLiteral("új felhasználó");
+    case SyncChange::Kind::Changed: return QStringLiteral("módosul");
+    case SyncChange::Kind::Gone: return QStringLiteral("már nincs a címtárban: tiltva");
+    case SyncChange::Kind::NoGroup: return QStringLiteral("nincs leképezett csoportban: tiltva");
+    case SyncChange::Kind::Clash: return QStringLiteral("helyi felhasználó viseli a nevét: kimarad");
+    }
+    return {};
+}
+
+int SyncPlan::count(SyncChange::Kind k) const
+{
+    return int(std::count_if(changes.cbegin(), changes.cend(), [k](const SyncChange& c) { return c.kind == k; }));
+}
+
+QString SyncPlan::summary() const
+{
+    using K = SyncChange::Kind;
+    return QStringLiteral("A címtárban %1 felhasználó: %2 új, %3 módosul, %4 már nincs a címtárban (tiltva), %5 nincs "
+                          "leképezett csoportban (tiltva), %6 névütközés miatt kimarad, %7 változatlan.")
+        .arg(people)
+        .arg(count(K::New))
+        .arg(count(K::Changed))
+        .arg(count(K::Gone))
+        .arg(count(K::NoGroup))
+        .arg(count(K::Clash))
+        .arg(unchanged);
+}
+
+SyncPlan planSync(Connection& c, const Config& config)
+{
+    QList<Person> people;
+    QHash<QString, QStringList> groupsOf;
+    {
+        Link link(config);
+        people = link.people();
+        const QList<Group> groups = config.membership == Membership::MemberOf ? QList<Group>() : link.groups();
+        groupsOf = Link::membership(config, people, groups);
+    }
+
+    // The mapped groups in the order a member of several is placed by: priority, then name.
+    QList<Mapped> mapped;
+    for (const QVariantList& r : c.select(QStringLiteral(
+             "SELECT id, name, directory_dn FROM qnd_user_group WHERE del_status = 0 AND directory_dn IS NOT NULL "
+             "AND directory_dn <> '' ORDER BY COALESCE(directory_priority, 0), name COLLATE nexo_hu, id")))
+        mapped << Mapped{r.value(0).toInt(), r.value(1).toString(), dnKey(r.value(2).toString())};
+
+    QHash<QString, Here> here;  // by dnKey
+    QSet<QString> localNames;
+    c.selectEach(QStringLiteral("SELECT id, user_name, display_name, email, phone, user_group_id, access_denied, directory_dn "
+                                "FROM qnd_user WHERE del_status = 0"),
+                 {}, [&](const QVariantList& r) {
+                     const QString dn = r.value(7).toString();
+                     if (dn.isEmpty()) {
+                         localNames.insert(loginKey(r.value(1).toString()));
+                         return true;
+                     }
+                     here.insert(dn, Here{r.value(0).toInt(), r.value(1).toString(), r.value(2).toString(), r.value(3).toString(),
+                                          r.value(4).toString(), r.value(5).toInt(), r.value(6).toBool()});
+                     return true;
+                 });
+
+    SyncPlan plan;
+    plan.people = int(people.size());
+    QSet<QString> seen;
+    for (const Person& p : people) {
+        const QString key = dnKey(p.dn);
+        seen.insert(key);
+        const QStringList in = groupsOf.value(key);
+        const Mapped* group = nullptr;
+        for (const Mapped& m : mapped)
+            if (in.contains(m.dn)) {
+                group = &m;
+                break;
+            }
+        SyncChange ch;
+        ch.login = cut(p.login, "user_name");
+        ch.dn = p.dn;
+        ch.name = cut(p.name, "display_name");
+        ch.mail = cut(p.mail, "email");
+        ch.phone = cut(p.phone, "phone");
+        auto it = here.constFind(key);
+        if (it == here.constEnd()) {
+            if (!group) continue;  // nobody to make: he would be barred at once
+            if (localNames.contains(loginKey(ch.login))) {
+                ch.kind = SyncChange::Kind::Clash;
+            } else {
+                ch.kind = SyncChange::Kind::New;
+                ch.groupId = group->id;
+                ch.groupName = group->name;
+            }
+            plan.changes << ch;
+            continue;
+        }
+        const Here& h = *it;
+        ch.userId = h.id;
+        ch.groupId = group ? group->id : h.groupId;
+        ch.groupName = group ? group->name : QString();
+        ch.barred = !group;
+        if (!group) {
+            if (h.barred) {
+                ++plan.unchanged;
+                continue;
+            }
+            ch.kind = SyncChange::Kind::NoGroup;
+            plan.changes << ch;
+            continue;
+        }
+        if (h.login != ch.login) ch.what << QStringLiteral("név: %1 → %2").arg(h.login, ch.login);
+        if (h.name != ch.name) ch.what << QStringLiteral("teljes név: %1 → %2").arg(h.name, ch.name);
+        if (h.mail != ch.mail) ch.what << QStringLiteral("e-mail: %1 → %2").arg(h.mail, ch.mail);
+        if (h.phone != ch.phone) ch.what << QStringLiteral("telefon: %1 → %2").arg(h.phone, ch.phone);
+        if (h.groupId != ch.groupId) ch.what << QStringLiteral("csoport: → %1").arg(group->name);
+        if (h.barred) ch.what << QStringLiteral("tiltás feloldva");
+        if (ch.what.isEmpty()) {
+            ++plan.unchanged;
+            continue;
+        }
+        ch.kind = SyncChange::Kind::Changed;
+        plan.changes << ch;
+    }
+    for (auto it = here.cbegin(); it != here.cend(); ++it) {
+        if (seen.contains(it.key()) || it->barred) continue;
+        SyncChange ch;
+        ch.kind = SyncChange::Kind::Gone;
+        ch.userId = it->id;
+        ch.login = it->login;
+        ch.dn = it.key();
+        ch.name = it->name;
+        ch.groupId = it->groupId;
+        ch.barred = true;
+        plan.changes << ch;
+    }
+    return plan;
+}
+
+bool applySync(Connection& c, const SyncPlan& plan, QString* why)
+{
+    QString error;
+    const auto done = c.transactions().writeLocked(
+        [&] {
+            Recordset& rs = c.editRecordset(Tables::User);
+            const QDateTime now = QDateTime::currentDateTime();
+            const int by = c.session().userId();
+            for (const SyncChange& ch : plan.changes) {
+                if (ch.kind == SyncChange::Kind::Clash) continue;
+                if (ch.kind == SyncChange::Kind::New) {
+                    rs.addNew();
+                    rs.setField(QStringLiteral("id"), c.keys().newOwnKey(Tables::User, false));
+                    rs.setField(QStringLiteral("directory_dn"), dnKey(ch.dn));
+                    rs.setField(QStringLiteral("password"), QString());
+                } else {
+                    rs.setIndex(QString());
+                    if (!rs.seek({ch.userId}))
+                        throw DbError(QStringLiteral("A(z) „%1” felhasználó közben eltűnt.").arg(ch.login));
+                    rs.edit();
+                }
+                rs.stampAudit(by, now);
+                if (ch.kind == SyncChange::Kind::New || ch.kind == SyncChange::Kind::Changed) {
+                    rs.setField(QStringLiteral("user_name"), ch.login);
+                    rs.setField(QStringLiteral("display_name"), ch.name);
+                    rs.setField(QStringLiteral("email"), ch.mail);
+                    rs.setField(QStringLiteral("phone"), ch.phone);
+                    rs.setField(QStringLiteral("user_group_id"), ch.groupId);
+                }
+                rs.setField(QStringLiteral("access_denied"), ch.barred);
+                if (!rs.update()) {
+                    const QString e = rs.lastError();
+                    rs.cancelUpdate();
+                    throw DbError(QStringLiteral("A(z) „%1” felhasználó nem menthető: %2").arg(ch.login, e));
+                }
+            }
+            return true;
+        },
+        &error);
+    if (done == Transactions::LockedWrite::Done) return true;
+    if (why)
+        *why = done == Transactions::LockedWrite::Refused
+                   ? QStringLiteral("Az adatbázist más zárolja, a szinkronizálás most nem írható. Próbálja újra később.")
+                   : QStringLiteral("A szinkronizálás nem sikerült, semmi sem változott: %1").arg(error);
+    return false;
+}
+
+} // namespace NexoFrame::Directory
