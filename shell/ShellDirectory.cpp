@@ -14,7 +14,9 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QHeaderView>
 #include <QToolButton>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
 namespace NexoFrame::Shell {
@@ -207,6 +209,112 @@ bool editDirectorySettings(QWidget* parent, Connection& c, int userId)
     return dialog.exec() == QDialog::Accepted;
 }
 
+namespace {
+
+QString changeText(const Directory::SyncChange& ch)
+{
+    using K = Directory::SyncChange::Kind;
+    switch (ch.kind) {
+    case K::New: return QStringLiteral("%1 (%2) → %3").arg(ch.name, ch.login, ch.groupName);
+    case K::Changed: return QStringLiteral("%1: %2").arg(ch.login, ch.what.join(QStringLiteral("; ")));
+    default: return QStringLiteral("%1 (%2)").arg(ch.name, ch.login);
+    }
+}
+
+} // namespace
+
+DirectorySyncDialog::DirectorySyncDialog(Connection& connection, Directory::SyncPlan plan, QWidget* parent)
+    : QDialog(parent), m_connection(connection), m_plan(std::move(plan))
+{
+    setWindowTitle(QStringLiteral("Címtár szinkronizálása"));
+    setObjectName(QStringLiteral("frmDirectorySync"));
+    lbl_summary = new QLabel(m_plan.summary(), this);
+    lbl_summary->setObjectName(QStringLiteral("lbl_summary"));
+    lbl_summary->setWordWrap(true);
+    tree_changes = new QTreeWidget(this);
+    tree_changes->setObjectName(QStringLiteral("tree_changes"));
+    tree_changes->setHeaderLabels({QStringLiteral("Változás"), QStringLiteral("Felhasználó")});
+    tree_changes->setRootIsDecorated(false);
+    tree_changes->header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    QList<QTreeWidgetItem*> items;
+    for (const Directory::SyncChange& ch : std::as_const(m_plan.changes))
+        items << new QTreeWidgetItem({Directory::kindText(ch.kind), changeText(ch)});
+    tree_changes->addTopLevelItems(items);
+    cmd_apply = new QPushButton(QStringLiteral("Végrehajtás"), this);
+    cmd_apply->setObjectName(QStringLiteral("cmd_apply"));
+    cmd_apply->setEnabled(m_plan.count(Directory::SyncChange::Kind::Clash) < m_plan.changes.size());
+    connect(cmd_apply, &QPushButton::clicked, this, &DirectorySyncDialog::apply);
+    auto* close = new QPushButton(QStringLiteral("Mégse"), this);
+    close->setObjectName(QStringLiteral("cmd_cancel"));
+    connect(close, &QPushButton::clicked, this, &QDialog::reject);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(cmd_apply);
+    buttons->addWidget(close);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(lbl_summary);
+    layout->addWidget(tree_changes);
+    layout->addLayout(buttons);
+    resize(720, 480);
+}
+
+void DirectorySyncDialog::apply()
+{
+    QString why;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    const bool ok = Directory::applySync(m_connection, m_plan, &why);
+    QApplication::restoreOverrideCursor();
+    if (!ok) {
+        Notices::error(this, why);
+        return;
+    }
+    accept();
+}
+
+bool syncDirectory(QWidget* parent, Connection& c, int userId)
+{
+    if (!rightsTest(c, userId, kDirectorySyncRight)) {
+        Notices::error(parent, QStringLiteral("Nincs joga a címtár szinkronizálásához."));
+        return false;
+    }
+    Directory::SyncPlan plan;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    QString failed;
+    try {
+        plan = Directory::planSync(c, Directory::Config::load(c));
+    } catch (const Directory::Error& e) {
+        failed = e.message();
+    } catch (const DbError& e) {
+        failed = e.message();
+    }
+    QApplication::restoreOverrideCursor();
+    if (!failed.isEmpty()) {
+        Notices::error(parent, QStringLiteral("A címtár nem olvasható be: %1").arg(failed));
+        return false;
+    }
+    DirectorySyncDialog dialog(c, std::move(plan), parent);
+    return dialog.exec() == QDialog::Accepted;
+}
+
+bool syncDirectory(Connection& c, QString* message)
+{
+    Directory::SyncPlan plan;
+    try {
+        plan = Directory::planSync(c, Directory::Config::load(c));
+    } catch (const Directory::Error& e) {
+        *message = QStringLiteral("A címtár nem olvasható be: %1").arg(e.message());
+        return false;
+    } catch (const DbError& e) {
+        *message = e.message();
+        return false;
+    }
+    for (const Directory::SyncChange& ch : std::as_const(plan.changes))
+        Notices::info(QStringLiteral("- %1: %2").arg(Directory::kindText(ch.kind), changeText(ch)));
+    if (!Directory::applySync(c, plan, message)) return false;
+    Notices::info(plan.summary());
+    return true;
+}
+
 bool addDirectoryCommands(QMenu* menu, Connection& c, int userId)
 {
     bool any = false;
@@ -214,6 +322,13 @@ bool addDirectoryCommands(QMenu* menu, Connection& c, int userId)
         QAction* a = menu->addAction(QStringLiteral("&Címtár beállításai…"), menu,
                                      [menu, &c, userId] { editDirectorySettings(menu->parentWidget() ? menu->parentWidget()->window() : nullptr, c, userId); });
         a->setObjectName(QStringLiteral("act_directory_settings"));
+        any = true;
+    }
+    if (rightsTest(c, userId, kDirectorySyncRight)) {
+        QAction* a = menu->addAction(QStringLiteral("Címtár &szinkronizálása…"), menu, [menu, &c, userId] {
+            syncDirectory(menu->parentWidget() ? menu->parentWidget()->window() : nullptr, c, userId);
+        });
+        a->setObjectName(QStringLiteral("act_directory_sync"));
         any = true;
     }
     return any;

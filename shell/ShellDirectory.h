@@ -1,5 +1,6 @@
 #pragma once
 #include "Directory.h"
+#include "DirectorySync.h"
 #include <QDialog>
 
 class QCheckBox;
@@ -8,6 +9,7 @@ class QLabel;
 class QLineEdit;
 class QMenu;
 class QPushButton;
+class QTreeWidget;
 
 namespace NexoFrame {
 class Connection;
@@ -57,6 +59,31 @@ private:
 
     Connection& m_connection;
 };
+
+// "Címtár szinkronizálása": what a sync would do, read from the directory, and "Végrehajtás",
+// which writes it as one change.
+class DirectorySyncDialog : public QDialog {
+    Q_OBJECT
+public:
+    DirectorySyncDialog(Connection& connection, Directory::SyncPlan plan, QWidget* parent = nullptr);
+
+    QTreeWidget* tree_changes = nullptr;
+    QLabel* lbl_summary = nullptr;
+    QPushButton* cmd_apply = nullptr;
+
+private:
+    void apply();
+
+    Connection& m_connection;
+    Directory::SyncPlan m_plan;
+};
+
+// "Címtár szinkronizálása…" for a holder of its right: reads the directory, shows the preview.
+// True when the sync was written.
+bool syncDirectory(QWidget* parent, Connection& connection, int userId);
+// The same without a window (--sync-directory): what it does goes to the console. False with
+// `message` when the directory or the database failed.
+bool syncDirectory(Connection& connection, QString* message);
 
 // "Címtár beállításai…" for a holder of its right. True when the settings were saved.
 bool editDirectorySettings(QWidget* parent, Connection& connection, int userId);

@@ -58,6 +58,11 @@ const QList<Spec>& specs()
          "megőrzési időnél (MAINFRAME / MenuLogKeepDays, ReportLogKeepDays, LoginFailureKeepDays, "
          "RightsHistoryKeepDays; 0 = örökre) régebbi sorokat naplónként egy CSV-fájlba írja a mappában, majd "
          "egyetlen lépésben törli őket, és kilép."},
+        {{QStringLiteral("sync-directory")}, nullptr,
+         "Beolvassa a címtárat (LDAP / Active Directory, a --db adatbázis LDAP beállításai szerint), kiírja, mit "
+         "változtat (új felhasználók, módosult nevek, e-mailek, csoportok, a címtárból eltűnt és leképezett csoportba "
+         "nem tartozó felhasználók tiltása), és egy lépésben el is végzi, majd kilép. Ütemezett futtatásra (cron, "
+         "systemd időzítő)."},
         {{QStringLiteral("h"), QStringLiteral("help")}, nullptr, "Kiírja ezt a súgót."},
     };
     return list;
@@ -75,7 +80,8 @@ QString helpText()
         "       nexo-shell --backup FÁJL --db ADATBÁZIS\n"
         "       nexo-shell --restore FÁJL --db ÜRES_ADATBÁZIS\n"
         "       nexo-shell --check --db ADATBÁZIS\n"
-        "       nexo-shell --prune-logs MAPPA --db ADATBÁZIS\n\n"
+        "       nexo-shell --prune-logs MAPPA --db ADATBÁZIS\n"
+        "       nexo-shell --sync-directory --db ADATBÁZIS\n\n"
         "A Quandra Express keretrendszer NexoFrame adminisztrációs moduljának indítóprogramja.\n\n"
         "Kapcsolók:\n");
     for (const Spec& s : specs()) {
@@ -150,7 +156,7 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
         return false;
     }
     QStringList commands;
-    for (const char* c : {"create-reader", "set-reader", "backup", "restore", "check", "prune-logs"})
+    for (const char* c : {"create-reader", "set-reader", "backup", "restore", "check", "prune-logs", "sync-directory"})
         if (p.isSet(QString::fromLatin1(c))) commands << QStringLiteral("--") + QString::fromLatin1(c);
     if (commands.size() > 1) {
         *error = QStringLiteral("Egyszerre csak egy parancs adható meg: %1.").arg(commands.join(QStringLiteral(", ")));
@@ -170,6 +176,10 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
     }
     if (p.isSet(QStringLiteral("check"))) {
         o->action = Options::Action::Check;
+        return true;
+    }
+    if (p.isSet(QStringLiteral("sync-directory"))) {
+        o->action = Options::Action::SyncDirectory;
         return true;
     }
     if (p.isSet(QStringLiteral("create-reader"))) {

@@ -6,7 +6,7 @@ namespace NexoFrame::Shell {
 
 // What the command line asks of the shell.
 struct Options {
-    enum class Action { Run, Register, Unregister, Help, CreateReader, SetReader, Backup, Restore, Check, PruneLogs };
+    enum class Action { Run, Register, Unregister, Help, CreateReader, SetReader, Backup, Restore, Check, PruneLogs, SyncDirectory };
     Action action = Action::Run;
 
     QString database;          // empty: the demo database in the user's data folder

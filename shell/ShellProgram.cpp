@@ -1,5 +1,6 @@
 #include "ShellProgram.h"
 #include "Backup.h"
+#include "ShellDirectory.h"
 #include "LogKeeping.h"
 #include "SchemaUpgrade.h"
 #include "ReaderRole.h"
@@ -58,6 +59,24 @@ QString namedTarget(const Options& o)
     return target.isEmpty() || isServerTarget(target) ? target : QFileInfo(target).absoluteFilePath();
 }
 
+// An existing database for a command without a window: opened as it is, its layout read; a
+// later program's is refused. Null with `message` when it cannot be had.
+std::unique_ptr<Connection> openForCommand(const QString& target, QString* message)
+{
+    std::unique_ptr<Connection> c = Connection::openExisting(target, Engine::OpenMode::Existing, message);
+    try {
+        if (c) c->inspectSchema();
+    } catch (const DbError& e) {
+        *message = e.message();
+        return nullptr;
+    }
+    if (c && c->schemaState().kind == SchemaState::Kind::Newer) {
+        *message = SchemaUpgrade::newerMessage(*c);
+        return nullptr;
+    }
+    return c;
+}
+
 } // namespace
 
 int Program::databaseCommand(const Options& o)
@@ -92,18 +111,8 @@ int Program::databaseCommand(const Options& o)
     }
     case Options::Action::PruneLogs: {
         // The periods the database holds; the history row of the pruning names no user.
-        std::unique_ptr<Connection> c = Connection::openExisting(target, Engine::OpenMode::Existing, &message);
+        std::unique_ptr<Connection> c = openForCommand(target, &message);
         QList<LogKeeping::Pruned> done;
-        try {
-            if (c) c->inspectSchema();
-        } catch (const DbError& e) {
-            message = e.message();
-            c.reset();
-        }
-        if (c && c->schemaState().kind == SchemaState::Kind::Newer) {
-            message = SchemaUpgrade::newerMessage(*c);
-            c.reset();
-        }
         if (!c || !LogKeeping::prune(*c, QFileInfo(o.file).absoluteFilePath(), QDateTime::currentDateTime(), &done, &message)) {
             Notices::error(nullptr, message);
             return Failed;
@@ -111,6 +120,19 @@ int Program::databaseCommand(const Options& o)
         for (const LogKeeping::Pruned& p : std::as_const(done))
             Notices::info(QStringLiteral("%1: %2 sor archiválva és törölve → %3").arg(LogKeeping::info(p.log).caption).arg(p.rows).arg(p.file));
         if (done.isEmpty()) Notices::info(QStringLiteral("Nincs a megőrzési időknél régebbi naplósor."));
+        return Done;
+    }
+    case Options::Action::SyncDirectory: {
+        std::unique_ptr<Connection> c = openForCommand(target, &message);
+        if (c && !c->schemaState().usable()) {
+            message = QStringLiteral("Az adatbázis szerkezete régebbi a programénál: előbb frissíteni kell (egy rendszergazda "
+                                     "bejelentkezésekor), utána szinkronizálható a címtár.");
+            c.reset();
+        }
+        if (!c || !syncDirectory(*c, &message)) {
+            Notices::error(nullptr, message);
+            return Failed;
+        }
         return Done;
     }
     default: return Failed;
@@ -167,6 +189,7 @@ int Program::runGuarded(const QStringList& arguments)
     case Options::Action::Restore:
     case Options::Action::Check:
     case Options::Action::PruneLogs:
+    case Options::Action::SyncDirectory:
         return databaseCommand(o);
     case Options::Action::Run:
         break;

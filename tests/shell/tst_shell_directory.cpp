@@ -12,7 +12,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QProcess>
 #include <QTcpServer>
+#include <QTreeWidget>
 
 using namespace NexoFrame;
 using namespace NexoFrame::Shell;
@@ -57,6 +59,28 @@ void central(ShellFixture& f, const Directory::Config& cfg)
 
 using Status = LoginResult::Status;
 
+// nexo-shell with `args`, as cron runs it: no display. Its exit code, and what it said.
+int shell(const QStringList& args, QString* said)
+{
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
+    p.setProcessEnvironment(env);
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    p.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo-shell"), args);
+    if (!p.waitForFinished(180000)) return -1;
+    *said = QString::fromUtf8(p.readAll());
+    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
+}
+
+// The leaders' group of the demo mapped to the test directory's "vezetok".
+void mapLeaders(ShellFixture& f, const TestDirectory& dir)
+{
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_user_group SET directory_dn = ?, directory_priority = 1 WHERE id = "
+                                         "(SELECT user_group_id FROM qnd_user WHERE user_name = 'kovacs.anna')"),
+                          {dir.groupDn(QStringLiteral("vezetok"))}));
+}
+
 } // namespace
 
 class TstShellDirectory : public QObject {
@@ -68,6 +92,8 @@ private slots:
     void directoryLoginThroughTheDialog();
     void directoryDownRefusesWithoutFallingBack();
     void lockCountsNamesCaseFolded();
+    void syncPreviewThenApply();
+    void syncFromTheCommandLine();
 
 private:
     TestDirectory m_dir;
@@ -271,6 +297,73 @@ void TstShellDirectory::lockCountsNamesCaseFolded()
     // A local name too: "Admin" and "admin" are one name to the lock.
     for (int i = 0; i < 3; ++i) checkLogin(*f.db, i % 2 ? QStringLiteral("Admin") : QStringLiteral("ADMIN"), QStringLiteral("x"), guard);
     QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin"), guard).status, Status::Locked);
+}
+
+// "Címtár szinkronizálása…" shows what it would do and writes it only on "Végrehajtás".
+void TstShellDirectory::syncPreviewThenApply()
+{
+    ShellFixture f;
+    central(f, m_dir.config());
+    mapLeaders(f, m_dir);
+    LoggedIn peter(f, QStringLiteral("nagy.peter"), QStringLiteral("peter123"));
+    QVERIFY(!peter.window->findChild<QAction*>(QStringLiteral("act_directory_sync")));
+    LoggedIn admin(f, QStringLiteral("admin"), QStringLiteral("admin"));
+    QAction* act = admin.window->findChild<QAction*>(QStringLiteral("act_directory_sync"));
+    QVERIFY(act);
+    QCOMPARE(act->text().remove(QLatin1Char('&')), QStringLiteral("Címtár szinkronizálása…"));
+    const int before = f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user"));
+    onNextModal([&](QWidget* w) {
+        auto* d = qobject_cast<DirectorySyncDialog*>(w);
+        QVERIFY(d);
+        // anna is there already (made by hand in central()), bela is in no mapped group.
+        QCOMPARE(d->tree_changes->topLevelItemCount(), 0);
+        d->reject();
+    });
+    act->trigger();
+    QCOMPARE(expiredModalActions(), 0);
+    m_dir.addPerson(QStringLiteral("dora"), QStringLiteral("Fehér Dóra"), QStringLiteral("dora-jelszo"));
+    m_dir.setMembers(QStringLiteral("vezetok"), {QStringLiteral("anna"), QStringLiteral("dora")});
+    onNextModal([&](QWidget* w) {
+        auto* d = qobject_cast<DirectorySyncDialog*>(w);
+        QVERIFY(d);
+        QCOMPARE(d->tree_changes->topLevelItemCount(), 1);
+        QCOMPARE(d->tree_changes->topLevelItem(0)->text(0), QStringLiteral("új felhasználó"));
+        QVERIFY(d->tree_changes->topLevelItem(0)->text(1).startsWith(QStringLiteral("Fehér Dóra (dora)")));
+        QVERIFY2(d->lbl_summary->text().contains(QStringLiteral("1 új")), qPrintable(d->lbl_summary->text()));
+        QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user")), before);
+        QTest::mouseClick(d->cmd_apply, Qt::LeftButton);
+    });
+    act->trigger();
+    QCOMPARE(expiredModalActions(), 0);
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user")), before + 1);
+    // And she logs in by the directory at once.
+    QCOMPARE(checkLogin(*f.db, QStringLiteral("dora"), QStringLiteral("dora-jelszo")).status, Status::Ok);
+    m_dir.setMembers(QStringLiteral("vezetok"), {QStringLiteral("anna")});
+    m_dir.remove(m_dir.personDn(QStringLiteral("dora")));
+}
+
+// nexo-shell --sync-directory runs without a display, says what it did and ends with 0; a
+// directory it cannot reach ends it with 1 and a Hungarian message, nothing written.
+void TstShellDirectory::syncFromTheCommandLine()
+{
+    ShellFixture f;
+    Directory::Config cfg = m_dir.config();
+    cfg.urls = deadUrl();
+    central(f, cfg);
+    mapLeaders(f, m_dir);
+    QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_user SET directory_dn = 'uid=regi,ou=people,dc=nincs' WHERE id = 900")));
+    QString said;
+    QCOMPARE(shell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 1);
+    QVERIFY2(said.contains(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(said));
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE id = 900 AND access_denied = %1").arg(f.db->boolLiteral(false))), 1);
+
+    m_dir.config().save(*f.db);
+    QCOMPARE(shell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 0);
+    QVERIFY2(said.contains(QStringLiteral("már nincs a címtárban: tiltva")) && said.contains(QStringLiteral("1 új")), qPrintable(said));
+    f.db->settings().forget();
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE id = 900 AND access_denied = %1").arg(f.db->boolLiteral(true))), 1);
+    QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE directory_dn = ?"),
+                     {Directory::dnKey(m_dir.personDn(QStringLiteral("anna")))}), 1);
 }
 
 QTEST_MAIN(TstShellDirectory)
