@@ -47,7 +47,9 @@ BrowseViewDef usersView()
              BrowseColumn{QStringLiteral("assignment"), QStringLiteral("Beosztás"), 120},
              BrowseColumn{QStringLiteral("email"), QStringLiteral("E-mail"), 170},
              BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 130},
-             BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100}},
+             BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100},
+             // Empty for a local user: the mark of who comes from the directory.
+             BrowseColumn{QStringLiteral("directory_dn"), QStringLiteral("Címtári bejegyzés"), 220}},
             QStringLiteral("id"), QStringLiteral("del_status=0"), QStringLiteral("user_name")};
 }
 
@@ -149,8 +151,12 @@ void Users::InitializeSite()
 {
     Connection* c = &connection();
     if (!m_guard || &m_guard->connection() != c) m_guard = std::make_unique<LoginGuard>(*c);
-    titleLabel()->setText(QStringLiteral("Felhasználó csoportok, felhasználók"));
-    if (c->settings().userManagementLocal()) {
+    // Kept also when the users are kept in a directory: the groups hold its mapping and the role
+    // slots, local users are made here, and a directory user's own fields are read-only in his form.
+    titleLabel()->setText(c->settings().userManagementLocal()
+                              ? QStringLiteral("Felhasználó csoportok, felhasználók")
+                              : QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
+    {
         buildCommands(cmd_bar_class, popup,
                       {{QStringLiteral("Új csoport"), QStringLiteral("Új csoport"), RightsKeys::kGroupNew, &Users::NewGroup},
                        {QStringLiteral("Csoport módosítása"), QStringLiteral("Csoportok módosítása"),
@@ -167,9 +173,6 @@ void Users::InitializeSite()
                         &Users::UnlockUser}});
         cmd_unlock = cmd_bar_class_1->actions().value(3);
         mnu_unlock = popup_1->actions().value(3);
-    } else {
-        titleLabel()->setText(
-            QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
     }
     cmd_bar_class->setVisible(!cmd_bar_class->actions().isEmpty());
     cmd_bar_class_1->setVisible(!cmd_bar_class_1->actions().isEmpty());

@@ -149,8 +149,17 @@ bool frmUser::DisplayData()
     // Without the right the password is only seen masked and cannot be changed.
     const bool mayChange =
         rightsTest(*module().connection(), module().currentUserId(), RightsKeys::kUserChangePassword);
-    txt_password->setEnabled(mayChange);
-    txt_password_2->setEnabled(mayChange);
+    // A user read from the directory has his name, e-mail, phone and password there: the sync
+    // writes them, and his password is never kept here.
+    const bool fromDirectory = !u->value(QStringLiteral("directory_dn")).toString().isEmpty();
+    for (QLineEdit* box : {txt_user_name, txt_display_name, txt_email, txt_phone}) box->setReadOnly(fromDirectory);
+    txt_password->setEnabled(mayChange && !fromDirectory);
+    txt_password_2->setEnabled(mayChange && !fromDirectory);
+    if (fromDirectory)
+        for (QLineEdit* box : {txt_password, txt_password_2}) {
+            box->clear();
+            box->setPlaceholderText(QStringLiteral("a címtárban"));
+        }
     return true;
 }
 
@@ -160,7 +169,8 @@ bool frmUser::GetData()
     // Compared exactly as typed: a difference in letter case is a difference. Nothing is
     // taken then.
     bool ok = true;
-    if (txt_password_2->text() != txt_password->text()) {
+    const bool fromDirectory = !u->value(QStringLiteral("directory_dn")).toString().isEmpty();
+    if (!fromDirectory && txt_password_2->text() != txt_password->text()) {
         AddError(eError, kFieldCheckNumber, QStringLiteral("Az új jelszó és a megerősítése nem azonos!"));
         ok = false;
     }
@@ -169,7 +179,7 @@ bool frmUser::GetData()
     const int minimum =
         module().connection()->settings().read(SettingKeys::kMainframe, SettingKeys::kMinPasswordLength, QStringLiteral("0")).trimmed().toInt();
     const bool typed = u->ItemStatus() == IsNew || txt_password->text() != Secrets::ciphered(u->password(), kKey1, kKey2);
-    if (minimum > 0 && typed && txt_password->text().size() < minimum) {
+    if (!fromDirectory && minimum > 0 && typed && txt_password->text().size() < minimum) {
         AddError(eError, kFieldCheckNumber, QStringLiteral("A jelszónak legalább %1 karakter hosszúnak kell lennie!").arg(minimum));
         ok = false;
     }
@@ -198,7 +208,7 @@ bool frmUser::GetData()
     u->set_mobil(cut(txt_mobil, "mobil"));
     u->set_fax(cut(txt_fax, "fax"));
     u->set_tax_number(cut(txt_tax_number, "tax_number"));
-    u->set_password(Secrets::ciphered(txt_password->text(), kKey1, kKey2));
+    if (!fromDirectory) u->set_password(Secrets::ciphered(txt_password->text(), kKey1, kKey2));
     return true;
 }
 

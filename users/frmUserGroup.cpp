@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSpinBox>
 
 namespace NexoFrame {
 
@@ -59,6 +60,19 @@ frmUserGroup::frmUserGroup(QWidget* parent)
     cboRightEvent = rule(QStringLiteral("Az Események  felhasználója"), "cboRightEvent");
     cboRightProject = rule(QStringLiteral("A Projektek belső felelőse"), "cboRightProject");
     cboRightPartner = rule(QStringLiteral("A Partnerek belső kapcsolattartója (belső v. Marketing)"), "cboRightPartner");
+
+    // The directory group whose members the sync puts here; of several, the lowest priority wins.
+    addSection(QStringLiteral("Címtár"), QStringLiteral("ShortcutCaption4"));
+    txt_directory_dn = new QLineEdit(this);
+    txt_directory_dn->setObjectName(QStringLiteral("txt_directory_dn"));
+    txt_directory_dn->setPlaceholderText(QStringLiteral("CN=Vezetők,OU=Csoportok,DC=ceg,DC=hu"));
+    form()->addRow(QStringLiteral("Címtári csoport (DN)"), txt_directory_dn);
+    spn_directory_priority = new QSpinBox(this);
+    spn_directory_priority->setObjectName(QStringLiteral("spn_directory_priority"));
+    spn_directory_priority->setRange(0, 9999);
+    spn_directory_priority->setToolTip(QStringLiteral("Aki több leképezett címtári csoport tagja, a legkisebb prioritásúba kerül "
+                                                      "(egyenlőknél név szerint)."));
+    form()->addRow(QStringLiteral("Prioritás"), spn_directory_priority);
     resize(560, sizeHint().height());
 }
 
@@ -94,6 +108,8 @@ bool frmUserGroup::DisplayData()
     ComboSelectByData(cboRightEvent, g->right_event());
     ComboSelectByData(cboRightProject, g->right_project());
     ComboSelectByData(cboRightPartner, g->right_partner());
+    txt_directory_dn->setText(g->value(QStringLiteral("directory_dn")).toString());
+    spn_directory_priority->setValue(g->value(QStringLiteral("directory_priority")).toInt());
     return true;
 }
 
@@ -106,6 +122,8 @@ bool frmUserGroup::GetData()
     g->set_right_event(ComboGetData(cboRightEvent, cDDXUserGroup::kAnyone));
     g->set_right_project(ComboGetData(cboRightProject, cDDXUserGroup::kAnyone));
     g->set_right_partner(ComboGetData(cboRightPartner, cDDXUserGroup::kAnyone));
+    g->setValue(QStringLiteral("directory_dn"), txt_directory_dn->text().trimmed());
+    g->setValue(QStringLiteral("directory_priority"), spn_directory_priority->value());
     return true;
 }
 

@@ -8,11 +8,12 @@ class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
+class QSpinBox;
 
 namespace NexoFrame {
 
-// Edits one user group: its name, remark, the ten role slots (named from the settings) and
-// whose events, projects and partners its members see.
+// Edits one user group: its name, remark, the ten role slots (named from the settings),
+// whose events, projects and partners its members see, and the directory group it stands for.
 class frmUserGroup : public EditDialog {
     Q_OBJECT
 public:
@@ -24,6 +25,8 @@ public:
     QComboBox* cboRightEvent = nullptr;
     QComboBox* cboRightProject = nullptr;
     QComboBox* cboRightPartner = nullptr;
+    QLineEdit* txt_directory_dn = nullptr;
+    QSpinBox* spn_directory_priority = nullptr;
 
 protected:
     bool InitializeControls() override;

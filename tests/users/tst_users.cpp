@@ -18,6 +18,8 @@
 #include <QComboBox>
 #include <QDateEdit>
 #include <QLabel>
+#include <QPushButton>
+#include <QSpinBox>
 #include <QLineEdit>
 #include <QMenu>
 #include <QSplitter>
@@ -479,14 +481,51 @@ private slots:
             (q.*command)();
         }
 
-        // Centralised management: no commands, the caption says so.
+        // Centralised management: the caption says so; the commands stay (the groups hold the
+        // directory's mapping and the role slots, local users are made here), and a directory
+        // user's name, e-mail, phone and password are the directory's: read-only, none stored.
         QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
         Users central;
         central.IAddin_AttachToSite(&site, 0, QString());
-        QVERIFY(central.cmd_bar_class->actions().isEmpty() && central.cmd_bar_class_1->actions().isEmpty());
-        QVERIFY(central.popup->actions().isEmpty() && central.popup_1->actions().isEmpty());
+        QCOMPARE(central.cmd_bar_class_1->actions().size(), 4);
+        QCOMPARE(central.popup->actions().size(), 3);
         QCOMPARE(central.titleLabel()->text(),
                  QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_user SET directory_dn = 'uid=x,dc=ceg,dc=hu', password = '' WHERE id = 3")));
+        const auto groupOf3 = c.select(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE id = 3")).value(0).value(0).toInt();
+        QVERIFY(central.brw_item->selectId(groupOf3));
+        QVERIFY(central.brw_item_1->selectId(3));
+        bool seen = false;
+        onNextModal([&](QWidget* d) {
+            auto* form = qobject_cast<frmUser*>(d);
+            QVERIFY(form);
+            for (QLineEdit* box : {form->txt_user_name, form->txt_display_name, form->txt_email, form->txt_phone})
+                QVERIFY2(box->isReadOnly(), qPrintable(box->objectName()));
+            QVERIFY(!form->txt_abbreviation->isReadOnly());
+            QVERIFY(!form->txt_password->isEnabled() && form->txt_password->text().isEmpty());
+            form->txt_abbreviation->setText(QStringLiteral("XY"));
+            seen = true;
+            form->cmd_ok->click();
+        });
+        central.ModifyUser();
+        QVERIFY(seen);
+        const auto after = c.select(QStringLiteral("SELECT abbreviation, password FROM qnd_user WHERE id = 3")).value(0);
+        QCOMPARE(after.value(0).toString(), QStringLiteral("XY"));
+        QCOMPARE(after.value(1).toString(), QString());
+        // The group's form names the directory group it stands for, and its priority.
+        onNextModal([&](QWidget* d) {
+            auto* form = qobject_cast<frmUserGroup*>(d);
+            QVERIFY(form);
+            QVERIFY(form->txt_directory_dn->text().isEmpty());
+            form->txt_directory_dn->setText(QStringLiteral(" CN=Vezetők,OU=Csoportok,DC=ceg,DC=hu "));
+            form->spn_directory_priority->setValue(7);
+            form->cmd_ok->click();
+        });
+        central.ModifyGroup();
+        const auto mapped = c.select(QStringLiteral("SELECT directory_dn, directory_priority FROM qnd_user_group WHERE id = ?"),
+                                     {groupOf3}).value(0);
+        QCOMPARE(mapped.value(0).toString(), QStringLiteral("CN=Vezetők,OU=Csoportok,DC=ceg,DC=hu"));
+        QCOMPARE(mapped.value(1).toInt(), 7);
     }
 };
 
