@@ -54,9 +54,11 @@ double sync(Connection& c, const Directory::Config& cfg, int expectNew)
     QElapsedTimer t;
     t.start();
     const Directory::SyncPlan plan = Directory::planSync(c, cfg);
+    const double planned = msSince(t);
     QString why;
     if (!Directory::applySync(c, plan, &why)) fail(why);
     const double ms = msSince(t);
+    std::printf("  (read and plan %.0f ms, write %.0f ms)\n", planned, ms - planned);
     if (plan.count(Directory::SyncChange::Kind::New) != expectNew) fail(QStringLiteral("sync: %1").arg(plan.summary()));
     return ms;
 }

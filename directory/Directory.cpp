@@ -208,8 +208,21 @@ QString escapeFilter(const QString& value)
 
 QString dnKey(const QString& dn)
 {
-    static const QRegularExpression spaces(QStringLiteral("\\s*([,=+])\\s*"));
-    return dn.trimmed().toLower().replace(spaces, QStringLiteral("\\1"));
+    // A character walk rather than a pattern: a sync asks this of every member of every group.
+    const QString lower = dn.trimmed().toLower();
+    QString out;
+    out.reserve(lower.size());
+    for (qsizetype i = 0; i < lower.size(); ++i) {
+        const QChar ch = lower[i];
+        if (ch == u',' || ch == u'=' || ch == u'+') {
+            while (!out.isEmpty() && out.back().isSpace()) out.chop(1);
+            out += ch;
+            while (i + 1 < lower.size() && lower[i + 1].isSpace()) ++i;
+        } else {
+            out += ch;
+        }
+    }
+    return out;
 }
 
 QString loginKey(const QString& login) { return login.trimmed().toCaseFolded(); }

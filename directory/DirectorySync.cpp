@@ -80,6 +80,9 @@ SyncPlan planSync(Connection& c, const Config& config)
              "AND directory_dn <> '' ORDER BY COALESCE(directory_priority, 0), name COLLATE nexo_hu, id")))
         mapped << Mapped{r.value(0).toInt(), r.value(1).toString(), dnKey(r.value(2).toString())};
 
+    QHash<QString, int> order;  // a mapped group's place, by dnKey; the first of equal DNs counts
+    for (qsizetype i = mapped.size() - 1; i >= 0; --i) order.insert(mapped[i].dn, int(i));
+
     QHash<QString, Here> here;  // by dnKey
     QSet<QString> localNames;
     c.selectEach(QStringLiteral("SELECT id, user_name, display_name, email, phone, user_group_id, access_denied, directory_dn "
@@ -101,13 +104,12 @@ SyncPlan planSync(Connection& c, const Config& config)
     for (const Person& p : people) {
         const QString key = dnKey(p.dn);
         seen.insert(key);
-        const QStringList in = groupsOf.value(key);
+        // The first of the mapped groups (in their order) he is a member of.
         const Mapped* group = nullptr;
-        for (const Mapped& m : mapped)
-            if (in.contains(m.dn)) {
-                group = &m;
-                break;
-            }
+        for (const QString& g : groupsOf.value(key)) {
+            const int at = order.value(g, -1);
+            if (at >= 0 && (!group || at < int(group - mapped.constData()))) group = &mapped[at];
+        }
         SyncChange ch;
         ch.login = cut(p.login, "user_name");
         ch.dn = p.dn;
@@ -169,6 +171,45 @@ SyncPlan planSync(Connection& c, const Config& config)
     return plan;
 }
 
+namespace {
+
+// New users in blocks: each block's rows in one statement, and their groups' rights history
+// in another (a first sync makes thousands; a row at a time would take a round trip each).
+void insertNew(Connection& c, const QList<const SyncChange*>& fresh, const QDateTime& now, int by)
+{
+    constexpr int kBlock = 500;
+    const TableDef& t = users();
+    const ColumnDef& group = *t.column(QStringLiteral("user_group_id"));
+    const Engine& e = c.engine();
+    const QStringList columns{QStringLiteral("create_user"), QStringLiteral("create_date"), QStringLiteral("password"),
+                              QStringLiteral("access_denied"), QStringLiteral("del_status"), QStringLiteral("user_group_id"),
+                              QStringLiteral("user_name"), QStringLiteral("display_name"), QStringLiteral("email"),
+                              QStringLiteral("phone"), QStringLiteral("directory_dn")};
+    const QVariantList shared{by, e.toDb(*t.column(QStringLiteral("create_date")), now), QString(),
+                              e.toDb(*t.column(QStringLiteral("access_denied")), false), 0};
+    for (qsizetype from = 0; from < fresh.size(); from += kBlock) {
+        const auto block = fresh.mid(from, kBlock);
+        QVariantList perRow;
+        for (const SyncChange* ch : block) perRow << ch->groupId << ch->login << ch->name << ch->mail << ch->phone << dnKey(ch->dn);
+        const int first = c.keys().insertKeyed(Tables::User, columns, shared, perRow, int(block.size()));
+        if (!c.history().enabled()) continue;
+        // The rows HistoryLog writes beside one new row, with each row's key after them.
+        Keys::Beside history;
+        QVariantList rows;
+        for (qsizetype i = 0; i < block.size(); ++i) {
+            history = c.history().newRowRows(t, {{&group, QVariant(), block[i]->groupId}});
+            rows << history.perRow << first + int(i);
+        }
+        try {
+            c.keys().insertKeyed(history.table, history.columns + QStringList{history.ref}, history.shared, rows, int(block.size()));
+        } catch (const DbError& err) {
+            throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(err.message()));
+        }
+    }
+}
+
+} // namespace
+
 bool applySync(Connection& c, const SyncPlan& plan, QString* why)
 {
     QString error;
@@ -177,21 +218,17 @@ bool applySync(Connection& c, const SyncPlan& plan, QString* why)
             Recordset& rs = c.editRecordset(Tables::User);
             const QDateTime now = QDateTime::currentDateTime();
             const int by = c.session().userId();
+            QList<const SyncChange*> fresh;
+            for (const SyncChange& ch : plan.changes)
+                if (ch.kind == SyncChange::Kind::New) fresh << &ch;
+            insertNew(c, fresh, now, by);
             for (const SyncChange& ch : plan.changes) {
-                if (ch.kind == SyncChange::Kind::Clash) continue;
-                if (ch.kind == SyncChange::Kind::New) {
-                    rs.addNew();
-                    rs.setField(QStringLiteral("id"), c.keys().newOwnKey(Tables::User, false));
-                    rs.setField(QStringLiteral("directory_dn"), dnKey(ch.dn));
-                    rs.setField(QStringLiteral("password"), QString());
-                } else {
-                    rs.setIndex(QString());
-                    if (!rs.seek({ch.userId}))
-                        throw DbError(QStringLiteral("A(z) „%1” felhasználó közben eltűnt.").arg(ch.login));
-                    rs.edit();
-                }
+                if (ch.kind == SyncChange::Kind::Clash || ch.kind == SyncChange::Kind::New) continue;
+                rs.setIndex(QString());
+                if (!rs.seek({ch.userId})) throw DbError(QStringLiteral("A(z) „%1” felhasználó közben eltűnt.").arg(ch.login));
+                rs.edit();
                 rs.stampAudit(by, now);
-                if (ch.kind == SyncChange::Kind::New || ch.kind == SyncChange::Kind::Changed) {
+                if (ch.kind == SyncChange::Kind::Changed) {
                     rs.setField(QStringLiteral("user_name"), ch.login);
                     rs.setField(QStringLiteral("display_name"), ch.name);
                     rs.setField(QStringLiteral("email"), ch.mail);
