@@ -96,7 +96,8 @@ void run(const QString& engine, const QString& target)
     panel.show();
     QCoreApplication::processEvents();
     QSqlQuery sel(bare);
-    const QString order = conn->engine().orderTerm(QStringLiteral("user_name"), false);
+    // The list's own Hungarian order (on a file, by the name's sort key column).
+    const QString order = conn->engine().orderTerm(conn->engine().sortExpression(conn->tableDef(Tables::User), QStringLiteral("user_name")), false);
     if (!sel.prepare(QStringLiteral("SELECT id,user_name,display_name,abbreviation,assignment,email,access_denied,is_driver "
                                     "FROM qnd_user WHERE del_status=0 AND user_group_id=? ORDER BY %1,id").arg(order)))
         fail(sel.lastError().text());

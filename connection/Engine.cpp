@@ -81,7 +81,7 @@ QVariant Engine::fromDb(const ColumnDef& c, const QVariant& v) const
 QString Engine::sortExpression(const TableDef* table, const QString& column) const
 {
     if (!table) return quoted(column);
-    const QString key = sortKeyColumn(*table, column);
+    const QString key = keptSortKey(*table, column);
     if (!key.isEmpty()) return quoted(key);
     const ColumnDef* c = table->column(column);
     return c && (c->type == ColType::Text || c->type == ColType::Memo) ? hungarian(quoted(column)) : quoted(column);

@@ -44,10 +44,12 @@ public:
     virtual QString orderTerm(const QString& quotedColumn, bool descending) const = 0;
     // Hungarian order where the schema cannot name it (SQLite: a collation only this program
     // knows would shut every other client out of the file). A column of TableDef::sortKeys then
-    // keeps its text's sort key in a column of its own, which the program fills: its name
-    // ("" where the column itself sorts in Hungarian order), and the key of a value as that
-    // column holds it, for comparisons with it.
+    // keeps its text's sort key in a column of its own, which the program fills: its name in
+    // the newest layout ("" where the column itself sorts in Hungarian order); the one the open
+    // database has (none before its upgrade), which reads sort by; and the key of a value as
+    // that column holds it, for comparisons with it.
     virtual QString sortKeyColumn(const TableDef&, const QString&) const { return QString(); }
+    virtual QString keptSortKey(const TableDef&, const QString&) const { return QString(); }
     virtual QVariant sortKey(const QVariant& text) const { return text; }
     // The same in SQL, for the program's own statements (a function only its links know).
     virtual QString sortKeySql(const QString& textExpression) const { return textExpression; }

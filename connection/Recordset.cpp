@@ -74,7 +74,7 @@ void Recordset::setOrder()
     m_orderExpr.clear();
     m_orderKeyed.clear();
     for (const QString& c : std::as_const(m_order)) {
-        const QString key = m_c->engine().sortKeyColumn(*m_table, c);
+        const QString key = m_c->engine().keptSortKey(*m_table, c);
         m_orderExpr << quoted(key.isEmpty() ? c : key);
         m_orderKeyed << !key.isEmpty();
     }

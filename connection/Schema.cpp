@@ -271,10 +271,10 @@ Schema::Schema()
     for (TableDef& t : m_tables)
         for (const ColumnDef& c : t.columns)
             if (c.name.startsWith(QLatin1String("auth_"))) t.historyColumns << c.name;
-    // Names users pick from a list in alphabetical order; keys looked up by their exact value
-    // (user names, prefixes, settings, cities of a distance) keep the text's own order.
+    // Names the lists and trees show in alphabetical order; keys only looked up by their exact
+    // value (prefixes, settings, access keys, cities of a distance) keep the text's own order.
     const std::pair<int, const char*> hungarian[] = {
-        {Tables::AuthUnit, "name"}, {Tables::UserGroup, "name"}, {Tables::User, "display_name"},
+        {Tables::AuthUnit, "name"}, {Tables::UserGroup, "name"}, {Tables::User, "user_name"}, {Tables::User, "display_name"},
         {Tables::OlapReport, "caption"}, {Tables::Partner, "pa_nev"}, {Tables::Zipcode, "city"},
         {Tables::OlapSample, "region"}};
     for (TableDef& t : m_tables)

@@ -4,6 +4,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -272,6 +273,11 @@ public:
             if (c.compare(column, Qt::CaseInsensitive) == 0) return c + QStringLiteral("_sk");
         return QString();
     }
+    QString keptSortKey(const TableDef& t, const QString& column) const override
+    {
+        const QString key = sortKeyColumn(t, column);
+        return !key.isEmpty() && m_kept.contains(t.name + QLatin1Char('.') + key) ? key : QString();
+    }
     QVariant sortKey(const QVariant& text) const override
     {
         return text.isNull() ? QVariant() : QVariant(hungarianSortKey(text.toString()));
@@ -312,7 +318,7 @@ public:
     void keepSortKeys(QSqlDatabase& db) override
     {
         m_sortKeys.clear();
-        if (m_openMode == OpenMode::ReadOnly) return;
+        m_kept.clear();
         for (const TableDef& t : Schema::instance().tables()) {
             for (const QString& c : t.sortKeys) {
                 const QString table = quoted(t.name), pk = quoted(t.primaryKey), col = quoted(c),
@@ -326,6 +332,8 @@ public:
                 const bool kept = has.exec() && has.next();
                 has.finish();
                 if (!kept) continue;
+                m_kept.insert(t.name + QLatin1Char('.') + c + QStringLiteral("_sk"));
+                if (m_openMode == OpenMode::ReadOnly) continue;
                 // The program's own writes fill the key at once, in triggers of this link only
                 // (TEMP: the file never names the function).
                 const QString fill = QStringLiteral(" WHEN NEW.%1 IS NULL AND NEW.%2 IS NOT NULL BEGIN UPDATE %3 SET %1 = "
@@ -445,6 +453,7 @@ private:
     }
 
     QList<SortKey> m_sortKeys;
+    QSet<QString> m_kept; // "table.column_sk" the database has
     qint64 m_dataVersion = -1;
     QString m_path;
     bool m_networkFolder = false;
