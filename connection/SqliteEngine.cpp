@@ -311,6 +311,13 @@ public:
                         .arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_sk_update")), col, table) + clear;
             l << QStringLiteral("CREATE INDEX %1 ON %2 (%3) WHERE %4 IS NULL AND %5 IS NOT NULL")
                         .arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_sk_empty")), table, pk, key, col);
+            // An index the text led keeps serving lookups by its exact value (a user name at the
+            // login, a name that must be unique): the sort key's index orders, this one finds.
+            for (const IndexDef& ix : t.indexes)
+                if (!ix.columns.isEmpty() && ix.columns.first().compare(c, Qt::CaseInsensitive) == 0) {
+                    l << QStringLiteral("CREATE INDEX %1 ON %2 (%3)").arg(quoted(t.name + QLatin1Char('_') + c + QStringLiteral("_text")), table, col);
+                    break;
+                }
         }
         return l;
     }
