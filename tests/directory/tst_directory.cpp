@@ -48,6 +48,7 @@ private slots:
     void loginBindsAsTheUser();
     void hostileNamesNeverWidenASearch();
     void pagedSearchReadsPastTheServersLimit();
+    void stoppedServerRefusesThenServesAgain();
     void syncFollowsTheDirectory_data();
     void syncFollowsTheDirectory();
 
@@ -248,6 +249,43 @@ void TstDirectory::pagedSearchReadsPastTheServersLimit()
     QCOMPARE(link.people(100).size(), before + 620);
     QCOMPARE(link.people().size(), before + 620);
     m_dir.modify(removed);
+}
+
+// A directory of its own (scripts/ldap-server.sh), stopped: the same settings that bound a
+// moment ago now say the server cannot be reached, and a login is refused, not let through;
+// started again on its ports, it answers again.
+void TstDirectory::stoppedServerRefusesThenServesAgain()
+{
+    QTemporaryDir folder;
+    const QString script = qEnvironmentVariable("NEXO_SCRIPTS") + QStringLiteral("/ldap-server.sh");
+    auto server = [&](const QString& command) {
+        QProcess p;
+        p.start(script, {command, folder.path()});
+        return p.waitForFinished(120000) && p.exitCode() == 0;
+    };
+    QVERIFY(server(QStringLiteral("start")));
+    auto read = [&](const QString& name) {
+        QFile f(folder.filePath(name));
+        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).trimmed() : QString();
+    };
+    Config cfg;
+    cfg.urls = read(QStringLiteral("url"));
+    cfg.bindDn = read(QStringLiteral("admin-dn"));
+    cfg.bindPassword = read(QStringLiteral("admin-pw"));
+    cfg.userBase = read(QStringLiteral("base"));
+    cfg.userFilter = QStringLiteral("(objectClass=organizationalUnit)");
+    cfg.loginAttribute = QStringLiteral("ou");
+    cfg.timeoutSeconds = 3;
+    QCOMPARE(probe(cfg).people, 2);  // ou=people and ou=groups
+    QVERIFY(authenticate(cfg, QStringLiteral("people"), QStringLiteral("x")) == false);
+    QVERIFY(server(QStringLiteral("stop")));
+    QString message;
+    QCOMPARE(failure([&] { probe(cfg); }, &message), Kind::Unreachable);
+    QVERIFY2(message.startsWith(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(message));
+    QCOMPARE(failure([&] { authenticate(cfg, QStringLiteral("people"), QStringLiteral("x")); }), Kind::Unreachable);
+    QVERIFY(server(QStringLiteral("restart")));
+    QCOMPARE(probe(cfg).people, 2);
+    QVERIFY(server(QStringLiteral("stop")));
 }
 
 void TstDirectory::syncFollowsTheDirectory_data() { membershipReadEachWay_data(); }
