@@ -124,24 +124,26 @@ DirectorySettingsDialog::DirectorySettingsDialog(Connection& connection, QWidget
 
 void DirectorySettingsDialog::applyPreset(int index)
 {
-    // The attributes each kind of directory keeps its people and groups in.
-    if (index == 1) {
-        txt_user_filter->setText(QStringLiteral("(&(objectCategory=person)(objectClass=user))"));
-        txt_login_attribute->setText(QStringLiteral("sAMAccountName"));
-        txt_name_attribute->setText(QStringLiteral("displayName"));
-        txt_mail_attribute->setText(QStringLiteral("mail"));
-        txt_phone_attribute->setText(QStringLiteral("telephoneNumber"));
-        txt_group_filter->setText(QStringLiteral("(objectClass=group)"));
-        cbo_membership->setCurrentIndex(cbo_membership->findData(int(Membership::MemberOf)));
-    } else if (index == 2) {
-        txt_user_filter->setText(QStringLiteral("(objectClass=inetOrgPerson)"));
-        txt_login_attribute->setText(QStringLiteral("uid"));
-        txt_name_attribute->setText(QStringLiteral("cn"));
-        txt_mail_attribute->setText(QStringLiteral("mail"));
-        txt_phone_attribute->setText(QStringLiteral("telephoneNumber"));
-        txt_group_filter->setText(QStringLiteral("(objectClass=groupOfNames)"));
-        cbo_membership->setCurrentIndex(cbo_membership->findData(int(Membership::Member)));
-    }
+    // The attributes each kind of directory keeps its people and groups in, in the order the
+    // preset box lists them (after "saját beállítás").
+    struct Preset {
+        const char *userFilter, *login, *name, *groupFilter;
+        Membership membership;
+    };
+    static const Preset presets[] = {
+        {"(&(objectCategory=person)(objectClass=user))", "sAMAccountName", "displayName", "(objectClass=group)",
+         Membership::MemberOf},
+        {"(objectClass=inetOrgPerson)", "uid", "cn", "(objectClass=groupOfNames)", Membership::Member},
+    };
+    if (index < 1 || index > int(std::size(presets))) return;
+    const Preset& p = presets[index - 1];
+    txt_user_filter->setText(QLatin1String(p.userFilter));
+    txt_login_attribute->setText(QLatin1String(p.login));
+    txt_name_attribute->setText(QLatin1String(p.name));
+    txt_mail_attribute->setText(QStringLiteral("mail"));
+    txt_phone_attribute->setText(QStringLiteral("telephoneNumber"));
+    txt_group_filter->setText(QLatin1String(p.groupFilter));
+    cbo_membership->setCurrentIndex(cbo_membership->findData(int(p.membership)));
 }
 
 Directory::Config DirectorySettingsDialog::config() const

@@ -4,7 +4,6 @@
 #include "SettingKeys.h"
 #include "TestDatabase.h"
 #include "TestDirectory.h"
-#include <QTcpServer>
 #include <QtTest>
 
 using namespace NexoFrame;
@@ -24,14 +23,6 @@ Kind failure(F&& f, QString* message = nullptr)
         return e.kind();
     }
     qFatal("no directory failure");
-}
-
-// A port on 127.0.0.1 where nothing listens (a stopped server).
-QString deadUrl()
-{
-    QTcpServer s;
-    s.listen(QHostAddress::LocalHost);
-    return QStringLiteral("ldap://127.0.0.1:%1").arg(s.serverPort());
 }
 
 } // namespace
@@ -99,7 +90,7 @@ void TstDirectory::bindFailuresAreToldApart()
     QVERIFY2(message.contains(QStringLiteral("hibás név vagy jelszó")), qPrintable(message));
 
     Config down = cfg;
-    down.urls = deadUrl();
+    down.urls = TestDirectory::deadUrl();
     QCOMPARE(failure([&] { Link l(down); }, &message), Kind::Unreachable);
     QVERIFY2(message.startsWith(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(message));
 
@@ -196,7 +187,7 @@ void TstDirectory::loginBindsAsTheUser()
     // An empty password is refused before any bind: even a directory that is down is not asked.
     QVERIFY(!authenticate(cfg, QStringLiteral("anna"), QString()));
     Config down = cfg;
-    down.urls = deadUrl();
+    down.urls = TestDirectory::deadUrl();
     QVERIFY(!authenticate(down, QStringLiteral("anna"), QString()));
     QCOMPARE(failure([&] { authenticate(down, QStringLiteral("anna"), QStringLiteral("anna-jelszo")); }), Kind::Unreachable);
     // A password as long as a directory takes.

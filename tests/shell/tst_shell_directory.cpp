@@ -12,8 +12,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QProcess>
-#include <QTcpServer>
 #include <QTreeWidget>
 
 using namespace NexoFrame;
@@ -36,13 +34,6 @@ void fill(DirectorySettingsDialog& d, const Directory::Config& c)
     d.cbo_membership->setCurrentIndex(d.cbo_membership->findData(int(c.membership)));
 }
 
-QString deadUrl()
-{
-    QTcpServer s;
-    s.listen(QHostAddress::LocalHost);
-    return QStringLiteral("ldap://127.0.0.1:%1").arg(s.serverPort());
-}
-
 // The demo database with its users kept in the test directory: anna read from it (into the
 // leaders' group), the demo's own users local.
 void central(ShellFixture& f, const Directory::Config& cfg)
@@ -58,20 +49,6 @@ void central(ShellFixture& f, const Directory::Config& cfg)
 }
 
 using Status = LoginResult::Status;
-
-// nexo-shell with `args`, as cron runs it: no display. Its exit code, and what it said.
-int shell(const QStringList& args, QString* said)
-{
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
-    p.setProcessEnvironment(env);
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    p.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo-shell"), args);
-    if (!p.waitForFinished(180000)) return -1;
-    *said = QString::fromUtf8(p.readAll());
-    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-}
 
 // The leaders' group of the demo mapped to the test directory's "vezetok".
 void mapLeaders(ShellFixture& f, const TestDirectory& dir)
@@ -141,7 +118,7 @@ void TstShellDirectory::settingsDialogTestsAndSaves()
         QVERIFY2(d->lbl_result->text().contains(QStringLiteral("hibás név vagy jelszó")), qPrintable(d->lbl_result->text()));
         d->txt_bind_password->setText(good.bindPassword);
 
-        d->txt_urls->setText(deadUrl());
+        d->txt_urls->setText(TestDirectory::deadUrl());
         QVERIFY(!d->testConnection());
         QVERIFY2(d->lbl_result->text().startsWith(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(d->lbl_result->text()));
 
@@ -254,7 +231,7 @@ void TstShellDirectory::directoryDownRefusesWithoutFallingBack()
 {
     ShellFixture f;
     Directory::Config cfg = m_dir.config();
-    cfg.urls = deadUrl();
+    cfg.urls = TestDirectory::deadUrl();
     central(f, cfg);
     const LoginResult down = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("tarolt"));
     QCOMPARE(down.status, Status::DirectoryError);
@@ -348,17 +325,17 @@ void TstShellDirectory::syncFromTheCommandLine()
 {
     ShellFixture f;
     Directory::Config cfg = m_dir.config();
-    cfg.urls = deadUrl();
+    cfg.urls = TestDirectory::deadUrl();
     central(f, cfg);
     mapLeaders(f, m_dir);
     QVERIFY(f.db->execute(QStringLiteral("UPDATE qnd_user SET directory_dn = 'uid=regi,ou=people,dc=nincs' WHERE id = 900")));
     QString said;
-    QCOMPARE(shell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 1);
+    QCOMPARE(runShell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 1);
     QVERIFY2(said.contains(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(said));
     QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE id = 900 AND access_denied = %1").arg(f.db->boolLiteral(false))), 1);
 
     m_dir.config().save(*f.db);
-    QCOMPARE(shell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--sync-directory"), QStringLiteral("--db"), f.dbPath()}, &said), 0);
     QVERIFY2(said.contains(QStringLiteral("már nincs a címtárban: tiltva")) && said.contains(QStringLiteral("1 új")), qPrintable(said));
     f.db->settings().forget();
     QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE id = 900 AND access_denied = %1").arg(f.db->boolLiteral(true))), 1);

@@ -95,17 +95,7 @@ private slots:
     {
         ShellFixture f;
         QVERIFY(f.open());
-        const auto run = [&](const QStringList& args, QString* said) {
-            QProcess p;
-            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-            for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
-            p.setProcessEnvironment(env);
-            p.setProcessChannelMode(QProcess::MergedChannels);
-            p.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo-shell"), args);
-            if (!p.waitForFinished(60000)) return -1;
-            *said = QString::fromUtf8(p.readAll());
-            return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-        };
+        const auto run = [](const QStringList& args, QString* said) { return runShell(args, said, 60000); };
         const QString old = QDateTime::currentDateTime().addDays(-30).toString(DateFormats::kStored);
         QVERIFY(f.db->execute(QStringLiteral("INSERT INTO qnd_login_failure (id, user_name, failed_at, machine) VALUES (700, 'senki', ?, 'gep')"), {old}));
         const QString folder = f.path(QStringLiteral("cron"));

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QTcpServer>
 #include <QString>
 #include <QStringList>
 
@@ -45,6 +46,13 @@ public:
         return QString::fromUtf8(f.readAll()).trimmed();
     }
     QString url() const { return file(QStringLiteral("url")); }
+    // An address on 127.0.0.1 where nothing listens, as a stopped server's.
+    static QString deadUrl()
+    {
+        QTcpServer s;
+        s.listen(QHostAddress::LocalHost);
+        return QStringLiteral("ldap://127.0.0.1:%1").arg(s.serverPort());
+    }
     QString ldapsUrl() const { return file(QStringLiteral("ldaps-url")); }
     QString caFile() const { return m_dir + QStringLiteral("/ca.pem"); }
     QString adminDn() const { return file(QStringLiteral("admin-dn")); }
