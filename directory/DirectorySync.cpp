@@ -24,10 +24,12 @@ struct Here {
 
 const TableDef& users() { return *Schema::instance().table(Tables::User); }
 
-QString cut(const QString& s, const char* column)
-{
-    return s.trimmed().left(users().column(QString::fromLatin1(column))->length);
-}
+// A value cut to its column, as the column's length stands in the schema.
+struct Cut {
+    explicit Cut(const char* column) : length(users().column(QString::fromLatin1(column))->length) {}
+    QString operator()(const QString& s) const { return s.trimmed().left(length); }
+    int length;
+};
 
 } // namespace
 
@@ -84,6 +86,7 @@ SyncPlan planSync(Connection& c, const Config& config)
     for (qsizetype i = mapped.size() - 1; i >= 0; --i) order.insert(mapped[i].dn, int(i));
 
     QHash<QString, Here> here;  // by dnKey
+    here.reserve(people.size());
     QSet<QString> localNames;
     c.selectEach(QStringLiteral("SELECT id, user_name, display_name, email, phone, user_group_id, access_denied, directory_dn "
                                 "FROM qnd_user WHERE del_status = 0"),
@@ -101,6 +104,8 @@ SyncPlan planSync(Connection& c, const Config& config)
     SyncPlan plan;
     plan.people = int(people.size());
     QSet<QString> seen;
+    seen.reserve(people.size());
+    const Cut login("user_name"), name("display_name"), mail("email"), phone("phone");
     for (const Person& p : people) {
         const QString key = dnKey(p.dn);
         seen.insert(key);
@@ -111,11 +116,11 @@ SyncPlan planSync(Connection& c, const Config& config)
             if (at >= 0 && (!group || at < int(group - mapped.constData()))) group = &mapped[at];
         }
         SyncChange ch;
-        ch.login = cut(p.login, "user_name");
+        ch.login = login(p.login);
         ch.dn = p.dn;
-        ch.name = cut(p.name, "display_name");
-        ch.mail = cut(p.mail, "email");
-        ch.phone = cut(p.phone, "phone");
+        ch.name = name(p.name);
+        ch.mail = mail(p.mail);
+        ch.phone = phone(p.phone);
         auto it = here.constFind(key);
         if (it == here.constEnd()) {
             if (!group) continue;  // nobody to make: he would be barred at once
