@@ -123,9 +123,15 @@ LoginResult checkDirectoryLogin(Connection& c, const QString& name, const QStrin
     try {
         if (!Directory::authenticate(Directory::Config::load(c), name, password, &person)) return badCredentials(name, guard);
     } catch (const Directory::Error& e) {
+        // Whoever stands at the login window learns what kind of fault it is, not the
+        // directory's own words: those may name the service user and the server's layout.
+        qWarning() << e.message();
+        QString what = QStringLiteral("a címtár beállításai vagy válasza hibás.");
+        if (e.kind() == Directory::Error::Kind::Unreachable) what = QStringLiteral("a címtárkiszolgáló nem érhető el.");
+        if (e.kind() == Directory::Error::Kind::Tls)
+            what = QStringLiteral("a titkosított kapcsolat (TLS) nem jött létre a címtárkiszolgálóval.");
         return refused(LoginResult::Status::DirectoryError,
-                       QStringLiteral("A bejelentkezés most nem lehetséges, mert a címtár nem válaszol úgy, ahogy kell: %1 "
-                                      "Forduljon a rendszergazdához.").arg(e.message()));
+                       QStringLiteral("A bejelentkezés most nem lehetséges: %1 Forduljon a rendszergazdához.").arg(what));
     }
     QList<int> matching;
     QString stored;

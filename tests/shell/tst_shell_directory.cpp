@@ -1,6 +1,7 @@
 #include "ModalDriver.h"
 #include "ShellDirectory.h"
 #include "ShellFixture.h"
+#include "Snapshots.h"
 #include "ShellNotices.h"
 #include "LoginGuard.h"
 #include "Secrets.h"
@@ -112,6 +113,7 @@ void TstShellDirectory::settingsDialogTestsAndSaves()
         fill(*d, good);
         QTest::mouseClick(d->cmd_test, Qt::LeftButton);
         QCOMPARE(d->lbl_result->text(), QStringLiteral("A kapcsolat rendben: 2 felhasználó és 1 csoport olvasható."));
+        keepPicture(d, QStringLiteral("directory_settings"));
 
         d->txt_bind_password->setText(QStringLiteral("rossz"));
         QVERIFY(!d->testConnection());
@@ -235,7 +237,7 @@ void TstShellDirectory::directoryDownRefusesWithoutFallingBack()
     central(f, cfg);
     const LoginResult down = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("tarolt"));
     QCOMPARE(down.status, Status::DirectoryError);
-    QVERIFY2(down.message.contains(QStringLiteral("A címtárkiszolgáló nem érhető el")), qPrintable(down.message));
+    QVERIFY2(down.message.contains(QStringLiteral("a címtárkiszolgáló nem érhető el")), qPrintable(down.message));
     QCOMPARE(checkLogin(*f.db, QStringLiteral("anna"), QString()).message, QStringLiteral("Adja meg a jelszót."));
     // Nothing the user could not help is counted against his name.
     QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_login_failure")), 0);
@@ -248,6 +250,16 @@ void TstShellDirectory::directoryDownRefusesWithoutFallingBack()
     const LoginResult tls = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("anna-jelszo"));
     QCOMPARE(tls.status, Status::DirectoryError);
     QVERIFY2(tls.message.contains(QStringLiteral("TLS")), qPrintable(tls.message));
+
+    // A service user the directory refuses: the login window does not name him.
+    cfg = m_dir.config();
+    cfg.bindPassword = QStringLiteral("rossz");
+    cfg.save(*f.db);
+    f.db->settings().forget();
+    const LoginResult service = checkLogin(*f.db, QStringLiteral("anna"), QStringLiteral("anna-jelszo"));
+    QCOMPARE(service.status, Status::DirectoryError);
+    QVERIFY2(!service.message.contains(cfg.bindDn) && service.message.contains(QStringLiteral("beállításai")),
+             qPrintable(service.message));
 
     // Local users are not the directory's: they still get in.
     QCOMPARE(checkLogin(*f.db, QStringLiteral("admin"), QStringLiteral("admin")).status, Status::Ok);
@@ -307,6 +319,7 @@ void TstShellDirectory::syncPreviewThenApply()
         QCOMPARE(d->tree_changes->topLevelItem(0)->text(0), QStringLiteral("új felhasználó"));
         QVERIFY(d->tree_changes->topLevelItem(0)->text(1).startsWith(QStringLiteral("Fehér Dóra (dora)")));
         QVERIFY2(d->lbl_summary->text().contains(QStringLiteral("1 új")), qPrintable(d->lbl_summary->text()));
+        keepPicture(d, QStringLiteral("directory_sync_preview"));
         QCOMPARE(f.count(QStringLiteral("SELECT COUNT(*) FROM qnd_user")), before);
         QTest::mouseClick(d->cmd_apply, Qt::LeftButton);
     });
