@@ -298,6 +298,7 @@ void TstShellLogin::olderDatabaseAfterTheLogin()
 
     onNextModal([&](QWidget* box) {
         QCOMPARE(dialogText(box), SchemaUpgrade::question(*f.db));
+        keepPicture(box, QStringLiteral("upgrade_question"));
         clickButton(box, QStringLiteral("Kilépés"));
     });
     QCOMPARE(passUpgradeGate(nullptr, *f.db, admin.userId), AfterLogin::Quit);

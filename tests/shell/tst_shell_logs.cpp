@@ -3,6 +3,7 @@
 #include "ModalDriver.h"
 #include "ShellApplication.h"
 #include "ShellFixture.h"
+#include "Snapshots.h"
 #include "ShellLogs.h"
 #include "ShellNotices.h"
 #include "ShellWindow.h"
@@ -66,6 +67,7 @@ private slots:
             menuDays->setValue(365);
             QVERIFY(dlg->lbl_older[0]->text().startsWith(QStringLiteral("1 sor")));
             dlg->txt_folder->setText(folder);
+            keepPicture(dlg, QStringLiteral("logs_maintenance"));
             QTest::mouseClick(dlg->cmd_prune, Qt::LeftButton);
             QVERIFY2(dlg->lbl_result->text().contains(QStringLiteral("Menü log: 1 sor")), qPrintable(dlg->lbl_result->text() + Notices::last()));
             QVERIFY(dlg->lbl_older[0]->text().startsWith(QStringLiteral("0 sor")));
