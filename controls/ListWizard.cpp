@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QHeaderView>
+#include <QSignalBlocker>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -492,12 +493,17 @@ bool ListWizard::runList(int id, const QStringList& answers, bool ask)
     m_status->clear();
     m_model->start(m_source.get(), q);
     if (!m_status->text().isEmpty()) return refuse(m_status->text());
-    // Widths by kind, not by measuring: the first screen comes at once.
-    for (int i = 0; i < q.types.size(); ++i) {
-        const ColType t = q.types[i];
-        const int chars = t == ColType::Bool ? 6 : t == ColType::Long || t == ColType::Double ? 12 : t == ColType::DateTime ? 17 : 26;
-        m_grid->setColumnWidth(i, std::max(fontMetrics().horizontalAdvance(q.headings[i]) + 24,
-                                           fontMetrics().averageCharWidth() * chars + 12));
+    // Widths by kind, not by measuring: the first screen comes at once. Set quietly: the view
+    // lays itself out for the new rows anyway, and a resize it heard of would paint the whole
+    // screen a second time.
+    {
+        const QSignalBlocker quiet(m_grid->horizontalHeader());
+        for (int i = 0; i < q.types.size(); ++i) {
+            const ColType t = q.types[i];
+            const int chars = t == ColType::Bool ? 6 : t == ColType::Long || t == ColType::Double ? 12 : t == ColType::DateTime ? 17 : 26;
+            m_grid->setColumnWidth(i, std::max(fontMetrics().horizontalAdvance(q.headings[i]) + 24,
+                                               fontMetrics().averageCharWidth() * chars + 12));
+        }
     }
 
     // The groups with their counts and sums beneath the rows.
