@@ -55,6 +55,26 @@ Keys::Beside HistoryLog::newRowRows(const TableDef& t, const QList<Change>& chan
     return changedCells(*this, t, true, changes, m_c.session().userId());
 }
 
+void HistoryLog::recordNewRows(const TableDef& t, int firstKey, const QList<QList<Change>>& rows)
+{
+    if (!m_enabled) return;
+    Keys::Beside cells;
+    QVariantList values;
+    int written = 0;
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        cells = changedCells(*this, t, true, rows[i], m_c.session().userId());
+        // Each history row: its cell's three values, then the key of the row it belongs to.
+        for (int r = 0; r < cells.rows; ++r) values << cells.perRow.mid(r * 3, 3) << firstKey + int(i);
+        written += cells.rows;
+    }
+    if (written == 0) return;
+    try {
+        m_c.keys().insertKeyed(cells.table, cells.columns + QStringList{cells.ref}, cells.shared, values, written);
+    } catch (const DbError& e) {
+        throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
+    }
+}
+
 void HistoryLog::record(const TableDef& t, const QVariant& rowId, bool rowIsNew, const QList<Change>& changes)
 {
     if (!m_enabled) return;

@@ -197,19 +197,9 @@ void insertNew(Connection& c, const QList<const SyncChange*>& fresh, const QDate
         QVariantList perRow;
         for (const SyncChange* ch : block) perRow << ch->groupId << ch->login << ch->name << ch->mail << ch->phone << dnKey(ch->dn);
         const int first = c.keys().insertKeyed(Tables::User, columns, shared, perRow, int(block.size()));
-        if (!c.history().enabled()) continue;
-        // The rows HistoryLog writes beside one new row, with each row's key after them.
-        Keys::Beside history;
-        QVariantList rows;
-        for (qsizetype i = 0; i < block.size(); ++i) {
-            history = c.history().newRowRows(t, {{&group, QVariant(), block[i]->groupId}});
-            rows << history.perRow << first + int(i);
-        }
-        try {
-            c.keys().insertKeyed(history.table, history.columns + QStringList{history.ref}, history.shared, rows, int(block.size()));
-        } catch (const DbError& err) {
-            throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(err.message()));
-        }
+        QList<QList<HistoryLog::Change>> history;
+        for (const SyncChange* ch : block) history.append({{&group, QVariant(), ch->groupId}});
+        c.history().recordNewRows(t, first, history);
     }
 }
 
