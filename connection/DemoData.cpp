@@ -163,6 +163,7 @@ void Connection::createDemoData()
             {14, 1, "Adatbázis mentése", "mainframe_database_backup", {1}, 0},
             {15, 1, "Adatbázis frissítése", "mainframe_database_upgrade", {1}, 0},
             {16, 1, "Naplók karbantartása", "mainframe_logs_maintain", {1}, 0},
+            {17, 1, "Kétlépcsős azonosítás", "mainframe_two_step", {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, 0},
             {20, 0, "Kontrolling", "vtk_controlling", {1, 2}, 0},
             {21, 20, "OLAP kimutatások", "vtk_controlling_olap_report", {1, 2}, 0},
             {22, 21, "Új kimutatás", "vtk_controlling_olap_report_add", {1, 2}, 0},

@@ -105,7 +105,9 @@ Schema::Schema()
                           + audit()
                           // The directory group whose members belong here (a DN), and which of
                           // several mapped groups a member of more than one belongs to (lowest).
-                          + L{memo("directory_dn"), lng("directory_priority")},
+                          + L{memo("directory_dn"), lng("directory_priority")}
+                          // Whether its members must log in with a second step.
+                          + L{boo("two_step")},
                       {idx("name", {"name"})});
 
     m_tables << makeTable("qnd_user", Tables::User, "id",
@@ -264,6 +266,14 @@ Schema::Schema()
     m_tables << makeTable("qnd_login_failure", Tables::LoginFailure, "id",
                       L{lng("id"), txt("user_name", 100), dt("failed_at"), txt("machine", 255), dt("cleared_at")},
                       {idx("user_name", {"user_name", "failed_at"}), idx("failed_at", {"failed_at"})});
+    // The second step of logins: a user's sealed secret and the last step a code of his was
+    // accepted at (a code is taken once); his single-use recovery codes, each an id to find
+    // it by and a salted slow hash. Secrets both: no user-written SQL reads them.
+    m_tables << makeTable("qnd_two_step", Tables::TwoStep, "user_id",
+                      L{lng("user_id"), txt("secret", 100), dt("enrolled_at"), lng("last_step")});
+    m_tables << makeTable("qnd_recovery_code", Tables::RecoveryCode, "id",
+                      L{lng("id"), lng("user_id"), txt("code_id", 10), txt("hash", 255), dt("used_at")},
+                      {idx("user_code", {"user_id", "code_id"})});
     // The layout's numbered steps the database has taken (SchemaSteps.cpp), by which program
     // version and when; its largest step is the database's layout version.
     m_tables << makeTable("qnd_schema_step", Tables::SchemaStep, "step",
@@ -281,7 +291,9 @@ Schema::Schema()
         for (const auto& [table, column] : hungarian)
             if (t.number == table) t.sortKeys << QString::fromLatin1(column);
     for (TableDef& t : m_tables) {
-        if (t.number == Tables::UserGroup) t.historyColumns << QStringLiteral("right_event") << QStringLiteral("right_project") << QStringLiteral("right_partner");
+        if (t.number == Tables::UserGroup)
+            t.historyColumns << QStringLiteral("right_event") << QStringLiteral("right_project") << QStringLiteral("right_partner")
+                             << QStringLiteral("two_step");
         if (t.number == Tables::User) t.historyColumns << QStringLiteral("user_group_id");
     }
 

@@ -93,6 +93,8 @@ inline constexpr int RightsHistory = 60; // every change of who may do what
 inline constexpr int LoginFailure = 61;  // failed logins, for the lock-out
 inline constexpr int Secret = 62;        // settings that hold a stored secret
 inline constexpr int SchemaStep = 63;    // the layout's steps the database has taken
+inline constexpr int TwoStep = 64;       // a user's secret of the second login step
+inline constexpr int RecoveryCode = 65;  // his single-use recovery codes
 } // namespace Tables
 
 } // namespace NexoFrame

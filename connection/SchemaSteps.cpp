@@ -46,6 +46,9 @@ QList<SchemaStep> shipped()
              s.addColumn(QStringLiteral("qnd_user_group"), QStringLiteral("directory_priority"));
              s.addColumn(QStringLiteral("qnd_user"), QStringLiteral("directory_dn"));
          }},
+        // The secrets' and recovery codes' tables are made by the upgrade itself.
+        {4, QStringLiteral("Kétlépcsős bejelentkezés"),
+         [](SchemaStepContext& s) { s.addColumn(QStringLiteral("qnd_user_group"), QStringLiteral("two_step")); }},
     };
 }
 

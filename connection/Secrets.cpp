@@ -11,10 +11,14 @@ struct Column {
     const char* column; // "*": every column
 };
 
-// The list. qnd_user.password: the users' stored passwords (a reversible cipher).
+// The list. qnd_user.password: the users' stored passwords (a reversible cipher);
+// qnd_two_step: the second step's secrets (sealed) and the last step used; qnd_recovery_code:
+// the recovery codes' hashes.
 const Column kColumns[] = {
     {"qnd_user", "password"},
     {kTable, "*"},
+    {"qnd_two_step", "*"},
+    {"qnd_recovery_code", "*"},
 };
 
 struct Setting {

@@ -16,6 +16,10 @@ inline constexpr QLatin1StringView kCentralUserManagement{"CentralUserManagement
 inline constexpr QLatin1StringView kLoginMaxFailures{"LoginMaxFailures"};
 inline constexpr QLatin1StringView kLoginLockMinutes{"LoginLockMinutes"};
 inline constexpr QLatin1StringView kMinPasswordLength{"MinPasswordLength"};
+// MAINFRAME: whether everyone who administers must log in with a second step (twostep/), and
+// the installation's name an authenticator app shows beside the user's (default: the database's).
+inline constexpr QLatin1StringView kTwoStepForAdmins{"TwoStepForAdmins"};
+inline constexpr QLatin1StringView kInstallationName{"InstallationName"};
 // MAINFRAME: the server's reader role: its name (a plain setting) and its password (a secret),
 // and how many links it may hold at once (every preview, list and printed report opens its own).
 inline constexpr QLatin1StringView kReaderRole{"ReaderRole"};

@@ -1,19 +1,11 @@
 #pragma once
 #include <QLatin1StringView>
+// The user groups and the users: named below, where the login asks them too.
+#include "UserRightsKeys.h"
 
 // The keys the module's commands ask the rights test about (Connection::rightsTest). Each
 // needs its authorisation unit in the rights tree, or one for a shorter prefix above it.
 namespace NexoFrame::RightsKeys {
-
-// The user groups and the users.
-inline constexpr QLatin1StringView kGroupNew{"mainframe_base_user_group_new"};
-inline constexpr QLatin1StringView kGroupModify{"mainframe_base_user_group_mod"};
-inline constexpr QLatin1StringView kGroupDelete{"mainframe_base_user_group_del"};
-inline constexpr QLatin1StringView kUserNew{"mainframe_base_user_new"};
-inline constexpr QLatin1StringView kUserModify{"mainframe_base_user_mod"};
-inline constexpr QLatin1StringView kUserDelete{"mainframe_base_user_del"};
-// The stored key is misspelt ("passorw"); the rights trees in use hold it so.
-inline constexpr QLatin1StringView kUserChangePassword{"mainframe_base_user_change_passorw"};
 
 // The OLAP report definitions.
 inline constexpr QLatin1StringView kOlapReportAdd{"vtk_controlling_olap_report_add"};

@@ -9,7 +9,8 @@ PKGS=(cmake g++ ninja-build pkg-config qt6-base-dev qt6-base-dev-tools libqt6sql
       libgl-dev fonts-dejavu-core sqlite3 libsqlite3-dev libicu-dev libpq-dev
       postgresql-15 postgresql-client-15 libmuparser-dev qt6-charts-dev libqt6opengl6-dev
       qt6-translations-l10n poppler-utils libxlsxwriter-dev python3-openpyxl
-      file dpkg-dev desktop-file-utils slapd ldap-utils libldap-dev openssl)
+      file dpkg-dev desktop-file-utils slapd ldap-utils libldap-dev openssl
+      liboath-dev oathtool libqrencode-dev libsodium-dev zbar-tools)
 missing=()
 for p in "${PKGS[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")
