@@ -7,6 +7,7 @@
 #include "Module.h"
 #include "ModuleTexts.h"
 #include "RightsKeys.h"
+#include "TwoStep.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
 #include "cMessage2.h"
@@ -47,6 +48,8 @@ BrowseViewDef usersView()
              BrowseColumn{QStringLiteral("assignment"), QStringLiteral("Beosztás"), 120},
              BrowseColumn{QStringLiteral("email"), QStringLiteral("E-mail"), 170},
              BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 130},
+             // The row's key, shown as the second step's mark (TwoStepMarkDelegate).
+             BrowseColumn{QStringLiteral("id"), QStringLiteral("Kétlépcsős"), 80},
              BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100},
              // Empty for a local user: the mark of who comes from the directory.
              BrowseColumn{QStringLiteral("directory_dn"), QStringLiteral("Címtári bejegyzés"), 220}},
@@ -97,6 +100,34 @@ private:
     bool m_withText;
 };
 
+// "be" in the key's column for a user who logs in with a second step.
+class TwoStepMarkDelegate : public QStyledItemDelegate {
+public:
+    TwoStepMarkDelegate(const Users* panel, QObject* parent) : QStyledItemDelegate(parent), m_panel(panel) {}
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->text = m_panel->twoStepText(index.row());
+        option->displayAlignment = Qt::AlignLeft | Qt::AlignVCenter;
+    }
+    bool helpEvent(QHelpEvent* event, QAbstractItemView* view, const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override
+    {
+        if (event->type() != QEvent::ToolTip || m_panel->twoStepText(index.row()).isEmpty())
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        QToolTip::showText(event->globalPos(),
+                           QStringLiteral("A felhasználó a jelszava után a hitelesítő alkalmazása kódjával lép be. "
+                                          "A „Kétlépcsős azonosítás törlése” paranccsal törölhető."),
+                           view);
+        return true;
+    }
+
+private:
+    const Users* m_panel;
+};
+
 } // namespace
 
 Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QStringLiteral("Users"), parent)
@@ -136,13 +167,14 @@ Users::Users(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Users"), QS
     connect(brw_item, &BrowseView::activated, this, [this] { if (!cmd_bar_class->actions().isEmpty()) ModifyGroup(); });
     connect(brw_item_1, &BrowseView::activated, this, [this] { if (!cmd_bar_class_1->actions().isEmpty()) ModifyUser(); });
     // Every read of the users' list (a group picked, a search, a sort, a refresh) reads the
-    // locked names once; the rows then only look them up.
+    // locked names and the users with a second step once; the rows then only look them up.
     QTableView* users = brw_item_1->table();
-    connect(users->model(), &QAbstractItemModel::modelReset, this, &Users::readLocks);
-    connect(users->model(), &QAbstractItemModel::rowsInserted, this, &Users::updateUnlock);
-    connect(users->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &Users::updateUnlock);
+    connect(users->model(), &QAbstractItemModel::modelReset, this, &Users::listRead);
+    connect(users->model(), &QAbstractItemModel::rowsInserted, this, &Users::updateCommands);
+    connect(users->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &Users::updateCommands);
     users->setItemDelegateForColumn(columnOf(usersView(), "user_name"), new LockMarkDelegate(this, false, users));
     users->setItemDelegateForColumn(columnOf(usersView(), "access_denied"), new LockMarkDelegate(this, true, users));
+    users->setItemDelegateForColumn(columnOf(usersView(), "id"), new TwoStepMarkDelegate(this, users));
 }
 
 Users::~Users() = default;
@@ -170,9 +202,13 @@ void Users::InitializeSite()
                        {QStringLiteral("Felhasználó törlése"), QStringLiteral("Felhasználó törlése"),
                         RightsKeys::kUserDelete, &Users::DeleteUser},
                        {QStringLiteral("Zárolás feloldása"), QStringLiteral("Zárolás feloldása"), RightsKeys::kUserModify,
-                        &Users::UnlockUser}});
+                        &Users::UnlockUser},
+                       {QStringLiteral("Kétlépcsős azonosítás törlése"), QStringLiteral("Kétlépcsős azonosítás törlése"),
+                        RightsKeys::kUserModify, &Users::RemoveTwoStep}});
         cmd_unlock = cmd_bar_class_1->actions().value(3);
         mnu_unlock = popup_1->actions().value(3);
+        cmd_two_step = cmd_bar_class_1->actions().value(4);
+        mnu_two_step = popup_1->actions().value(4);
     }
     cmd_bar_class->setVisible(!cmd_bar_class->actions().isEmpty());
     cmd_bar_class_1->setVisible(!cmd_bar_class_1->actions().isEmpty());
@@ -187,11 +223,11 @@ void Users::buildCommands(QToolBar* bar, QMenu* menu, const QList<Command>& comm
 {
     if (!bar->actions().isEmpty()) return;
     const QStyle::StandardPixmap icons[] = {QStyle::SP_FileIcon, QStyle::SP_FileDialogDetailedView, QStyle::SP_TrashIcon,
-                                            QStyle::SP_DialogResetButton};
+                                            QStyle::SP_DialogResetButton, QStyle::SP_DialogDiscardButton};
     for (int i = 0; i < commands.size(); ++i) {
         const Command cmd = commands[i];
         for (auto [owner, caption] : {std::pair<QWidget*, QString>{bar, cmd.barCaption}, {menu, cmd.menuCaption}}) {
-            auto* a = new QAction(Controls::standardIcon(style(), icons[i % 4]), caption, owner);
+            auto* a = new QAction(Controls::standardIcon(style(), icons[i % std::size(icons)]), caption, owner);
             a->setData(cmd.right);
             connect(a, &QAction::triggered, this, [this, run = cmd.run] { (this->*run)(); });
             owner->addAction(a);
@@ -267,17 +303,40 @@ void Users::UnlockUser()
 {
     runStep("UnlockUser", [this] {
         const QModelIndex current = brw_item_1->table()->currentIndex();
-        const QString name = current.isValid() ? userNameAt(current.row()) : QString();
+        const QString name = current.isValid() ? cellAt(current.row(), "user_name") : QString();
         if (!m_guard || !locks().contains(LoginGuard::keyOf(name)) || !testRight(RightsKeys::kUserModify)) return;
         m_guard->clear(name);
         brw_item_1->refresh();
     });
 }
 
-void Users::readLocks()
+void Users::RemoveTwoStep()
+{
+    runStep("RemoveTwoStep", [this] {
+        const QModelIndex current = brw_item_1->table()->currentIndex();
+        const int id = brw_item_1->selectedId();
+        if (!current.isValid() || !enrolled().contains(id) || !testRight(RightsKeys::kUserModify)) return;
+        const QString who = QStringLiteral("%1 (%2)").arg(cellAt(current.row(), "display_name"), cellAt(current.row(), "user_name"));
+        if (module().message().MsgQuestionYesNo(
+                QStringLiteral("Törli %1 kétlépcsős azonosítását?").arg(who),
+                QStringLiteral("A titkos kulcsa és a helyreállító kódjai törlődnek. Ha a csoportja vagy a szerepköre "
+                               "megköveteli, a következő bejelentkezésekor újra be kell állítania."))
+            != cMessage2::rYes)
+            return;
+        QString error;
+        if (!TwoStep::remove(connection(), id, &error)) {
+            module().message().MsgError(error);
+            return;
+        }
+        brw_item_1->refresh();
+    });
+}
+
+void Users::listRead()
 {
     m_locksStale = true;
-    updateUnlock();
+    m_enrolledStale = true;
+    updateCommands();
 }
 
 const QHash<QString, QDateTime>& Users::locks() const
@@ -296,23 +355,45 @@ const QHash<QString, QDateTime>& Users::locks() const
     return m_locked;
 }
 
-void Users::updateUnlock()
+const QSet<int>& Users::enrolled() const
 {
-    const QModelIndex current = brw_item_1->table()->currentIndex();
-    const bool locked = current.isValid() && locks().contains(LoginGuard::keyOf(userNameAt(current.row())));
-    for (QAction* a : {cmd_unlock, mnu_unlock})
-        if (a) a->setEnabled(locked);
+    if (m_enrolledStale && m_guard) {
+        m_enrolledStale = false;
+        m_enrolled.clear();
+        try {
+            m_enrolled = TwoStep::enrolledUsers(connection());
+        } catch (const DbError&) {
+            // As with the locks: the marks come back with the list's next read.
+        }
+    }
+    return m_enrolled;
 }
 
-QString Users::userNameAt(int row) const
+void Users::updateCommands()
 {
-    static const int column = columnOf(usersView(), "user_name");
-    return brw_item_1->table()->model()->index(row, column).data().toString();
+    const QModelIndex current = brw_item_1->table()->currentIndex();
+    const bool locked = current.isValid() && locks().contains(LoginGuard::keyOf(cellAt(current.row(), "user_name")));
+    const bool twoStep = current.isValid() && enrolled().contains(brw_item_1->selectedId());
+    for (QAction* a : {cmd_unlock, mnu_unlock})
+        if (a) a->setEnabled(locked);
+    for (QAction* a : {cmd_two_step, mnu_two_step})
+        if (a) a->setEnabled(twoStep);
+}
+
+QString Users::cellAt(int row, const char* column) const
+{
+    static const BrowseViewDef view = usersView();
+    return brw_item_1->table()->model()->index(row, columnOf(view, column)).data().toString();
+}
+
+QString Users::twoStepText(int row) const
+{
+    return enrolled().contains(cellAt(row, "id").toInt()) ? QStringLiteral("be") : QString();
 }
 
 QString Users::lockText(int row) const
 {
-    const auto it = locks().constFind(LoginGuard::keyOf(userNameAt(row)));
+    const auto it = locks().constFind(LoginGuard::keyOf(cellAt(row, "user_name")));
     if (it == m_locked.constEnd()) return {};
     return QStringLiteral("Zárolva %1-ig").arg(LoginGuard::untilText(*it, m_locksRead));
 }

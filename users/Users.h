@@ -2,6 +2,7 @@
 #include "AdminPanel.h"
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <functional>
 #include <memory>
 
@@ -20,7 +21,8 @@ class LoginGuard;
 
 // The user groups and, beside them, the users of the selected group. Under centralised
 // user management the lists are only read. A user whose name is locked by failed logins is
-// marked in the "Belépés tiltva" column, and an administrator may lift the lock.
+// marked in the "Belépés tiltva" column, and an administrator may lift the lock. Who logs in
+// with a second step is marked in the "Kétlépcsős" column, and an administrator may remove it.
 class Users : public AdminPanel {
     Q_OBJECT
 public:
@@ -37,6 +39,9 @@ public:
     // "Zárolás feloldása" on the users' bar and menu; enabled for a locked user.
     QAction* cmd_unlock = nullptr;
     QAction* mnu_unlock = nullptr;
+    // "Kétlépcsős azonosítás törlése" on the users' bar and menu; enabled for a user who has it on.
+    QAction* cmd_two_step = nullptr;
+    QAction* mnu_two_step = nullptr;
 
     void NewGroup();
     void ModifyGroup();
@@ -45,11 +50,14 @@ public:
     void ModifyUser();
     void DeleteUser();
     void UnlockUser();
+    void RemoveTwoStep();
 
     // What the lock mark says for a row of the users' list: "Zárolva 14:35-ig", or nothing.
     QString lockText(int row) const;
     // The lock-out the panel reads; its clock may be set (tests move time with it).
     LoginGuard* loginGuard() const { return m_guard.get(); }
+    // What the two-step column says for a row: "be" for a user who has set it up, or nothing.
+    QString twoStepText(int row) const;
 
 protected:
     void InitializeSite() override;
@@ -66,16 +74,20 @@ private:
     void modify(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
     void remove(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
     void showNew(Controls::BrowseView* list, const QString& right, std::unique_ptr<cDDXRecord> record);
-    // The locked names, read once for each read of the users' list.
-    void readLocks();
+    // The locked names and the users with a second step, read once for each read of the
+    // users' list (a query per row would not do for many users).
+    void listRead();
     const QHash<QString, QDateTime>& locks() const;
-    void updateUnlock();
-    QString userNameAt(int row) const;
+    const QSet<int>& enrolled() const;
+    void updateCommands();
+    QString cellAt(int row, const char* column) const;
 
     std::unique_ptr<LoginGuard> m_guard;
     mutable QHash<QString, QDateTime> m_locked;
     mutable QDateTime m_locksRead; // the guard's time at the last read
     mutable bool m_locksStale = true;
+    mutable QSet<int> m_enrolled;
+    mutable bool m_enrolledStale = true;
 };
 
 } // namespace NexoFrame

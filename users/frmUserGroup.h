@@ -13,7 +13,8 @@ class QSpinBox;
 namespace NexoFrame {
 
 // Edits one user group: its name, remark, the ten role slots (named from the settings),
-// whose events, projects and partners its members see, and the directory group it stands for.
+// whose events, projects and partners its members see, whether its members log in with a second
+// step, and the directory group it stands for.
 class frmUserGroup : public EditDialog {
     Q_OBJECT
 public:
@@ -25,6 +26,7 @@ public:
     QComboBox* cboRightEvent = nullptr;
     QComboBox* cboRightProject = nullptr;
     QComboBox* cboRightPartner = nullptr;
+    QCheckBox* chk_two_step = nullptr;
     QLineEdit* txt_directory_dn = nullptr;
     QSpinBox* spn_directory_priority = nullptr;
 

@@ -9,6 +9,7 @@
 #include "QuickPick.h"
 #include "Snapshots.h"
 #include "TestSite.h"
+#include "TwoStepTesting.h"
 #include "Users.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
@@ -280,6 +281,63 @@ private slots:
         QVERIFY(!p.cmd_unlock->isEnabled());
     }
 
+    // An enrolled user is marked from one read of the list; removing his second step takes the
+    // right to modify users and a question naming him, also when the users come from a directory.
+    void panelMarksAndRemovesTwoStep()
+    {
+        TestSite site, peterSite(3);
+        Connection& c = site.db();
+        for (Connection* db : {&c, &peterSite.db()}) {
+            QVERIFY(enrolWithOathtool(*db, 6)); // kiss.bela
+            QVERIFY(db->settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
+        }
+        Users p, q;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        q.IAddin_AttachToSite(&peterSite, 0, QString());
+        const auto row = [](Users& panel) { return panel.brw_item_1->table()->currentIndex().row(); };
+        for (Users* panel : {&p, &q}) {
+            QVERIFY(panel->brw_item->selectId(5) && panel->brw_item_1->selectId(7)); // varga.zoltan: none
+            QCOMPARE(panel->twoStepText(row(*panel)), QString());
+            QVERIFY(!panel->cmd_two_step->isEnabled() && !panel->mnu_two_step->isEnabled());
+            QVERIFY(panel->brw_item_1->selectId(6));
+            QCOMPARE(panel->twoStepText(row(*panel)), QStringLiteral("be"));
+            QVERIFY(panel->cmd_two_step->isEnabled() && panel->mnu_two_step->isEnabled());
+        }
+        // The column the mark is painted in.
+        QAbstractItemModel* list = p.brw_item_1->table()->model();
+        const int column = 6;
+        QCOMPARE(list->headerData(column, Qt::Horizontal).toString(), QStringLiteral("Kétlépcsős"));
+        QVERIFY(p.brw_item_1->table()->itemDelegateForColumn(column));
+        p.splitter->setSizes({300, 1100});
+        keepPicture(&p, QStringLiteral("users_two_step"), {1400, 420});
+
+        onNextModal([](QWidget* d) {
+            QVERIFY(dialogText(d).contains(QStringLiteral("Önnek nincs joga az adott funkcióhoz!")));
+            clickButton(d, QStringLiteral("OK"));
+        });
+        q.cmd_two_step->trigger();
+        QVERIFY(TwoStep::enrolled(peterSite.db(), 6));
+
+        module().takeSite(&site);
+        QString asked;
+        onNextModal([&](QWidget* d) {
+            asked = dialogText(d);
+            clickButton(d, QStringLiteral("Nem"));
+        });
+        p.cmd_two_step->trigger();
+        QVERIFY(asked.contains(QStringLiteral("Törli Kiss Béla (kiss.bela) kétlépcsős azonosítását?")));
+        QVERIFY(asked.contains(QStringLiteral("a következő bejelentkezésekor újra be kell állítania")));
+        QVERIFY(TwoStep::enrolled(c, 6));
+        answerNextModal(QStringLiteral("Igen"));
+        p.mnu_two_step->trigger();
+        QVERIFY(!TwoStep::enrolled(c, 6));
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_recovery_code WHERE user_id=6")).value(0).value(0).toInt(), 0);
+        QCOMPARE(twoStepHistoryRows(c, 6, "0"), 1);
+        QCOMPARE(p.brw_item_1->selectedId(), 6);
+        QCOMPARE(p.twoStepText(row(p)), QString());
+        QVERIFY(!p.cmd_two_step->isEnabled());
+    }
+
     void remindersFollowTheDriver()
     {
         ModuleSite site;
@@ -422,9 +480,24 @@ private slots:
             box->setCurrentIndex(box->findData(2));
             f->cboRightPartner->setCurrentIndex(f->cboRightPartner->count() - 1);
             f->auth[7]->setChecked(true);
+            QVERIFY(!f->chk_two_step->isChecked());
+            f->chk_two_step->setChecked(true);
+            keepPicture(f, QStringLiteral("group_form_two_step"));
             clickButton(f, QStringLiteral("cmd_ok"));
         });
         QCOMPARE(g.ShowForm(), rvOK);
+        // The second step is a rule of the group, kept in the rights history as its other rules.
+        QVERIFY(c.select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE id=2")).value(0).value(0).toLongLong() != 0);
+        QCOMPARE(c.select(QStringLiteral("SELECT old_value, new_value FROM qnd_rights_history WHERE table_name='qnd_user_group' "
+                                         "AND row_id=2 AND column_name='two_step'")),
+                 (QList<QVariantList>{{QStringLiteral("0"), QStringLiteral("1")}}));
+        QVERIFY(g.CoreLoad(2));
+        onNextModal([](QWidget* d) {
+            auto* f = qobject_cast<frmUserGroup*>(d);
+            QVERIFY(f->chk_two_step->isChecked());
+            clickButton(f, QStringLiteral("cmd_cancel"));
+        });
+        g.ShowForm();
         QCOMPARE(c.select(QStringLiteral("SELECT LENGTH(name), right_event, right_partner FROM qnd_user_group WHERE id=2")).value(0),
                  (QVariantList{255, 2, -2}));
         QVERIFY(c.select(QStringLiteral("SELECT auth_7 FROM qnd_user_group WHERE id=2")).value(0).value(0).toLongLong() != 0);
@@ -439,8 +512,9 @@ private slots:
         QCOMPARE(actionTexts(p.cmd_bar_class), (QStringList{"Új csoport", "Csoport módosítása", "Csoport törlése"}));
         QCOMPARE(actionTexts(p.popup), (QStringList{"Új csoport", "Csoportok módosítása", "Csoportok törlése"}));
         QCOMPARE(actionTexts(p.cmd_bar_class_1),
-                 (QStringList{"Új felhasználó", "Felhasználó módosítása", "Felhasználó törlése", "Zárolás feloldása"}));
-        QCOMPARE(actionTexts(p.popup_1).last(), QStringLiteral("Zárolás feloldása"));
+                 (QStringList{"Új felhasználó", "Felhasználó módosítása", "Felhasználó törlése", "Zárolás feloldása",
+                              "Kétlépcsős azonosítás törlése"}));
+        QCOMPARE(actionTexts(p.popup_1).last(), QStringLiteral("Kétlépcsős azonosítás törlése"));
 
         // The users follow the selected group at once; deleted users never show.
         QVERIFY(p.brw_item->selectId(3));
@@ -487,7 +561,7 @@ private slots:
         QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
         Users central;
         central.IAddin_AttachToSite(&site, 0, QString());
-        QCOMPARE(central.cmd_bar_class_1->actions().size(), 4);
+        QCOMPARE(central.cmd_bar_class_1->actions().size(), 5);
         QCOMPARE(central.popup->actions().size(), 3);
         QCOMPARE(central.titleLabel()->text(),
                  QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
