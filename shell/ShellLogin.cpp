@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QSysInfo>
 #include <QVBoxLayout>
 
@@ -41,6 +42,26 @@ LoginResult locked(const QString& name, const QDateTime& until, const QDateTime&
                                            "ennél korábban is feloldhatja.").arg(name, LoginGuard::untilText(until, now)));
     r.lockedUntil = until;
     return r;
+}
+
+// A finished login starts the count again; if that cannot be written, the login still stands.
+void forgive(LoginGuard& guard, const QString& name)
+{
+    try {
+        guard.clear(name);
+    } catch (const DbError& e) {
+        qWarning() << e.message();
+    }
+}
+
+void countFailure(LoginGuard& guard, const QString& name)
+{
+    try {
+        guard.recordFailure(name, QSysInfo::machineHostName());
+    } catch (const DbError& e) {
+        // The refusal stands; only the count misses this try.
+        qWarning() << e.message();
+    }
 }
 
 } // namespace
@@ -73,13 +94,9 @@ LoginResult admit(Connection& c, const QList<int>& matching, const QString& name
         good.userName = name;
         good.displayName = who.userName.trimmed();
         if (good.displayName.isEmpty()) good.displayName = name;
-        // A successful login starts the count again; if that cannot be written, the
-        // login still stands.
-        try {
-            guard.clear(name);
-        } catch (const DbError& e) {
-            qWarning() << e.message();
-        }
+        // A second step still ahead keeps the count: a right password alone forgives nothing.
+        good.secondStep = TwoStep::need(c, id);
+        if (good.secondStep == TwoStep::Need::None) forgive(guard, name);
         return good;
     }
     if (groupGone)
@@ -95,12 +112,7 @@ LoginResult admit(Connection& c, const QList<int>& matching, const QString& name
 
 LoginResult badCredentials(const QString& name, LoginGuard& guard)
 {
-    try {
-        guard.recordFailure(name, QSysInfo::machineHostName());
-    } catch (const DbError& e) {
-        // The refusal stands; only the count misses this try.
-        qWarning() << e.message();
-    }
+    countFailure(guard, name);
     return refused(LoginResult::Status::BadCredentials, QStringLiteral("Hibás felhasználónév vagy jelszó."));
 }
 
@@ -185,6 +197,31 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
     }
 }
 
+LoginResult checkCode(Connection& c, const LoginResult& afterPassword, const QString& typedCode, LoginGuard& guard)
+{
+    const QString& name = afterPassword.userName;
+    TwoStep::Check check;
+    try {
+        // Failures of the code lock the name as wrong passwords do, and the lock holds here too.
+        const QDateTime until = guard.lockedUntil(name);
+        if (until.isValid()) return locked(name, until, guard.now());
+        check = TwoStep::verify(c, afterPassword.userId, typedCode, guard.now());
+    } catch (const DbError& e) {
+        return refused(LoginResult::Status::DatabaseError,
+                       QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
+    }
+    if (check.ok()) {
+        forgive(guard, name);
+        LoginResult r = afterPassword;
+        r.secondStep = TwoStep::Need::None;
+        return r;
+    }
+    if (check.counts()) countFailure(guard, name);
+    return refused(check.status == TwoStep::Check::Status::DatabaseError ? LoginResult::Status::DatabaseError
+                                                                         : LoginResult::Status::BadCode,
+                   check.message);
+}
+
 LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QWidget* parent)
     : QDialog(parent), m_connection(connection), m_guard(std::make_unique<LoginGuard>(connection))
 {
@@ -206,9 +243,34 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
     // As long as a directory's passwords may be (a local one is cut to its column by the form).
     m_password->setMaxLength(1024);
 
-    auto* form = new QFormLayout;
+    auto* passwordPage = new QWidget(this);
+    auto* form = new QFormLayout(passwordPage);
+    form->setContentsMargins(0, 0, 0, 0);
     form->addRow(QStringLiteral("&Felhasználónév:"), m_user);
     form->addRow(QStringLiteral("&Jelszó:"), m_password);
+
+    auto* codePage = new QWidget(this);
+    auto* codeForm = new QFormLayout(codePage);
+    codeForm->setContentsMargins(0, 0, 0, 0);
+    auto* codeHelp = new QLabel(QStringLiteral("Írja be a hitelesítő alkalmazás által mutatott 6 jegyű kódot, "
+                                               "vagy egy helyreállító kódot."), codePage);
+    codeHelp->setObjectName(QStringLiteral("lbl_code_help"));
+    codeHelp->setWordWrap(true);
+    m_code = new QLineEdit(codePage);
+    m_code->setObjectName(QStringLiteral("txt_code"));
+    // Room for a recovery code typed with blanks and dashes.
+    m_code->setMaxLength(40);
+    m_code->setInputMethodHints(Qt::ImhPreferNumbers);
+    m_codeUser = new QLabel(codePage);
+    m_codeUser->setObjectName(QStringLiteral("lbl_code_user"));
+    codeForm->addRow(QStringLiteral("Felhasználónév:"), m_codeUser);
+    codeForm->addRow(codeHelp);
+    codeForm->addRow(QStringLiteral("&Ellenőrző kód:"), m_code);
+
+    m_pages = new QStackedWidget(this);
+    m_pages->setObjectName(QStringLiteral("stk_pages"));
+    m_pages->addWidget(passwordPage);
+    m_pages->addWidget(codePage);
 
     auto* db = new QLabel(QStringLiteral("Adatbázis: %1").arg(databasePath), this);
     db->setObjectName(QStringLiteral("lbl_database"));
@@ -232,7 +294,7 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(title);
-    layout->addLayout(form);
+    layout->addWidget(m_pages);
     layout->addWidget(db);
     layout->addWidget(m_message);
     layout->addWidget(buttons);
@@ -242,19 +304,37 @@ LoginDialog::LoginDialog(Connection& connection, const QString& databasePath, QW
 
 LoginDialog::~LoginDialog() = default;
 
+bool LoginDialog::atCodePage() const { return m_pages->currentIndex() == 1; }
+
+void LoginDialog::startAtCode(const LoginResult& afterPassword)
+{
+    m_afterPassword = afterPassword;
+    m_result = afterPassword;
+    m_user->setText(afterPassword.userName);
+    m_codeUser->setText(afterPassword.userName);
+    m_message->hide();
+    m_code->clear();
+    m_pages->setCurrentIndex(1);
+    m_code->setFocus();
+}
+
 void LoginDialog::tryLogin()
 {
-    m_result = checkLogin(m_connection, m_user->text(), m_password->text(), *m_guard);
-    if (m_result.ok()) {
-        accept();
+    if (atCodePage()) {
+        tryCode();
         return;
     }
-    m_message->setText(m_result.message);
-    m_message->show();
-    // A long refusal (a lock says until when) wraps: the dialog grows to show all of it.
-    layout()->activate();
-    const int needed = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width()) : sizeHint().height();
-    if (needed > height()) resize(width(), needed);
+    m_result = checkLogin(m_connection, m_user->text(), m_password->text(), *m_guard);
+    if (m_result.ok()) {
+        m_password->clear();
+        // The enrolment comes after the dialog, before any menu.
+        if (m_result.secondStep == TwoStep::Need::Code)
+            startAtCode(m_result);
+        else
+            accept();
+        return;
+    }
+    showMessage(m_result.message);
     // The name stays for another try; a wrong password is typed again from scratch.
     if (m_result.status == LoginResult::Status::MissingName) {
         m_user->setFocus();
@@ -262,6 +342,28 @@ void LoginDialog::tryLogin()
         m_password->clear();
         m_password->setFocus();
     }
+}
+
+void LoginDialog::tryCode()
+{
+    m_result = checkCode(m_connection, m_afterPassword, m_code->text(), *m_guard);
+    if (m_result.ok()) {
+        accept();
+        return;
+    }
+    showMessage(m_result.message);
+    m_code->clear();
+    m_code->setFocus();
+}
+
+void LoginDialog::showMessage(const QString& text)
+{
+    m_message->setText(text);
+    m_message->show();
+    // A long refusal (a lock says until when) wraps: the dialog grows to show all of it.
+    layout()->activate();
+    const int needed = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width()) : sizeHint().height();
+    if (needed > height()) resize(width(), needed);
 }
 
 } // namespace NexoFrame::Shell

@@ -23,6 +23,9 @@ const QList<Spec>& specs()
          "környezeti változó, ha az sincs, a felhasználó adatmappájában lévő NexoFrame/demo.sqlite."},
         {{QStringLiteral("user")}, "NÉV", "Bejelentkezés ezzel a felhasználónévvel, párbeszédablak nélkül."},
         {{QStringLiteral("password")}, "JELSZÓ", "A --user felhasználó jelszava."},
+        {{QStringLiteral("code")}, "KÓD",
+         "A --user felhasználó ellenőrző kódja (a hitelesítő alkalmazás 6 jegyű kódja vagy egy helyreállító kód), "
+         "ha kétlépcsős azonosítást használ. Alapértelmezés: a NEXO_CODE környezeti változó."},
         {{QStringLiteral("open")}, "PROGID", "Induláskor megnyitja ezt a panelt (például NexoFrame.AuthUnits)."},
         {{QStringLiteral("mode")}, "SZÁM", "A megnyitott panel módja (alapértelmezés: 0)."},
         {{QStringLiteral("parameter")}, "SZÖVEG", "A megnyitott panel szöveges paramétere."},
@@ -208,6 +211,12 @@ bool parseOptions(const QStringList& arguments, Options* o, QString* error)
         *error = QStringLiteral("A --password csak a --user kapcsolóval együtt használható.");
         return false;
     }
+    if (p.isSet(QStringLiteral("code")) && !o->userGiven) {
+        *error = QStringLiteral("A --code csak a --user kapcsolóval együtt használható.");
+        return false;
+    }
+    // A script keeps the code out of the process list in the environment.
+    o->code = p.isSet(QStringLiteral("code")) ? p.value(QStringLiteral("code")) : qEnvironmentVariable("NEXO_CODE");
 
     o->openProgId = p.value(QStringLiteral("open")).trimmed();
     if (p.isSet(QStringLiteral("open")) && o->openProgId.isEmpty()) {

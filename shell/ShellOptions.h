@@ -12,6 +12,7 @@ struct Options {
     QString database;          // empty: the demo database in the user's data folder
     QString user;
     QString password;
+    QString code;              // the second step's code: --code, else NEXO_CODE
     bool userGiven = false;
 
     QString openProgId;        // a panel to open at start

@@ -5,7 +5,9 @@
 #include "SchemaUpgrade.h"
 #include "ReaderRole.h"
 #include "Connection.h"
+#include "LoginGuard.h"
 #include "ShellLogin.h"
+#include "ShellTwoStep.h"
 #include "ShellUpgrade.h"
 #include "Modules.h"
 #include "ShellNotices.h"
@@ -13,6 +15,7 @@
 #include "ShellWindow.h"
 #include <QSettings>
 #include <QApplication>
+#include <QGuiApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QTextStream>
@@ -75,6 +78,35 @@ std::unique_ptr<Connection> openForCommand(const QString& target, QString* messa
         return nullptr;
     }
     return c;
+}
+
+// Whether nobody can answer a window: a picture is wanted, or there is no display.
+bool noOneAtTheScreen(const Options& o)
+{
+    const QString platform = QGuiApplication::platformName();
+    return !o.screenshot.isEmpty() || platform == QLatin1String("offscreen") || platform == QLatin1String("minimal");
+}
+
+// The login of --user: the password, then the code when his account asks one, from --code or
+// NEXO_CODE, else from the login window's code page if someone is at the screen. A refusal
+// carries its message; one without a message was cancelled.
+LoginResult unattendedLogin(const Options& o, Connection& c, const QString& shownName, LoginGuard& guard)
+{
+    LoginResult user = checkLogin(c, o.user, o.password, guard);
+    if (!user.ok() || user.secondStep != TwoStep::Need::Code) return user;
+    if (!o.code.trimmed().isEmpty()) return checkCode(c, user, o.code, guard);
+    if (noOneAtTheScreen(o)) {
+        LoginResult r;
+        r.status = LoginResult::Status::BadCode;
+        r.message = QStringLiteral("A(z) „%1” felhasználó kétlépcsős azonosítást használ: adja meg az ellenőrző kódot a "
+                                   "--code kapcsolóval vagy a NEXO_CODE változóban.").arg(user.userName);
+        return r;
+    }
+    LoginDialog login(c, shownName);
+    login.startAtCode(user);
+    if (login.exec() == QDialog::Accepted) return login.loginResult();
+    LoginResult cancelled;
+    return cancelled;
 }
 
 } // namespace
@@ -237,12 +269,14 @@ int Program::runGuarded(const QStringList& arguments)
     if (connection->createdSchema() && o.unattended())
         Notices::info(QStringLiteral("Új adatbázis készült a mintaadatokkal: %1").arg(shownName));
 
+    LoginGuard guard(*connection);
     LoginResult user;
     if (o.userGiven) {
-        user = checkLogin(*connection, o.user, o.password);
+        user = unattendedLogin(o, *connection, shownName, guard);
         if (!user.ok()) {
-            Notices::error(nullptr, user.message);
-            return LoginRefused;
+            if (!user.message.isEmpty()) Notices::error(nullptr, user.message);
+            // Cancelled at the code: nothing was refused, nothing to report.
+            return user.message.isEmpty() ? Done : LoginRefused;
         }
     } else {
         LoginDialog login(*connection, shownName);
@@ -250,6 +284,16 @@ int Program::runGuarded(const QStringList& arguments)
         user = login.loginResult();
     }
     connection->session().setUserId(user.userId);
+    if (user.secondStep == TwoStep::Need::Enrol) {
+        if (noOneAtTheScreen(o)) {
+            Notices::error(nullptr, QStringLiteral("A(z) „%1” felhasználónak kétlépcsős azonosítással kell belépnie, de még "
+                                                   "nem állította be: ezt először ablakos bejelentkezéskor kell megtennie.")
+                                        .arg(user.userName));
+            return LoginRefused;
+        }
+        // No menu before the enrolment; giving it up ends the program.
+        if (!enrolAtLogin(nullptr, *connection, user, guard)) return Done;
+    }
     // A database of an older layout is upgraded now, or not worked with at all.
     switch (passUpgradeGate(nullptr, *connection, user.userId)) {
     case AfterLogin::Work: break;

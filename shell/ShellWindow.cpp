@@ -7,6 +7,7 @@
 #include "ShellConfig.h"
 #include "ShellDirectory.h"
 #include "ShellLogs.h"
+#include "ShellTwoStep.h"
 #include "ShellOwnMenu.h"
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -136,6 +137,11 @@ void MainWindow::buildMenu()
     menuBar()->addMenu(system);
     QAction* own = system->addAction(QStringLiteral("&Saját menüpont…"), this, [this] { editOwnMenu(); });
     own->setObjectName(QStringLiteral("act_own_menu"));
+    if (rightsTest(m_connection, m_user.userId, kTwoStepRight)) {
+        QAction* a = system->addAction(QStringLiteral("Kétlépcsős &azonosítás…"), this,
+                                       [this] { manageTwoStep(this, m_connection, m_user); });
+        a->setObjectName(QStringLiteral("act_two_step"));
+    }
     // Carrying the configuration to another database, for those whose rights allow it.
     const bool mayExport = rightsTest(m_connection, m_user.userId, kConfigExportRight);
     const bool mayImport = rightsTest(m_connection, m_user.userId, kConfigImportRight);
