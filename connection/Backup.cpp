@@ -383,6 +383,8 @@ private:
             // A database made before the layout's steps were kept has no record of them: no fault.
             if (!has(t.name) && t.number == Tables::SchemaStep) continue;
             if (!has(t.name)) {
+                // Nor are the tables of the steps an older layout has still to take.
+                if (stepsTaken() < SchemaSteps::newest()) continue;
                 m_faults << QStringLiteral("Hiányzik a(z) %1 %2.").arg(t.name, t.isView() ? QStringLiteral("nézet") : QStringLiteral("tábla"));
                 continue;
             }
