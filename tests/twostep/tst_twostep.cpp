@@ -2,7 +2,7 @@
 #include "SettingKeys.h"
 #include "TestDatabase.h"
 #include "TwoStep.h"
-#include <QProcess>
+#include "TwoStepTesting.h"
 #include <QUrlQuery>
 #include <QtTest>
 
@@ -10,27 +10,9 @@ using namespace NexoFrame;
 
 namespace {
 
-// A code as an implementation of its own makes it: oathtool, at a given moment.
-QString oathCode(const QByteArray& secret, const QDateTime& at)
-{
-    QProcess p;
-    p.start(QStringLiteral("oathtool"), {QStringLiteral("--totp"), QStringLiteral("-b"), TwoStep::base32(secret), QStringLiteral("--now"),
-                                         at.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss 'UTC'"))});
-    if (!p.waitForFinished(10000) || p.exitCode() != 0) qFatal("oathtool failed: %s", p.readAllStandardError().constData());
-    return QString::fromLatin1(p.readAllStandardOutput()).trimmed();
-}
-
 int userId(Connection& c, const char* name)
 {
     return c.select(QStringLiteral("SELECT id FROM qnd_user WHERE user_name = ?"), {QString::fromLatin1(name)}).value(0).value(0).toInt();
-}
-
-int historyRows(Connection& c, int user, const char* newValue)
-{
-    return c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_rights_history WHERE table_name = 'qnd_user' AND row_id = ? "
-                                   "AND column_name = 'two_step' AND new_value = ?"),
-                    {user, QString::fromLatin1(newValue)})
-        .value(0).value(0).toInt();
 }
 
 // A fixed moment on a step's first second, so that a step either side is exactly 30 s away.
@@ -85,7 +67,7 @@ void tst_twostep::codesOfOneStepEitherSideOnceEach()
     const int admin = userId(*m_c, "admin");
     QCOMPARE(TwoStep::need(*m_c, admin), TwoStep::Need::None);
     const QByteArray secret = enrolAt(admin, kNow.addSecs(-600));
-    QCOMPARE(historyRows(*m_c, admin, "1"), 1);
+    QCOMPARE(twoStepHistoryRows(*m_c, admin, "1"), 1);
     QCOMPARE(TwoStep::need(*m_c, admin), TwoStep::Need::Code);
     QVERIFY(TwoStep::enrolledUsers(*m_c).contains(admin));
 
@@ -117,7 +99,7 @@ void tst_twostep::codesOfOneStepEitherSideOnceEach()
     QVERIFY(!error.isEmpty());
 
     QVERIFY2(TwoStep::remove(*m_c, admin, &error), qPrintable(error));
-    QCOMPARE(historyRows(*m_c, admin, "0"), 1);
+    QCOMPARE(twoStepHistoryRows(*m_c, admin, "0"), 1);
     QCOMPARE(TwoStep::need(*m_c, admin), TwoStep::Need::None);
     QCOMPARE(TwoStep::verify(*m_c, admin, at(3), kNow.addSecs(90)).status, TwoStep::Check::Status::NotEnrolled);
     QVERIFY(!TwoStep::remove(*m_c, admin, &error));
