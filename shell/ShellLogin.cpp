@@ -44,6 +44,11 @@ LoginResult locked(const QString& name, const QDateTime& until, const QDateTime&
     return r;
 }
 
+LoginResult unreadable(const DbError& e)
+{
+    return refused(LoginResult::Status::DatabaseError, QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
+}
+
 // A finished login starts the count again; if that cannot be written, the login still stands.
 void forgive(LoginGuard& guard, const QString& name)
 {
@@ -192,8 +197,7 @@ LoginResult checkLogin(Connection& c, const QString& typedName, const QString& p
         if (r.status == LoginResult::Status::BadCredentials) return badCredentials(name, guard);
         return r;
     } catch (const DbError& e) {
-        return refused(LoginResult::Status::DatabaseError,
-                       QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
+        return unreadable(e);
     }
 }
 
@@ -207,13 +211,16 @@ LoginResult checkCode(Connection& c, const LoginResult& afterPassword, const QSt
         if (until.isValid()) return locked(name, until, guard.now());
         check = TwoStep::verify(c, afterPassword.userId, typedCode, guard.now());
     } catch (const DbError& e) {
-        return refused(LoginResult::Status::DatabaseError,
-                       QStringLiteral("A felhasználók nem olvashatók az adatbázisból: %1").arg(e.message()));
+        return unreadable(e);
     }
     if (check.ok()) {
         forgive(guard, name);
         LoginResult r = afterPassword;
         r.secondStep = TwoStep::Need::None;
+        if (check.recoveryUsed)
+            r.notice = QStringLiteral("Helyreállító kóddal lépett be, ez a kód többé nem használható. Még %1 helyreállító kódja "
+                                      "maradt. Ha a hitelesítő alkalmazás elveszett, készítsen új titkos kulcsot: "
+                                      "Keretrendszer → Kétlépcsős azonosítás…").arg(check.recoveryLeft);
         return r;
     }
     if (check.counts()) countFailure(guard, name);

@@ -28,6 +28,7 @@ struct LoginResult {
     QDateTime lockedUntil;     // Locked: when the name may try again
     // Ok: what is still asked before the menu (a code, or the enrolment first).
     TwoStep::Need secondStep = TwoStep::Need::None;
+    QString notice;            // Ok: what the user is told once he is in (a recovery code spent)
 
     bool ok() const { return status == Status::Ok; }
 };

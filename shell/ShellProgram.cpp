@@ -283,6 +283,7 @@ int Program::runGuarded(const QStringList& arguments)
         if (login.exec() != QDialog::Accepted) return Done;
         user = login.loginResult();
     }
+    if (!user.notice.isEmpty()) Notices::warning(nullptr, user.notice);
     connection->session().setUserId(user.userId);
     if (user.secondStep == TwoStep::Need::Enrol) {
         if (noOneAtTheScreen(o)) {

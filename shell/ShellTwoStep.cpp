@@ -41,6 +41,23 @@ QLabel* wrapped(const QString& text, QWidget* parent)
     return l;
 }
 
+QPushButton* button(const QString& text, const char* name, QWidget* parent)
+{
+    auto* b = new QPushButton(text, parent);
+    b->setObjectName(QString::fromLatin1(name));
+    return b;
+}
+
+// Two buttons side by side on the left.
+QHBoxLayout* buttonRow(QPushButton* first, QPushButton* second)
+{
+    auto* row = new QHBoxLayout;
+    row->addWidget(first);
+    row->addWidget(second);
+    row->addStretch();
+    return row;
+}
+
 } // namespace
 
 QImage qrImage(const QString& text, int scale)
@@ -75,16 +92,10 @@ TwoStepDialog::TwoStepDialog(Connection& connection, int userId, const QString& 
     auto* stateLayout = new QVBoxLayout(state);
     lbl_state = wrapped(QString(), state);
     lbl_state->setObjectName(QStringLiteral("lbl_state"));
-    cmd_new_secret = new QPushButton(QStringLiteral("Új titkos &kulcs…"), state);
-    cmd_new_secret->setObjectName(QStringLiteral("cmd_new_secret"));
-    cmd_remove = new QPushButton(QStringLiteral("&Kikapcsolás"), state);
-    cmd_remove->setObjectName(QStringLiteral("cmd_remove"));
-    auto* stateButtons = new QHBoxLayout;
-    stateButtons->addWidget(cmd_new_secret);
-    stateButtons->addWidget(cmd_remove);
-    stateButtons->addStretch();
+    cmd_new_secret = button(QStringLiteral("Új titkos &kulcs…"), "cmd_new_secret", state);
+    cmd_remove = button(QStringLiteral("&Kikapcsolás"), "cmd_remove", state);
     stateLayout->addWidget(lbl_state);
-    stateLayout->addLayout(stateButtons);
+    stateLayout->addLayout(buttonRow(cmd_new_secret, cmd_remove));
     stateLayout->addStretch();
 
     // The secret, and the code that proves the app has it.
@@ -105,8 +116,7 @@ TwoStepDialog::TwoStepDialog(Connection& connection, int userId, const QString& 
     txt_code = new QLineEdit(enrol);
     txt_code->setObjectName(QStringLiteral("txt_code"));
     txt_code->setMaxLength(20);
-    cmd_ok = new QPushButton(QStringLiteral("&Bekapcsolás"), enrol);
-    cmd_ok->setObjectName(QStringLiteral("cmd_ok"));
+    cmd_ok = button(QStringLiteral("&Bekapcsolás"), "cmd_ok", enrol);
     cmd_ok->setDefault(true);
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("Titkos kulcs:"), txt_secret);
@@ -131,15 +141,9 @@ TwoStepDialog::TwoStepDialog(Connection& connection, int userId, const QString& 
     txt_recovery_codes->setReadOnly(true);
     txt_recovery_codes->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     codesLayout->addWidget(txt_recovery_codes);
-    cmd_save_codes = new QPushButton(QStringLiteral("&Mentés fájlba…"), codes);
-    cmd_save_codes->setObjectName(QStringLiteral("cmd_save_codes"));
-    cmd_print_codes = new QPushButton(QStringLiteral("&Nyomtatás…"), codes);
-    cmd_print_codes->setObjectName(QStringLiteral("cmd_print_codes"));
-    auto* codeButtons = new QHBoxLayout;
-    codeButtons->addWidget(cmd_save_codes);
-    codeButtons->addWidget(cmd_print_codes);
-    codeButtons->addStretch();
-    codesLayout->addLayout(codeButtons);
+    cmd_save_codes = button(QStringLiteral("&Mentés fájlba…"), "cmd_save_codes", codes);
+    cmd_print_codes = button(QStringLiteral("&Nyomtatás…"), "cmd_print_codes", codes);
+    codesLayout->addLayout(buttonRow(cmd_save_codes, cmd_print_codes));
 
     m_pages->insertWidget(StatePage, state);
     m_pages->insertWidget(EnrolPage, enrol);

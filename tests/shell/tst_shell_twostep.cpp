@@ -105,6 +105,10 @@ private slots:
         TwoStepDialog again(*f.db, 1, QStringLiteral("admin"));
         again.show();
         QVERIFY(again.lbl_state->isVisible() && again.cmd_remove->isVisible() && !again.txt_secret->isVisible());
+        // A new secret replaces the old one only once its code confirms it.
+        again.cmd_new_secret->click();
+        QVERIFY(again.txt_secret->isVisible());
+        QVERIFY(again.txt_secret->text().remove(QLatin1Char(' ')) != secret);
 
         clock.now = clock.now.addSecs(120);
         LoginDialog login(*f.db, f.dbPath());
@@ -133,8 +137,17 @@ private slots:
         // A recovery code once, then never again.
         const LoginResult after = clock.password(QStringLiteral("admin"), QStringLiteral("admin"));
         QCOMPARE(after.secondStep, TwoStep::Need::Code);
-        QVERIFY(clock.code(after, codes[3]).ok());
+        const LoginResult byRecovery = clock.code(after, codes[3].toLower());
+        QVERIFY(byRecovery.ok());
+        QVERIFY2(byRecovery.notice.contains(QStringLiteral("Még 9 helyreállító")), qPrintable(byRecovery.notice));
         QCOMPARE(clock.code(after, codes[3]).status, Status::BadCode);
+
+        // Turned off after the question: the password alone lets him in.
+        answerNextModal(QStringLiteral("Kikapcsolás"));
+        TwoStepDialog off(*f.db, 1, QStringLiteral("admin"));
+        off.cmd_remove->click();
+        QVERIFY(!TwoStep::enrolled(*f.db, 1));
+        QCOMPARE(clock.password(QStringLiteral("admin"), QStringLiteral("admin")).secondStep, TwoStep::Need::None);
     }
 
     // Wrong codes after a right password lock the name as wrong passwords do; the lock then
