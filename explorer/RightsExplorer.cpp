@@ -13,6 +13,7 @@
 #include "ReportCatalogue.h"
 #include "Module.h"
 #include "Texts.h"
+#include "TwoStep.h"
 #include "WaitCursor.h"
 #include "cMessage2.h"
 #include <QCheckBox>
@@ -376,9 +377,12 @@ QString RightsExplorer::rowText(const QString& table, int row) const
     return text.isEmpty() ? QStringLiteral("#%1").arg(row) : text;
 }
 
-QString RightsExplorer::columnText(const QString& column) const
+QString RightsExplorer::columnText(const QString& column, const QString& table) const
 {
     if (column.startsWith(QLatin1String("auth_"))) return roleName(column.mid(5).toInt());
+    // A group's rule, or a user's secret removed (TwoStep::remove keeps that as qnd_user's).
+    if (column == QLatin1String("two_step"))
+        return table == QLatin1String("qnd_user") ? QStringLiteral("Kétlépcsős azonosítás") : QStringLiteral("Kétlépcsős azonosítás kötelező");
     static const QHash<QString, QString> names{{QStringLiteral("right_event"), QStringLiteral("Láthatóság: események")},
                                                {QStringLiteral("right_project"), QStringLiteral("Láthatóság: projektek")},
                                                {QStringLiteral("right_partner"), QStringLiteral("Láthatóság: partnerek")},
@@ -389,7 +393,8 @@ QString RightsExplorer::columnText(const QString& column) const
 QString RightsExplorer::valueText(const QString& column, const QString& value) const
 {
     if (column == QLatin1String("user_group_id")) return rowText(QStringLiteral("qnd_user_group"), value.toInt());
-    if (column.startsWith(QLatin1String("auth_"))) return value == QLatin1String("1") ? QStringLiteral("igen") : QStringLiteral("nem");
+    if (column.startsWith(QLatin1String("auth_")) || column == QLatin1String("two_step"))
+        return value == QLatin1String("1") ? QStringLiteral("igen") : QStringLiteral("nem");
     return value;
 }
 
@@ -433,7 +438,7 @@ void RightsExplorer::showChanges()
         }
         new QTreeWidgetItem(tree_changes, {ch.at.toString(DateFormats::kSecond),
                                            who, tableText(ch.table),
-                                           rowText(ch.table, ch.rowId), columnText(ch.column),
+                                           rowText(ch.table, ch.rowId), columnText(ch.column, ch.table),
                                            ch.rowWasNew ? QStringLiteral("(új)") : valueText(ch.column, ch.oldValue), valueText(ch.column, ch.newValue)});
     }
     for (int i = 0; i < tree_changes->columnCount(); ++i) tree_changes->resizeColumnToContents(i);
@@ -464,7 +469,7 @@ void RightsExplorer::showStateAt()
         QList<int> rows = then.keys();
         std::sort(rows.begin(), rows.end());
         for (int row : std::as_const(rows)) {
-            auto* item = new QTreeWidgetItem(tree_changes, {tableText(t), rowText(t, row), columnText(column), valueText(column, then.value(row)),
+            auto* item = new QTreeWidgetItem(tree_changes, {tableText(t), rowText(t, row), columnText(column, t), valueText(column, then.value(row)),
                                                             now.contains(row) ? valueText(column, now.value(row)) : QStringLiteral("(törölve)")});
             if (then.value(row) != now.value(row))
                 for (int col = 0; col < 5; ++col) item->setBackground(col, QColor(0xff, 0xf0, 0xb0));
@@ -502,7 +507,7 @@ bool RightsExplorer::revert()
     steps->setRootIsDecorated(false);
     steps->setHeaderLabels({QStringLiteral("Hol"), QStringLiteral("Mi"), QStringLiteral("Mit"), QStringLiteral("Most"), QStringLiteral("Visszaállítva")});
     for (const RevertStep& s : std::as_const(plan))
-        new QTreeWidgetItem(steps, {tableText(s.table), rowText(s.table, s.rowId), columnText(s.column), valueText(s.column, s.now),
+        new QTreeWidgetItem(steps, {tableText(s.table), rowText(s.table, s.rowId), columnText(s.column, s.table), valueText(s.column, s.now),
                                     valueText(s.column, s.then)});
     for (int i = 0; i < steps->columnCount(); ++i) steps->resizeColumnToContents(i);
     auto* buttons = new QDialogButtonBox(&dlg);
@@ -781,9 +786,10 @@ void RightsExplorer::showRights()
     QStringList heads{QStringLiteral("Kulcs / menüpont"), QStringLiteral("Megnevezés"), cbo_subject->currentText()};
     if (comparing) heads << cbo_compare->currentText();
     tree_rights->setHeaderLabels(heads);
-    const auto row = [&](QTreeWidgetItem* section, const QString& key, const QString& name, bool a, bool b) {
-        QStringList cells{key, name, yesNo(a)};
-        if (comparing) cells << yesNo(b);
+    const auto textRow = [&](QTreeWidgetItem* section, const QString& key, const QString& name, bool a, bool b,
+                             const QString& aText, const QString& bText) {
+        QStringList cells{key, name, aText};
+        if (comparing) cells << bText;
         auto* item = new QTreeWidgetItem(section, cells);
         item->setForeground(2, a ? kGranted : kRefused);
         if (comparing) {
@@ -793,6 +799,10 @@ void RightsExplorer::showRights()
                 item->setData(0, Qt::UserRole, true);
             }
         }
+        return item;
+    };
+    const auto row = [&](QTreeWidgetItem* section, const QString& key, const QString& name, bool a, bool b) {
+        textRow(section, key, name, a, b, yesNo(a), yesNo(b));
     };
     auto* keys = new QTreeWidgetItem(tree_rights, {QStringLiteral("Jogosultsági kulcsok")});
     QHash<QString, bool> other_;
@@ -836,6 +846,17 @@ void RightsExplorer::showRights()
         const QSet<int> a = sec.granted(subject), b = comparing ? sec.granted(other) : QSet<int>();
         for (const QVariantList& r : c->select(sec.sql)) row(item, QString::number(r[0].toInt()), r[1].toString(), a.contains(r[0].toInt()), b.contains(r[0].toInt()));
     }
+    // How the subject logs in: whether a code follows the password.
+    auto* login = new QTreeWidgetItem(tree_rights, {QStringLiteral("Bejelentkezés")});
+    sections << login;
+    {
+        const QString a = twoStepText(users, subject), b = comparing ? twoStepText(users, other) : QString();
+        const auto needs = [](const QString& text) { return text.startsWith(QLatin1String("igen")); };
+        // The reason may be longer than its column.
+        QTreeWidgetItem* item = textRow(login, QStringLiteral("Kétlépcsős bejelentkezés"), QString(), needs(a), needs(b), a, b);
+        item->setToolTip(2, a);
+        if (comparing) item->setToolTip(3, b);
+    }
     for (QTreeWidgetItem* section : std::as_const(sections)) {
         QFont f = section->font(0);
         f.setBold(true);
@@ -846,6 +867,22 @@ void RightsExplorer::showRights()
     tree_rights->header()->resizeSection(0, 300);
     tree_rights->header()->resizeSection(1, 320);
     applyFilter();
+}
+
+QString RightsExplorer::twoStepText(bool user, int id) const
+{
+    Connection& c = connection();
+    if (!TwoStep::available(c)) return QStringLiteral("nem");
+    QString why;
+    if (user) {
+        why = TwoStep::requiredBecause(c, id);
+        if (why.isEmpty() && TwoStep::enrolled(c, id)) why = QStringLiteral("bekapcsolta");
+    } else {
+        const ColumnDef& column = *c.tableDef(Tables::UserGroup)->column(QStringLiteral("two_step"));
+        const QVariant raw = c.select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE id=?"), {id}).value(0).value(0);
+        if (c.engine().fromDb(column, raw).toBool()) why = QStringLiteral("a csoport megköveteli");
+    }
+    return why.isEmpty() ? QStringLiteral("nem") : QStringLiteral("igen (%1)").arg(why);
 }
 
 void RightsExplorer::applyFilter()

@@ -63,6 +63,9 @@ public:
     bool reaches(int kind, int itemId, const Holder& holder) const;
     // The effective rights of the chosen subject (and the compared one), shown.
     void showRights();
+    // Whether a user's logins (or a group's members') need the second step, and why: "igen (…)"
+    // with what requires it, "igen (bekapcsolta)" when only he chose it, or "nem".
+    QString twoStepText(bool user, int id) const;
     // What the rights list shows, as CSV.
     bool exportRights(const QString& path, QString* error = nullptr);
     // The changes kept between the two moments chosen, shown.
@@ -81,7 +84,7 @@ public:
     // How a history row names what changed: the table, the row, the column.
     QString tableText(const QString& table) const;
     QString rowText(const QString& table, int row) const;
-    QString columnText(const QString& column) const;
+    QString columnText(const QString& column, const QString& table = {}) const;
     QString valueText(const QString& column, const QString& value) const;
     QString rowPath(int menuId) const;
 

@@ -14,6 +14,7 @@
 #include "RightsHistory.h"
 #include "TestSite.h"
 #include "TreeTesting.h"
+#include "TwoStepTesting.h"
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateTimeEdit>
@@ -221,6 +222,57 @@ private slots:
         p.txt_filter->clear();
         p.tabs->setCurrentIndex(1);
         keepPicture(&p, QStringLiteral("explorer_diff"), {1100, 700});
+    }
+
+    // Whether a user's logins need the second step, and why; its changes named in the history.
+    void twoStepLogins()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        const QDateTime moment = QDateTime::currentDateTime().addSecs(-1);
+        QVERIFY(enrolWithOathtool(c, 3)); // Nagy Péter
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_user_group SET two_step=%1 WHERE id=5").arg(c.boolLiteral(true))));
+        RightsExplorer p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QCOMPARE(p.twoStepText(true, 3), QStringLiteral("igen (bekapcsolta)"));
+        // Kiss Béla, a driver: his group requires it, and the reason names it.
+        const QString required = QStringLiteral("igen (%1)").arg(TwoStep::requiredBecause(c, 6));
+        QVERIFY2(required.contains(QStringLiteral("Gépkocsivezetők")), qPrintable(required));
+        QCOMPARE(p.twoStepText(true, 6), required);
+        QCOMPARE(p.twoStepText(true, 2), QStringLiteral("nem"));
+        QCOMPARE(p.twoStepText(false, 5), QStringLiteral("igen (a csoport megköveteli)"));
+        QCOMPARE(p.twoStepText(false, 3), QStringLiteral("nem"));
+        // In the effective rights, beside another user, the difference marked.
+        p.opt_users->setChecked(true);
+        p.cbo_subject->setCurrentIndex(p.cbo_subject->findData(6));
+        p.cbo_compare->setCurrentIndex(p.cbo_compare->findData(2));
+        p.showRights();
+        QTreeWidgetItem* login = section(p.tree_rights, p.tree_rights->topLevelItemCount() - 1);
+        QCOMPARE(login->text(0), QStringLiteral("Bejelentkezés"));
+        QCOMPARE(login->childCount(), 1);
+        QCOMPARE(login->child(0)->text(0), QStringLiteral("Kétlépcsős bejelentkezés"));
+        QCOMPARE(login->child(0)->text(2), required);
+        QCOMPARE(login->child(0)->text(3), QStringLiteral("nem"));
+        QVERIFY(login->child(0)->data(0, Qt::UserRole).toBool());
+        p.tabs->setCurrentIndex(1);
+        p.tree_rights->scrollToItem(login->child(0));
+        keepPicture(&p, QStringLiteral("explorer_two_step"), {1100, 700});
+
+        // A removal is kept under the user's name, a group's rule under the group's.
+        QString error;
+        QVERIFY2(TwoStep::remove(c, 3, &error), qPrintable(error));
+        QCOMPARE(p.twoStepText(true, 3), QStringLiteral("nem"));
+        p.tabs->setCurrentIndex(2);
+        p.dtp_from->setDateTime(moment);
+        p.dtp_to->setDateTime(QDateTime::currentDateTime().addSecs(60));
+        p.showChanges();
+        QStringList seen;
+        for (int i = 0; i < p.tree_changes->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem* row = p.tree_changes->topLevelItem(i);
+            seen << QStringList{row->text(3), row->text(4), row->text(5), row->text(6)}.join(QLatin1Char('|'));
+        }
+        QVERIFY2(seen.contains(QStringLiteral("Nagy Péter|Kétlépcsős azonosítás|igen|nem")), qPrintable(seen.join(QLatin1Char('\n'))));
+        QCOMPARE(p.columnText(QStringLiteral("two_step"), QStringLiteral("qnd_user_group")), QStringLiteral("Kétlépcsős azonosítás kötelező"));
     }
 
     // Who changed what is listed by name; a role is put back after its preview.
