@@ -8,6 +8,7 @@
 #include "Snapshots.h"
 #include "TestDatabase.h"
 #include "TestSite.h"
+#include "TwoStepTesting.h"
 #include "cDDXMenu.h"
 #include "cDDXOlapReport.h"
 #include <QComboBox>
@@ -122,11 +123,12 @@ const ConfigChange* find(const ConfigImport& plan, const QString& section, const
     return nullptr;
 }
 
-// The demo data made harder to carry: a group's rule naming another group, equal captions
+// The demo data made harder to carry: a group's rule naming another group (and one requiring
+// the second login step), equal captions
 // side by side (with a child under the second), a prefix two units share, a role name.
 void enrich(Connection& c)
 {
-    putRow(c, Tables::UserGroup, {{"right_event", 3}, {"right_partner", -2}}, 2);
+    putRow(c, Tables::UserGroup, {{"right_event", 3}, {"right_partner", -2}, {"two_step", true}}, 2);
     putRow(c, Tables::Menu, {{"id", 2000001}, {"parent_id", 1000000}, {"sort_order", 5}, {"caption", "Jelentések"},
                              {"class_name", ""}, {"auth_0", false}, {"auth_2", true}});
     putRow(c, Tables::Menu, {{"id", 2000002}, {"parent_id", 1000000}, {"sort_order", 5}, {"caption", "Jelentések"},
@@ -192,6 +194,8 @@ private slots:
         const int sales = idOf(*b, QStringLiteral("SELECT id FROM qnd_user_group WHERE name=?"), {QStringLiteral("Értékesítők")});
         QCOMPARE(idOf(*b, QStringLiteral("SELECT right_event FROM qnd_user_group WHERE name=?"), {QStringLiteral("Vezetők")}), sales);
         QCOMPARE(b->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3")), QStringLiteral("Könyvelés:"));
+        QVERIFY(b->engine().fromDb(*b->tableDef(Tables::UserGroup)->column(QStringLiteral("two_step")),
+                                   b->select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE name='Vezetők'")).value(0).value(0)).toBool());
         // New rights came in as changes of the importer, kept in the history.
         QVERIFY(historyRows(*b) > 0);
 
@@ -207,6 +211,18 @@ private slots:
         QVERIFY(importConfig(*b, &second, &why));
         QCOMPARE(fullDump(*b), dump);
         QCOMPARE(historyRows(*b), history);
+
+        // A user's second step is his own, never the configuration's: no secret, no recovery code.
+        QVERIFY(enrolWithOathtool(a, 3));
+        const QString withSecret = empty.filePath(QStringLiteral("titokkal.json"));
+        QVERIFY(exportConfig(a, withSecret, &why));
+        QFile f(withSecret);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        const QByteArray text = f.readAll();
+        const QByteArray sealed = a.select(QStringLiteral("SELECT secret FROM qnd_two_step WHERE user_id=3")).value(0).value(0).toByteArray();
+        QVERIFY(!sealed.isEmpty() && !text.contains(sealed));
+        QVERIFY(!text.contains("qnd_two_step") && !text.contains("qnd_recovery_code"));
+        QCOMPARE(readJson(withSecret).value(QStringLiteral("sections")), readJson(file).value(QStringLiteral("sections")));
     }
 
     // Into a database that differs: the preview names what is added, what changes (and how)
