@@ -59,6 +59,7 @@ void TstShellProgram::badCommandLinesAreRefused_data()
     QTest::newRow("mode not a number") << QStringList{"--open", "X.Y", "--mode", "egy"} << "egész szám";
     QTest::newRow("mode without open") << QStringList{"--mode", "1"} << "--open";
     QTest::newRow("screenshot needs a login") << QStringList{"--screenshot", "a.png"} << "--user";
+    QTest::newRow("code needs a login") << QStringList{"--code", "123456"} << "A --code csak a --user";
     QTest::newRow("two commands") << QStringList{"--check", "--backup", "a.bak"} << "Egyszerre csak egy parancs";
 }
 
