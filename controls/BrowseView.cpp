@@ -19,6 +19,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <functional>
+#include <utility>
 
 namespace NexoFrame::Controls {
 
@@ -184,6 +185,10 @@ BrowseView::BrowseView(QWidget* parent)
     connect(m_saveTimer, &QTimer::timeout, this, &BrowseView::keepLayout);
     connect(header, &QHeaderView::sortIndicatorChanged, this, [this](int section, Qt::SortOrder order) {
         if (m_restoring || section < 0 || section >= m_columns.size()) return;
+        if (!m_def.columns[section].sortable) {
+            showOrder();
+            return;
+        }
         m_orderColumn = m_columns[section]->name;
         m_descending = order == Qt::DescendingOrder;
         refresh();
@@ -463,12 +468,19 @@ void BrowseView::restoreLayout()
     // The last column stretches to the edge whatever was kept for it.
     for (auto it = widths.cbegin(); it != widths.cend(); ++it)
         if (header->visualIndex(it.key()) != header->count() - 1) header->resizeSection(it.key(), it.value());
-    int orderSection = -1;
-    for (int i = 0; i < m_columns.size(); ++i)
-        if (m_columns[i]->name == m_orderColumn) orderSection = i;
-    header->setSortIndicator(orderSection, m_descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+    showOrder();
     m_restoring = false;
     m_savedLayout = layoutText();
+}
+
+void BrowseView::showOrder()
+{
+    int orderSection = -1;
+    for (int i = 0; i < m_columns.size(); ++i)
+        if (m_columns[i]->name == m_orderColumn && m_def.columns[i].sortable) orderSection = i;
+    const bool restoring = std::exchange(m_restoring, true);
+    m_grid->horizontalHeader()->setSortIndicator(orderSection, m_descending ? Qt::DescendingOrder : Qt::AscendingOrder);
+    m_restoring = restoring;
 }
 
 void BrowseView::keepLayout()

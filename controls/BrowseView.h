@@ -15,6 +15,9 @@ struct BrowseColumn {
     QString column;
     QString caption;
     int width = 120;
+    // False for a column that shows something else than its stored value (a mark the panel
+    // paints over it): a click on its header leaves the order as it was.
+    bool sortable = true;
 };
 
 // A numbered view: which table, which columns (first shown column first), the key column,
@@ -84,6 +87,7 @@ private:
     void reportStatus(const QString& message);
     void currentMoved();
     void restoreLayout();
+    void showOrder(); // the header's sort mark on the order column
     void keepLayout(); // saves the layout when it differs from the one saved or restored
     QString layoutText() const;
 

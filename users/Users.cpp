@@ -49,7 +49,7 @@ BrowseViewDef usersView()
              BrowseColumn{QStringLiteral("email"), QStringLiteral("E-mail"), 170},
              BrowseColumn{QStringLiteral("access_denied"), QStringLiteral("Belépés tiltva"), 130},
              // The row's key, shown as the second step's mark (TwoStepMarkDelegate).
-             BrowseColumn{QStringLiteral("id"), QStringLiteral("Kétlépcsős"), 80},
+             BrowseColumn{QStringLiteral("id"), QStringLiteral("Kétlépcsős"), 80, false},
              BrowseColumn{QStringLiteral("is_driver"), QStringLiteral("Gépjárművezető"), 100},
              // Empty for a local user: the mark of who comes from the directory.
              BrowseColumn{QStringLiteral("directory_dn"), QStringLiteral("Címtári bejegyzés"), 220}},

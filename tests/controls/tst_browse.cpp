@@ -255,6 +255,22 @@ private slots:
         QTest::keyClicks(v.searchBox(), "ATT");
         QTRY_COMPARE(column(v), QStringList{"Attila"});
         QCOMPARE(v.searchBox()->placeholderText(), QStringLiteral("Keresés…"));
+
+        // A column the panel paints a mark over is not sorted by: its header click leaves the
+        // order and the header's sort mark as they were.
+        BrowseViewDef marked = groupsView();
+        marked.columns[1].sortable = false;
+        v.setSearchText({});
+        v.setView(marked);
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, nameHeader);
+        const QStringList ordered = column(v);
+        QCOMPARE(ordered.first(), QStringLiteral("100% Kft"));
+        const QString orderBefore = v.query().select();
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(header->sectionViewportPosition(1) + 10, header->height() / 2));
+        QCOMPARE(column(v), ordered);
+        QCOMPARE(v.query().select(), orderBefore);
+        QCOMPARE(header->sortIndicatorSection(), 0);
+        QCOMPARE(header->sortIndicatorOrder(), Qt::AscendingOrder);
     }
 
     // selectionChanged carries the current row's id, -1 for an empty list; Enter activates.
