@@ -58,20 +58,18 @@ QHash<int, QString> columnAt(Connection& c, const QString& table, const QString&
     for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t->primaryKey, col->name, t->name)))
         values.insert(r[0].toInt(), c.history().text(*col, r[1]));
     // Back through the changes since, newest first: what is left is the earliest one's "before".
-    QSet<int> madeSince;
+    const QString since = moment.toString(DateFormats::kStored);
     for (const QVariantList& r : c.select(QStringLiteral("SELECT row_id, old_value FROM qnd_rights_history "
                                                          "WHERE table_name = ? AND column_name = ? AND changed_at > ? "
-                                                         "ORDER BY changed_at DESC, id DESC"),
-                                          {t->name, col->name, moment.toString(DateFormats::kStored)})) {
-        const int row = r[0].toInt();
-        if (r[1].isNull()) {
-            madeSince.insert(row);
-        } else {
-            madeSince.remove(row);
-            values.insert(row, r[1].toString());
-        }
-    }
-    for (int row : std::as_const(madeSince)) values.remove(row);
+                                                         "AND old_value IS NOT NULL ORDER BY changed_at DESC, id DESC"),
+                                          {t->name, col->name, since}))
+        values.insert(r[0].toInt(), r[1].toString());
+    // A row made since was not there. Its making is kept in the cells it was made with, which
+    // need not include this one: a new row's cell left at its default (a no) keeps no row.
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT DISTINCT row_id FROM qnd_rights_history "
+                                                         "WHERE table_name = ? AND changed_at > ? AND old_value IS NULL"),
+                                          {t->name, since}))
+        values.remove(r[0].toInt());
     return values;
 }
 
