@@ -18,6 +18,7 @@
 #include <QSplitter>
 #include <QStyledItemDelegate>
 #include <QTableView>
+#include <QTimer>
 #include <QToolBar>
 #include <QToolTip>
 #include <QVBoxLayout>
@@ -370,6 +371,19 @@ const QSet<int>& Users::enrolled() const
 }
 
 void Users::updateCommands()
+{
+    // Right after a read of the list the marks' own reads wait until its rows are on screen,
+    // which asks them first anyway: a group picked shows its users before anything else.
+    if (m_locksStale || m_enrolledStale) {
+        for (QAction* a : {cmd_unlock, mnu_unlock, cmd_two_step, mnu_two_step})
+            if (a) a->setEnabled(false);
+        QTimer::singleShot(0, this, &Users::commandsForCurrent);
+        return;
+    }
+    commandsForCurrent();
+}
+
+void Users::commandsForCurrent()
 {
     const QModelIndex current = brw_item_1->table()->currentIndex();
     const bool locked = current.isValid() && locks().contains(LoginGuard::keyOf(cellAt(current.row(), "user_name")));

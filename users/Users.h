@@ -80,6 +80,7 @@ private:
     const QHash<QString, QDateTime>& locks() const;
     const QSet<int>& enrolled() const;
     void updateCommands();
+    void commandsForCurrent();
     QString cellAt(int row, const char* column) const;
 
     std::unique_ptr<LoginGuard> m_guard;
