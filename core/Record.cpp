@@ -298,8 +298,8 @@ bool cDDXRecord::Delete()
     }
     bool ok = false;
     try {
-        QString reason;
-        if (connection()->deleteCheck(tableNumber(), id(), &reason)) {
+        QString reason = deleteRefusal();
+        if (!reason.isEmpty() || connection()->deleteCheck(tableNumber(), id(), &reason)) {
             module().errors().add(eError, kLifecycleErrorNumber,
                                   reason.isEmpty() ? QStringLiteral("A tétel nem törölhető.") : reason);
         } else {

@@ -64,6 +64,10 @@ public:
     std::unique_ptr<cDDXRecord> Clone() const;
     bool Validate(eValidateCheckType eValidateType = eCheckWarning);
     virtual eReturnValue ShowForm() = 0;
+    // Why the entity's own rules keep this row from being deleted, in the words the user
+    // reads; empty when they allow it. `Delete` asks it before the rows that refer to it, so
+    // every way of deleting obeys it; a panel may ask first to disable or refuse its command.
+    virtual QString deleteRefusal() const { return {}; }
 
     eItemStatus ItemStatus() const { return m_status; }
     void setItemStatus(int s) { m_status = eItemStatus(s); }

@@ -184,9 +184,10 @@ void Users::InitializeSite()
 {
     Connection* c = &connection();
     if (!m_guard || &m_guard->connection() != c) m_guard = std::make_unique<LoginGuard>(*c);
+    m_central = !c->settings().userManagementLocal();
     // Kept also when the users are kept in a directory: the groups hold its mapping and the role
     // slots, local users are made here, and a directory user's own fields are read-only in his form.
-    titleLabel()->setText(c->settings().userManagementLocal()
+    titleLabel()->setText(!m_central
                               ? QStringLiteral("Felhasználó csoportok, felhasználók")
                               : QStringLiteral("Felhasználó csoportok, felhasználók (Központosított felhasználó kezelés van érvényben!)"));
     {
@@ -206,6 +207,8 @@ void Users::InitializeSite()
                         &Users::UnlockUser},
                        {QStringLiteral("Kétlépcsős azonosítás törlése"), QStringLiteral("Kétlépcsős azonosítás törlése"),
                         RightsKeys::kUserModify, &Users::RemoveTwoStep}});
+        cmd_delete_user = cmd_bar_class_1->actions().value(2);
+        mnu_delete_user = popup_1->actions().value(2);
         cmd_unlock = cmd_bar_class_1->actions().value(3);
         mnu_unlock = popup_1->actions().value(3);
         cmd_two_step = cmd_bar_class_1->actions().value(4);
@@ -256,6 +259,13 @@ void Users::remove(BrowseView* list, const QString& right, std::unique_ptr<cDDXR
 {
     const int id = list->selectedId();
     if (id < 1 || !testRight(right)) return;
+    // A row the record will not give up is refused before the question, in its own words.
+    if (record->CoreLoad(id)) {
+        if (const QString why = record->deleteRefusal(); !why.isEmpty()) {
+            module().message().MsgError(why);
+            return;
+        }
+    }
     if (module().message().MsgQuestionYesNo(ModuleTexts::kConfirmDelete) != 2) return;
     if (record->CoreLoad(id) && record->Delete() && record->CoreUpdate()) {
         list->refresh();
@@ -372,6 +382,11 @@ const QSet<int>& Users::enrolled() const
 
 void Users::updateCommands()
 {
+    // The list's own column says who comes from the directory: no read to wait for.
+    const QModelIndex current = brw_item_1->table()->currentIndex();
+    const bool fromDirectory = m_central && current.isValid() && !cellAt(current.row(), "directory_dn").isEmpty();
+    for (QAction* a : {cmd_delete_user, mnu_delete_user})
+        if (a) a->setEnabled(!fromDirectory);
     // Right after a read of the list the marks' own reads wait until its rows are on screen,
     // which asks them first anyway: a group picked shows its users before anything else.
     if (m_locksStale || m_enrolledStale) {

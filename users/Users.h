@@ -20,7 +20,7 @@ class cDDXRecord;
 class LoginGuard;
 
 // The user groups and, beside them, the users of the selected group. Under centralised
-// user management the lists are only read. A user whose name is locked by failed logins is
+// user management a directory user is not deleted here (he leaves through the directory). A user whose name is locked by failed logins is
 // marked in the "Belépés tiltva" column, and an administrator may lift the lock. Who logs in
 // with a second step is marked in the "Kétlépcsős" column, and an administrator may remove it.
 class Users : public AdminPanel {
@@ -36,6 +36,10 @@ public:
     QToolBar* cmd_bar_class_1 = nullptr;
     QMenu* popup = nullptr;
     QMenu* popup_1 = nullptr;
+    // "Felhasználó törlése" on the users' bar and menu; disabled for a directory user under
+    // central management (the directory sync bars him instead).
+    QAction* cmd_delete_user = nullptr;
+    QAction* mnu_delete_user = nullptr;
     // "Zárolás feloldása" on the users' bar and menu; enabled for a locked user.
     QAction* cmd_unlock = nullptr;
     QAction* mnu_unlock = nullptr;
@@ -84,6 +88,7 @@ private:
     QString cellAt(int row, const char* column) const;
 
     std::unique_ptr<LoginGuard> m_guard;
+    bool m_central = false; // users are kept in a directory (read at attaching)
     mutable QHash<QString, QDateTime> m_locked;
     mutable QDateTime m_locksRead; // the guard's time at the last read
     mutable bool m_locksStale = true;

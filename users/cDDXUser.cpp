@@ -23,6 +23,14 @@ int cDDXUser::tableNumber() const { return Tables::User; }
 
 eReturnValue cDDXUser::ShowForm() { return EditDialog::showFor<frmUser>(this); }
 
+QString cDDXUser::deleteRefusal() const
+{
+    if (directory_dn().isEmpty() || connection()->settings().userManagementLocal()) return {};
+    return QStringLiteral("A(z) „%1” felhasználó a címtárból jön: nem törölhető, csak a címtárból távolítható el; "
+                          "a következő szinkronizálás letiltja.")
+        .arg(user_name());
+}
+
 void cDDXUser::checks()
 {
     Connection* c = connection();

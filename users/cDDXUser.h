@@ -19,6 +19,9 @@ public:
     QString className() const override { return QStringLiteral("cDDXUser"); }
     int tableNumber() const override;
     eReturnValue ShowForm() override;
+    // A directory user under central management leaves through the directory: the next sync
+    // bars him, and his row stays for the audit trail.
+    QString deleteRefusal() const override;
 
     // Asks whether the driver should also stand (or be updated) among the partners as a
     // destination, and does it. Run by the user form after a driver was saved; false when

@@ -342,6 +342,54 @@ private slots:
         QVERIFY(!p.cmd_two_step->isEnabled());
     }
 
+    // Under central management a directory user leaves through the directory, whose sync bars
+    // him: no way of deleting takes him, and the panel's command is off on his row. A local
+    // user is deleted as before, and so is a directory user when management is local.
+    void directoryUserIsNotDeleted()
+    {
+        TestSite site;
+        Connection& c = site.db();
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_user SET directory_dn = 'uid=kiss.bela,ou=people,dc=ceg,dc=hu' WHERE id = 6")));
+        QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("1")));
+        const QString refusal = QStringLiteral("A(z) „kiss.bela” felhasználó a címtárból jön: nem törölhető, csak a címtárból "
+                                               "távolítható el; a következő szinkronizálás letiltja.");
+        const auto deleted = [&c](int id) {
+            return c.select(QStringLiteral("SELECT del_status FROM qnd_user WHERE id=?"), {id}).value(0).value(0).toInt() != 0;
+        };
+        Users p;
+        p.IAddin_AttachToSite(&site, 0, QString());
+        QVERIFY(p.brw_item->selectId(5) && p.brw_item_1->selectId(6));
+        QCoreApplication::processEvents(); // the commands follow the list once it is shown
+        QVERIFY(!p.cmd_delete_user->isEnabled() && !p.mnu_delete_user->isEnabled());
+        // Run anyway, the command refuses before its question.
+        QString said;
+        onNextModal([&](QWidget* d) {
+            said = dialogText(d);
+            clickButton(d, QStringLiteral("OK"));
+        });
+        p.DeleteUser();
+        QVERIFY2(said.contains(refusal), qPrintable(said));
+        QVERIFY(!deleted(6));
+
+        module().takeSite(&site);
+        cDDXUser u;
+        QVERIFY(u.CoreLoad(6));
+        QVERIFY(!u.Delete());
+        QCOMPARE(errorTexts(), QStringList{refusal});
+        module().errors().Clear();
+
+        QVERIFY(p.brw_item_1->selectId(7)); // varga.zoltan, a local user
+        QCoreApplication::processEvents();
+        QVERIFY(p.cmd_delete_user->isEnabled() && p.mnu_delete_user->isEnabled());
+        answerNextModal(QStringLiteral("Igen"));
+        p.DeleteUser();
+        QVERIFY(deleted(7));
+
+        QVERIFY(c.settings().write(QStringLiteral("MAINFRAME"), QStringLiteral("CentralUserManagement"), QStringLiteral("0")));
+        QVERIFY(u.CoreLoad(6) && u.Delete() && u.CoreUpdate());
+        QVERIFY(deleted(6));
+    }
+
     void remindersFollowTheDriver()
     {
         ModuleSite site;
