@@ -124,11 +124,12 @@ const ConfigChange* find(const ConfigImport& plan, const QString& section, const
 }
 
 // The demo data made harder to carry: a group's rule naming another group (and one requiring
-// the second login step), equal captions
+// the second login step, mapped to a directory group), equal captions
 // side by side (with a child under the second), a prefix two units share, a role name.
 void enrich(Connection& c)
 {
-    putRow(c, Tables::UserGroup, {{"right_event", 3}, {"right_partner", -2}, {"two_step", true}}, 2);
+    putRow(c, Tables::UserGroup, {{"right_event", 3}, {"right_partner", -2}, {"two_step", true},
+                                     {"directory_dn", "CN=Vezetők,OU=Csoportok,DC=ceg,DC=hu"}, {"directory_priority", 4}}, 2);
     putRow(c, Tables::Menu, {{"id", 2000001}, {"parent_id", 1000000}, {"sort_order", 5}, {"caption", "Jelentések"},
                              {"class_name", ""}, {"auth_0", false}, {"auth_2", true}});
     putRow(c, Tables::Menu, {{"id", 2000002}, {"parent_id", 1000000}, {"sort_order", 5}, {"caption", "Jelentések"},
@@ -196,6 +197,9 @@ private slots:
         QCOMPARE(b->settings().read(QStringLiteral("MAINFRAME"), QStringLiteral("CUE_NAME_3")), QStringLiteral("Könyvelés:"));
         QVERIFY(b->engine().fromDb(*b->tableDef(Tables::UserGroup)->column(QStringLiteral("two_step")),
                                    b->select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE name='Vezetők'")).value(0).value(0)).toBool());
+        const QVariantList mapped = b->select(QStringLiteral("SELECT directory_dn, directory_priority FROM qnd_user_group WHERE name='Vezetők'")).value(0);
+        QCOMPARE(mapped.value(0).toString(), QStringLiteral("CN=Vezetők,OU=Csoportok,DC=ceg,DC=hu"));
+        QCOMPARE(mapped.value(1).toInt(), 4);
         // New rights came in as changes of the importer, kept in the history.
         QVERIFY(historyRows(*b) > 0);
 
