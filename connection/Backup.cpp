@@ -285,34 +285,6 @@ bool restore(const QString& file, const QString& target, QString* message)
 
 namespace {
 
-// A reference from a column to the key of another table (or of its own, in a tree).
-struct Reference {
-    const char* table;
-    const char* column;
-    const char* parent;
-    const char* parentKey;
-    const char* empty;     // the values that point nowhere on purpose, as SQL on the column; nullptr: none
-    const char* what;      // what is wrong, in Hungarian
-};
-
-const Reference kReferences[] = {
-    {"qnd_user", "user_group_id", "qnd_user_group", "id", nullptr, "a felhasználó csoportja nem létezik"},
-    {"qnd_user", "partner_id", "pa_partner", "pa_qndid", "<= 0", "a felhasználó partnere nem létezik"},
-    {"qnd_auth_unit", "parent_id", "qnd_auth_unit", "id", "= 0", "a jogosultság szülője nem létezik"},
-    {"qnd_menu", "parent_id", "qnd_menu", "id", "= 0", "a menüpont szülője nem létezik"},
-    {"qnd_olap_report", "parent_id", "qnd_olap_report", "id", "= 0", "az OLAP-kimutatás mappája nem létezik"},
-    {"qnd_olap_report_field", "report_id", "qnd_olap_report", "id", nullptr, "a mező kimutatása nem létezik"},
-    {"qnd_report", "parent_id", "qnd_report", "id", "= 0", "a riport mappája nem létezik"},
-    {"qnd_list", "parent_id", "qnd_list", "id", "= 0", "a lista szülője nem létezik"},
-    {"qnd_list", "owner_user_id", "qnd_user", "id", "<= 0", "a lista gazdája nem létezik"},
-    {"qnd_menu_log", "user_id", "qnd_user", "id", nullptr, "a menünapló sorának felhasználója nem létezik"},
-    {"qnd_menu_log", "menu_id", "qnd_menu", "id", nullptr, "a menünapló sorának menüpontja nem létezik"},
-    {"qnd_report_log", "user_id", "qnd_user", "id", nullptr, "a kimutatásnapló sorának felhasználója nem létezik"},
-    {"qnd_report_log", "report_id", "qnd_report", "id", nullptr, "a kimutatásnapló sorának riportja nem létezik"},
-    {"crm_event", "dedicate_user_id", "qnd_user", "id", "<= 0", "az esemény felhasználója nem létezik"},
-    {"pa_telephely", "pa_qndid", "pa_partner", "pa_qndid", nullptr, "a telephely partnere nem létezik"},
-};
-
 constexpr int kShownIds = 5;
 
 class Checker {
@@ -323,7 +295,8 @@ public:
     {
         m_tables = m_c.engine().tables(m_c.db());
         schemaAndEngine();
-        for (const Reference& r : kReferences) references(r);
+        for (const TableDef& t : Schema::instance().tables())
+            for (const ForeignRef& r : t.references) references(t, r);
         rightsHistory();
         roleSlots();
         keys();
@@ -416,16 +389,16 @@ private:
         }
     }
 
-    void references(const Reference& r)
+    // Rows of `t` whose column points at no row of its target.
+    void references(const TableDef& t, const ForeignRef& r)
     {
-        const QString table = QString::fromLatin1(r.table), parent = QString::fromLatin1(r.parent);
-        if (!has(table) || !has(parent)) return;
-        const QString column = quoted(QString::fromLatin1(r.column));
+        const TableDef* target = Schema::instance().table(r.targetTable);
+        if (!target || !has(t.name) || !has(target->name)) return;
+        const QString column = quoted(r.column);
         QString where = QStringLiteral("NOT EXISTS (SELECT 1 FROM %1 p WHERE p.%2 = t.%3)")
-                            .arg(quoted(parent), quoted(QString::fromLatin1(r.parentKey)), column);
-        where += r.empty ? QStringLiteral(" AND NOT (t.%1 %2)").arg(column, QString::fromLatin1(r.empty)) : QString();
-        const TableDef* def = Schema::instance().table(table);
-        finding(table, def ? def->primaryKey : QStringLiteral("id"), where, {}, QString::fromUtf8(r.what));
+                            .arg(quoted(target->name), quoted(target->primaryKey), column);
+        if (!r.noneCondition.isEmpty()) where += QStringLiteral(" AND NOT (t.%1 %2)").arg(column, r.noneCondition);
+        finding(t.name, t.primaryKey, where, {}, r.faultText);
     }
 
     // Every row of the rights history names a row of a table that keeps history.

@@ -308,21 +308,18 @@ bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
         if (reason) *reason = QStringLiteral("A törlendő tétel nem található.");
         return true;
     }
-    // Rows other tables still use may not go.
-    struct Ref { int table; const char* referrer; const char* column; const char* what; };
-    static const Ref refs[] = {
-        {Tables::UserGroup, "qnd_user", "user_group_id", "felhasználó tartozik a csoporthoz"},
-    };
-    for (const Ref& r : refs) {
-        if (r.table != table) continue;
-        auto n = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=? AND del_status=0")
-                            .arg(quoted(QString::fromLatin1(r.referrer)), quoted(QString::fromLatin1(r.column))),
-                        {key});
-        if (!n.isEmpty() && n.first().value(0).toInt() > 0) {
-            if (reason)
-                *reason = QStringLiteral("A tétel nem törölhető: %1 %2.").arg(n.first().value(0).toInt())
-                              .arg(QString::fromUtf8(r.what));
-            return true;
+    // Rows other tables still use may not go, where the schema's reference says so.
+    for (const TableDef& referrer : Schema::instance().tables()) {
+        for (const ForeignRef& r : referrer.references) {
+            if (r.blocksDelete.isEmpty() || r.targetTable != t.name) continue;
+            auto n = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=? AND del_status=0")
+                                .arg(quoted(referrer.name), quoted(r.column)),
+                            {key});
+            if (!n.isEmpty() && n.first().value(0).toInt() > 0) {
+                if (reason)
+                    *reason = QStringLiteral("A tétel nem törölhető: %1 %2.").arg(n.first().value(0).toInt()).arg(r.blocksDelete);
+                return true;
+            }
         }
     }
     return false;

@@ -55,6 +55,12 @@ QList<ColumnDef> roles(int held)
     return l;
 }
 
+ForeignRef ref(const char* column, const char* target, const char* none, const char* fault, const char* blocksDelete = nullptr)
+{
+    return {QString::fromLatin1(column), QString::fromLatin1(target), QString::fromLatin1(none), QString::fromUtf8(fault),
+            QString::fromUtf8(blocksDelete)};
+}
+
 IndexDef idx(const char* n, QStringList cols, bool unique = false)
 {
     return {QString::fromLatin1(n), std::move(cols), unique};
@@ -290,6 +296,29 @@ Schema::Schema()
     for (TableDef& t : m_tables)
         for (const auto& [table, column] : hungarian)
             if (t.number == table) t.sortKeys << QString::fromLatin1(column);
+    // Which column points at which table's key; "= 0" and "<= 0" are the values that point
+    // nowhere on purpose (a tree's root, no partner, no owner).
+    const std::pair<int, ForeignRef> references[] = {
+        {Tables::User, ref("user_group_id", "qnd_user_group", nullptr, "a felhasználó csoportja nem létezik",
+                           "felhasználó tartozik a csoporthoz")},
+        {Tables::User, ref("partner_id", "pa_partner", "<= 0", "a felhasználó partnere nem létezik")},
+        {Tables::AuthUnit, ref("parent_id", "qnd_auth_unit", "= 0", "a jogosultság szülője nem létezik")},
+        {Tables::Menu, ref("parent_id", "qnd_menu", "= 0", "a menüpont szülője nem létezik")},
+        {Tables::OlapReport, ref("parent_id", "qnd_olap_report", "= 0", "az OLAP-kimutatás mappája nem létezik")},
+        {Tables::OlapReportField, ref("report_id", "qnd_olap_report", nullptr, "a mező kimutatása nem létezik")},
+        {Tables::Report, ref("parent_id", "qnd_report", "= 0", "a riport mappája nem létezik")},
+        {Tables::List, ref("parent_id", "qnd_list", "= 0", "a lista szülője nem létezik")},
+        {Tables::List, ref("owner_user_id", "qnd_user", "<= 0", "a lista gazdája nem létezik")},
+        {Tables::MenuLog, ref("user_id", "qnd_user", nullptr, "a menünapló sorának felhasználója nem létezik")},
+        {Tables::MenuLog, ref("menu_id", "qnd_menu", nullptr, "a menünapló sorának menüpontja nem létezik")},
+        {Tables::ReportLog, ref("user_id", "qnd_user", nullptr, "a kimutatásnapló sorának felhasználója nem létezik")},
+        {Tables::ReportLog, ref("report_id", "qnd_report", nullptr, "a kimutatásnapló sorának riportja nem létezik")},
+        {Tables::Event, ref("dedicate_user_id", "qnd_user", "<= 0", "az esemény felhasználója nem létezik")},
+        {Tables::PartnerSite, ref("pa_qndid", "pa_partner", nullptr, "a telephely partnere nem létezik")},
+    };
+    for (TableDef& t : m_tables)
+        for (const auto& [table, r] : references)
+            if (t.number == table) t.references << r;
     for (TableDef& t : m_tables) {
         if (t.number == Tables::UserGroup)
             t.historyColumns << QStringLiteral("right_event") << QStringLiteral("right_project") << QStringLiteral("right_partner")

@@ -22,6 +22,19 @@ struct IndexDef {
     bool unique = false;
 };
 
+// A column that holds the key of a row of another table (or of its own, in a tree). Not an
+// SQL foreign key: rows are deleted softly, a log keeps naming what it logged, and some values
+// point nowhere on purpose. The database's check finds rows that point at nothing; a row that
+// live rows still point at is not deleted where the reference says so.
+struct ForeignRef {
+    QString column;
+    QString targetTable;     // the column holds that table's key
+    QString noneCondition;   // SQL on the column true of the values that point nowhere on purpose ("= 0"); empty: none
+    QString faultText;       // a row that points at nothing, in Hungarian ("a felhasználó csoportja nem létezik")
+    QString blocksDelete;    // when set, live rows pointing at a row keep it from being deleted: what they are
+                             // after their count ("felhasználó tartozik a csoporthoz")
+};
+
 struct TableDef {
     QString name;
     int number = 0;          // the table number callers address it by
@@ -37,6 +50,8 @@ struct TableDef {
     // Text columns kept in Hungarian order by an index: where the engine cannot store that
     // order in the schema, each keeps its sort key in a column of its own (Engine::sortKeyColumn).
     QStringList sortKeys;
+    // The columns that point at rows of tables of the schema.
+    QList<ForeignRef> references;
 
     int columnIndex(const QString& column) const;       // case-insensitive, -1 if none
     const ColumnDef* column(const QString& column) const;
