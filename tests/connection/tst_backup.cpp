@@ -2,6 +2,7 @@
 // eight writers save from processes of their own (nexo_writer).
 #include "Backup.h"
 #include "Connection.h"
+#include "HeadlessShell.h"
 #include "ReadOnlySource.h"
 #include "TestDatabase.h"
 
@@ -20,21 +21,6 @@ constexpr int kSaves = 80;
 constexpr int kShared = 5;
 
 QString program(const QString& name) { return qEnvironmentVariable("NEXO_TEST_BIN") + QLatin1Char('/') + name; }
-
-// nexo-shell with no display at all; the exit status, and what it printed in `said`.
-int shell(const QStringList& args, QString* said = nullptr)
-{
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
-    p.setProcessEnvironment(env);
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    p.start(program(QStringLiteral("nexo-shell")), args);
-    if (!p.waitForFinished(180000)) return -1;
-    const QString out = QString::fromUtf8(p.readAll());
-    if (said) *said = out;
-    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-}
 
 // Every row of every table of the schema (and of `extra`), in key order, as text.
 QMap<QString, QStringList> contents(Connection& c, const QStringList& extra = {})
@@ -137,7 +123,7 @@ void tst_backup::backupWhileEightWriteIsOneMoment()
 
     const QString file = source.filePath(QStringLiteral("mentes.bak"));
     QString said;
-    QCOMPARE(shell({QStringLiteral("--backup"), file, QStringLiteral("--db"), source.target()}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--backup"), file, QStringLiteral("--db"), source.target()}, &said), 0);
     QVERIFY2(said.contains(QStringLiteral("Az adatbázis mentése elkészült")), qPrintable(said));
     int running = 0;
     for (auto& p : writers) running += p->state() != QProcess::NotRunning;
@@ -152,7 +138,7 @@ void tst_backup::backupWhileEightWriteIsOneMoment()
 
     TestDatabase firstCopy;
     const QString firstTarget = testingPostgres() ? firstCopy.target() : firstCopy.filePath(QStringLiteral("elso.sqlite"));
-    QCOMPARE(shell({QStringLiteral("--restore"), file, QStringLiteral("--db"), firstTarget}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--restore"), file, QStringLiteral("--db"), firstTarget}, &said), 0);
     QVERIFY2(said.contains(QStringLiteral("A mentés visszaállítva")), qPrintable(said));
     {
         auto copy = openCopy(firstTarget);
@@ -182,10 +168,10 @@ void tst_backup::backupWhileEightWriteIsOneMoment()
     QVERIFY2(report.faults.isEmpty(), qPrintable(report.faults.join(QLatin1Char('\n'))));
 
     // With the writers stopped: the copy is the source, every table, every row.
-    QCOMPARE(shell({QStringLiteral("--backup"), file, QStringLiteral("--db"), source.target()}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--backup"), file, QStringLiteral("--db"), source.target()}, &said), 0);
     TestDatabase secondCopy;
     const QString secondTarget = testingPostgres() ? secondCopy.target() : secondCopy.filePath(QStringLiteral("masodik.sqlite"));
-    QCOMPARE(shell({QStringLiteral("--restore"), file, QStringLiteral("--db"), secondTarget}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--restore"), file, QStringLiteral("--db"), secondTarget}, &said), 0);
     auto copy = openCopy(secondTarget);
     QVERIFY(copy);
     const QStringList extra{QStringLiteral("nexo_test_history")};
@@ -213,7 +199,7 @@ void tst_backup::checkFindsPlantedFaultsAndWritesNothing()
     TestDatabase db;
     auto c = db.open();
     QString said;
-    QCOMPARE(shell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 0);
     QVERIFY2(said.contains(QStringLiteral("nem talált hibát")), qPrintable(said));
 
     const QString yes = c->boolLiteral(true);
@@ -230,7 +216,7 @@ void tst_backup::checkFindsPlantedFaultsAndWritesNothing()
     const QByteArray state = testingPostgres() ? QByteArray() : fileState(db.target());
     const QString digest = contents(*c).value(QStringLiteral("qnd_user")).join(QLatin1Char('\n'));
 
-    QCOMPARE(shell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 4);
+    QCOMPARE(runShell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 4);
     for (const char* named : {"a felhasználó csoportja nem létezik (qnd_user tábla, 1 sor; azonosító: 7)",
                               "A jogosultság szülője nem létezik (qnd_auth_unit tábla, 1 sor; azonosító: 900)",
                               "0–9-en kívüli szerepkört nevez meg (qnd_rights_history tábla, 1 sor; azonosító: 1)",
@@ -243,7 +229,7 @@ void tst_backup::checkFindsPlantedFaultsAndWritesNothing()
 
     // A table the program reads that lost a column.
     QVERIFY(c->execute(QStringLiteral("ALTER TABLE qnd_list_source DROP COLUMN caption")));
-    QCOMPARE(shell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 4);
+    QCOMPARE(runShell({QStringLiteral("--check"), QStringLiteral("--db"), db.target()}, &said), 4);
     QVERIFY2(said.contains(QStringLiteral("qnd_list_source táblából hiányzó oszlop: caption")), qPrintable(said));
 }
 
@@ -258,22 +244,22 @@ void tst_backup::commandsNeverMakeADatabase()
     const QString file = db.filePath(QStringLiteral("mentes.bak"));
     QString said;
     for (const QStringList& command : {QStringList{QStringLiteral("--check")}, QStringList{QStringLiteral("--backup"), file}}) {
-        QCOMPARE(shell(command + QStringList{QStringLiteral("--db"), missing}, &said), 1);
+        QCOMPARE(runShell(command + QStringList{QStringLiteral("--db"), missing}, &said), 1);
         QVERIFY2(said.contains(QStringLiteral("nem létezik")), qPrintable(said));
     }
     QVERIFY(!QFile::exists(file));
     if (!testingPostgres()) QVERIFY(!QFile::exists(missing));
     // An empty server database stays empty: it is no NexoFrame database to back up or check.
     if (testingPostgres()) {
-        QCOMPARE(shell({QStringLiteral("--check"), QStringLiteral("--db"), empty.target()}, &said), 1);
+        QCOMPARE(runShell({QStringLiteral("--check"), QStringLiteral("--db"), empty.target()}, &said), 1);
         QVERIFY2(said.contains(QStringLiteral("üres")), qPrintable(said));
     }
 
-    QCOMPARE(shell({QStringLiteral("--backup"), file, QStringLiteral("--db"), db.target()}, &said), 0);
+    QCOMPARE(runShell({QStringLiteral("--backup"), file, QStringLiteral("--db"), db.target()}, &said), 0);
     QVERIFY2(!said.contains(QStringLiteral("Hiba")), qPrintable(said));
     const QString before = contents(*c).value(QStringLiteral("qnd_user")).join(QLatin1Char('\n'));
     QVERIFY(c->execute(QStringLiteral("UPDATE qnd_user SET display_name = 'Átírva' WHERE id = 2")));
-    QCOMPARE(shell({QStringLiteral("--restore"), file, QStringLiteral("--db"), db.target()}, &said), 1);
+    QCOMPARE(runShell({QStringLiteral("--restore"), file, QStringLiteral("--db"), db.target()}, &said), 1);
     QVERIFY2(said.contains(QStringLiteral("nem üres")), qPrintable(said));
     QVERIFY(contents(*c).value(QStringLiteral("qnd_user")).join(QLatin1Char('\n')) != before);
     // A backup of the other engine is refused by what it is.
@@ -284,11 +270,11 @@ void tst_backup::commandsNeverMakeADatabase()
         f.write(testingPostgres() ? QByteArray("SQLite format 3\0", 16) : QByteArray("PGDMP"));
     }
     const QString target = testingPostgres() ? empty.target() : db.filePath(QStringLiteral("uj.sqlite"));
-    QCOMPARE(shell({QStringLiteral("--restore"), other, QStringLiteral("--db"), target}, &said), 1);
+    QCOMPARE(runShell({QStringLiteral("--restore"), other, QStringLiteral("--db"), target}, &said), 1);
     QVERIFY2(said.contains(QStringLiteral("nem állítható vissza")), qPrintable(said));
     // The backup over the database file itself is refused.
     if (!testingPostgres()) {
-        QCOMPARE(shell({QStringLiteral("--backup"), db.target(), QStringLiteral("--db"), db.target()}, &said), 1);
+        QCOMPARE(runShell({QStringLiteral("--backup"), db.target(), QStringLiteral("--db"), db.target()}, &said), 1);
         QVERIFY2(said.contains(QStringLiteral("nem írhatja felül")), qPrintable(said));
     }
 }

@@ -3,11 +3,11 @@
 // folders in a fresh temp dir.
 #include "ClassRegistry.h"
 #include "Connection.h"
+#include "HeadlessShell.h"
 #include "ShellLogin.h"
 #include "Modules.h"
 #include "ShellWindow.h"
 #include "TestDatabase.h"
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <memory>
@@ -91,18 +91,3 @@ struct LoggedIn {
     }
     QTabWidget* tabs() const { return window->tabs(); }
 };
-
-// nexo-shell with `args`, as cron or an ssh session runs it: no display. Its exit code (-1: it
-// did not end in time, -2: it crashed), and what it said on either channel.
-inline int runShell(const QStringList& args, QString* said, int timeoutMs = 180000)
-{
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
-    p.setProcessEnvironment(env);
-    p.setProcessChannelMode(QProcess::MergedChannels);
-    p.start(qEnvironmentVariable("NEXO_TEST_BIN") + QStringLiteral("/nexo-shell"), args);
-    if (!p.waitForFinished(timeoutMs)) return -1;
-    *said = QString::fromUtf8(p.readAll());
-    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-}

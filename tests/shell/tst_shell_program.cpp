@@ -298,17 +298,7 @@ void TstShellProgram::commandsRunWithoutADisplay()
     ShellFixture f;
     QVERIFY(f.open());
     const QString bin = qEnvironmentVariable("NEXO_TEST_BIN");
-    auto run = [&](const QStringList& args, QString* said) {
-        QProcess p;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) env.remove(QString::fromLatin1(v));
-        p.setProcessEnvironment(env);
-        p.setProcessChannelMode(QProcess::MergedChannels);
-        p.start(bin + QStringLiteral("/nexo-shell"), args);
-        if (!p.waitForFinished(60000)) return -1;
-        *said = QString::fromUtf8(p.readAll());
-        return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -2;
-    };
+    const auto run = [](const QStringList& args, QString* said) { return runShell(args, said, 60000); };
     QString said;
     QCOMPARE(run({"--help"}, &said), 0);
     QVERIFY2(said.contains(QStringLiteral("Kilépési kódok")), qPrintable(said));
