@@ -12,6 +12,7 @@
 #include "Connection.h"
 #include "IAddin.h"
 #include "LogsViewer.h"
+#include "LazyComboBox.h"
 #include <QApplication>
 #include <QComboBox>
 #include <QElapsedTimer>
@@ -145,7 +146,8 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
         const int user = 1 + (i * 37) % kUsers;
         QElapsedTimer t;
         t.start();
-        panel.cbo_user->setCurrentIndex(panel.cbo_user->findData(user)); // as the user picks
+        panel.cbo_user->fill(); // the list opened,
+        panel.cbo_user->setCurrentIndex(panel.cbo_user->findData(user)); // and a user picked
         switched += t.nsecsElapsed();
         settle();
         ours += t.nsecsElapsed();

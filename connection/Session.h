@@ -24,9 +24,19 @@ public:
     Transactions& transactions() const;
 
     int userId() const { return m_userId; }
-    void setUserId(int id) { m_userId = id; }
-    QString userName() const { return m_userName; }
-    void setUserName(const QString& name) { m_userName = name; }
+    void setUserId(int id)
+    {
+        if (id != m_userId) m_userNameRead = false;
+        m_userId = id;
+    }
+    // The user's login name, read once for each user (the first panel attached reads it).
+    QString userName() const { return m_userNameRead ? m_userName : QString(); }
+    bool userNameRead() const { return m_userNameRead; }
+    void setUserName(const QString& name)
+    {
+        m_userName = name;
+        m_userNameRead = true;
+    }
     // Whether the system's own rows (keys below the first own key) may be changed.
     bool systemEdit() const { return m_systemEdit; }
     void setSystemEdit(bool on) { m_systemEdit = on; }
@@ -38,6 +48,7 @@ private:
     Connection* m_c;
     int m_userId = -1;
     QString m_userName;
+    bool m_userNameRead = false;
     bool m_systemEdit = false;
 };
 

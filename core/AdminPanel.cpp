@@ -68,6 +68,7 @@ void AdminPanel::IAddin_AttachToSite(IAddinSite* site, int mode, const QString& 
     r.step([&] { module().initResources(); });
     r.step([&] {
         Session& s = session();
+        if (s.userNameRead()) return;
         QString name;
         if (s.connection().seek(Tables::User, QStringLiteral("PrimaryKey"), {s.userId()}))
             name = s.connection().browseRecordset(Tables::User).field(QStringLiteral("user_name")).toString();

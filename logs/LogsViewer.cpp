@@ -1,4 +1,5 @@
 #include "LogsViewer.h"
+#include "LazyComboBox.h"
 #include "StandardIcon.h"
 #include "BrowseView.h"
 #include "Connection.h"
@@ -51,7 +52,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     cmd_bar = new QToolBar(ModuleTexts::kMasterData, this);
     cmd_bar->setObjectName(QStringLiteral("cmd_bar_class"));
     cmd_bar->addWidget(new QLabel(QStringLiteral("Felhasználó: "), cmd_bar));
-    cbo_user = new QComboBox(cmd_bar);
+    cbo_user = new Controls::LazyComboBox(cmd_bar);
     cbo_user->setObjectName(QStringLiteral("Felhasználó"));
     cbo_user->setMinimumContentsLength(24);
     // Sized by that length, not by measuring every user's name on each fill.
@@ -107,22 +108,24 @@ void LogsViewer::InitializeSite()
     cbo_user->blockSignals(true);
     cbo_user->clear();
     ComboAddItemData(cbo_user, QStringLiteral("- Minden felhasználó -"), -1);
-    // The live users in the order of the "display_name" index, added in one go: an office
-    // may have a thousand of them.
-    const QList<QVariantList> users = c->select(
-        QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
-            .arg(c->engine().orderTerm(c->engine().sortExpression(c->tableDef(Tables::User), QStringLiteral("display_name")), false)));
-    // Items made whole before they join the list: one insertion, not two changes per user.
-    QList<QStandardItem*> items;
-    items.reserve(users.size());
-    for (const QVariantList& u : users) {
-        auto* item = new QStandardItem(u.value(1).toString());
-        item->setData(u.value(0).toInt(), Qt::UserRole);
-        items << item;
-    }
-    static_cast<QStandardItemModel*>(cbo_user->model())->invisibleRootItem()->appendRows(items);
     cbo_user->setCurrentIndex(0);
     cbo_user->blockSignals(false);
+    // The users are read when the list is first opened or stepped through: most visits to a
+    // log never pick one, and an office may have a thousand of them.
+    cbo_user->setFiller([c](QComboBox* box) {
+        const QList<QVariantList> users = c->select(
+            QStringLiteral("SELECT id, display_name FROM qnd_user WHERE del_status=0 ORDER BY %1, id")
+                .arg(c->engine().orderTerm(c->engine().sortExpression(c->tableDef(Tables::User), QStringLiteral("display_name")), false)));
+        // Items made whole before they join the list: one insertion, not two changes per user.
+        QList<QStandardItem*> items;
+        items.reserve(users.size());
+        for (const QVariantList& u : users) {
+            auto* item = new QStandardItem(u.value(1).toString());
+            item->setData(u.value(0).toInt(), Qt::UserRole);
+            items << item;
+        }
+        static_cast<QStandardItemModel*>(box->model())->invisibleRootItem()->appendRows(items);
+    });
     // Only the two logs have views; another mode opens none and leaves the title.
     if (mode() != 0 && mode() != 1) return;
     titleLabel()->setText(mode() == 0 ? QStringLiteral("Menü log") : QStringLiteral("Kimutatás log"));
@@ -132,6 +135,7 @@ void LogsViewer::InitializeSite()
 
 void LogsViewer::selectUser(int userId)
 {
+    cbo_user->fill();
     const int i = cbo_user->findData(userId);
     if (i >= 0 && i != cbo_user->currentIndex()) {
         cbo_user->setCurrentIndex(i); // comes back here through the signal

@@ -2,7 +2,6 @@
 #include "AdminPanel.h"
 
 class QCheckBox;
-class QComboBox;
 class QDateEdit;
 class QToolBar;
 
@@ -10,6 +9,7 @@ namespace NexoFrame {
 
 namespace Controls {
 class BrowseView;
+class LazyComboBox;
 }
 
 // Who opened which menu item (mode 0) or which report (mode 1), and when, newest first,
@@ -24,7 +24,8 @@ public:
 
     Controls::BrowseView* brw_item = nullptr;
     QToolBar* cmd_bar = nullptr;
-    QComboBox* cbo_user = nullptr;
+    // "- Minden felhasználó -", and the users once the list is opened or stepped through.
+    Controls::LazyComboBox* cbo_user = nullptr;
 
     QCheckBox* chk_period = nullptr;
     QDateEdit* dtp_from = nullptr;

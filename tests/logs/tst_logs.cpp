@@ -1,6 +1,7 @@
 #include "BrowseView.h"
 #include "Connection.h"
 #include "LogsViewer.h"
+#include "LazyComboBox.h"
 #include "ModalSuite.h"
 #include "TestSite.h"
 #include <QCheckBox>
@@ -47,6 +48,11 @@ private slots:
         // Everyone live, by full name, after "everyone".
         QCOMPARE(p.cbo_user->itemText(0), QStringLiteral("- Minden felhasználó -"));
         QCOMPARE(p.cbo_user->itemData(0).toInt(), -1);
+        // The users are read when the list opens.
+        QCOMPARE(p.cbo_user->count(), 1);
+        p.cbo_user->showPopup();
+        p.cbo_user->hidePopup();
+        QCOMPARE(p.cbo_user->currentIndex(), 0);
         QStringList offered;
         for (int i = 1; i < p.cbo_user->count(); ++i) offered << p.cbo_user->itemText(i);
         QCOMPARE(offered, (QStringList{"Kiss Béla", "Kovács Anna", "Nagy Péter", "Rendszergazda", "Varga Zoltán"}));
