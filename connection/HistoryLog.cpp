@@ -39,7 +39,10 @@ Keys::Beside changedCells(const HistoryLog& log, const TableDef& t, bool rowIsNe
     rows.ref = QStringLiteral("row_id");
     for (const HistoryLog::Change& c : changes) {
         const QString before = log.text(*c.column, c.oldValue), after = log.text(*c.column, c.newValue);
-        if (before == after) continue;
+        // A new row's role slots left at no keep no row: a row that grants nothing was no
+        // grant before it was made either. Its other kept cells are kept whatever they hold,
+        // so that the state at a moment before the row knows it was not there.
+        if (before == after && !(rowIsNew && !c.column->name.startsWith(QLatin1String("auth_")))) continue;
         rows.perRow << c.column->name << (rowIsNew ? QVariant() : QVariant(before)) << QVariant(after);
         ++rows.rows;
     }

@@ -54,26 +54,22 @@ QHash<int, QString> columnAt(Connection& c, const QString& table, const QString&
     const ColumnDef* col = t ? t->column(column) : nullptr;
     if (!col || !t->historyColumns.contains(col->name))
         throw DbError(QStringLiteral("A(z) %1.%2 oszlop változásait nem őrzi az előzmény.").arg(table, column));
-    // A row made since was not there: its making is kept in its creation time, where a table
-    // keeps one, and in the cells it was made with, which need not include this one (a new
-    // row's cell left at its default, a no, keeps no row).
-    const ColumnDef* made = t->column(QStringLiteral("create_date"));
     QHash<int, QString> values;
-    QSet<int> madeSince;
-    for (const QVariantList& r :
-         c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"%4")
-                      .arg(t->primaryKey, col->name, t->name, made ? QStringLiteral(" WHERE create_date IS NULL OR create_date <= ?") : QString()),
-                  made ? QVariantList{c.engine().toDb(*made, moment)} : QVariantList{}))
+    for (const QVariantList& r : c.select(QStringLiteral("SELECT \"%1\", \"%2\" FROM \"%3\"").arg(t->primaryKey, col->name, t->name)))
         values.insert(r[0].toInt(), c.history().text(*col, r[1]));
     // Back through the changes since, newest first: what is left is the earliest one's "before".
+    QSet<int> madeSince;
     for (const QVariantList& r : c.select(QStringLiteral("SELECT row_id, old_value FROM qnd_rights_history "
                                                          "WHERE table_name = ? AND column_name = ? AND changed_at > ? "
                                                          "ORDER BY changed_at DESC, id DESC"),
                                           {t->name, col->name, moment.toString(DateFormats::kStored)})) {
-        if (r[1].isNull())
-            madeSince.insert(r[0].toInt());
-        else if (values.contains(r[0].toInt()))
-            values.insert(r[0].toInt(), r[1].toString());
+        const int row = r[0].toInt();
+        if (r[1].isNull()) {
+            madeSince.insert(row);
+        } else {
+            madeSince.remove(row);
+            values.insert(row, r[1].toString());
+        }
     }
     for (int row : std::as_const(madeSince)) values.remove(row);
     return values;
