@@ -13,12 +13,23 @@
 #include <QScopeGuard>
 #include <QSqlError>
 #include <QSqlRecord>
+#include <ctime>
 
 namespace NexoFrame {
 
 namespace {
 
 QAtomicInt g_connectionCounter;
+
+// While TZ is unset, glibc checks the zone file again at every local-time conversion: a stat
+// of /etc/localtime for each date a list shows or a record reads. Naming that same file once,
+// as TZ, spares them all; a TZ the user set is left as it is.
+const bool g_localZoneNamed = [] {
+    if (qEnvironmentVariableIsSet("TZ")) return false;
+    qputenv("TZ", ":/etc/localtime");
+    tzset();
+    return true;
+}();
 
 bool isOurs(const QStringList& tables);
 
