@@ -210,6 +210,8 @@ QString dnKey(const QString& dn)
 {
     // A character walk rather than a pattern: a sync asks this of every member of every group.
     const QString lower = dn.trimmed().toLower();
+    // A server hands its DNs without blanks around the separators: nothing to take out.
+    if (!lower.contains(u' ')) return lower;
     QString out;
     out.reserve(lower.size());
     for (qsizetype i = 0; i < lower.size(); ++i) {
@@ -363,17 +365,21 @@ QHash<QString, QStringList> Link::membership(const Config& config, const QList<P
             for (const QString& g : p.memberOf) out[dnKey(p.dn)] << dnKey(g);
         break;
     case Membership::Member:
-        for (const Group& g : groups)
-            for (const QString& m : g.members) out[dnKey(m)] << dnKey(g.dn);
+        for (const Group& g : groups) {
+            const QString group = dnKey(g.dn);
+            for (const QString& m : g.members) out[dnKey(m)] << group;
+        }
         break;
     case Membership::MemberUid: {
         QHash<QString, QString> byLogin;
         for (const Person& p : people) byLogin.insert(loginKey(p.login), dnKey(p.dn));
-        for (const Group& g : groups)
+        for (const Group& g : groups) {
+            const QString group = dnKey(g.dn);
             for (const QString& m : g.members) {
                 const QString dn = byLogin.value(loginKey(m));
-                if (!dn.isEmpty()) out[dn] << dnKey(g.dn);
+                if (!dn.isEmpty()) out[dn] << group;
             }
+        }
         break;
     }
     }
