@@ -66,8 +66,9 @@ void HistoryLog::recordNewRows(const TableDef& t, int firstKey, const QList<QLis
     int written = 0;
     for (qsizetype i = 0; i < rows.size(); ++i) {
         cells = changedCells(*this, t, true, rows[i], m_c.session().userId());
-        // Each history row: its cell's three values, then the key of the row it belongs to.
-        for (int r = 0; r < cells.rows; ++r) values << cells.perRow.mid(r * 3, 3) << firstKey + int(i);
+        // Each history row: its cell's own values, then the key of the row it belongs to.
+        const qsizetype own = cells.columns.size() - cells.shared.size();
+        for (int r = 0; r < cells.rows; ++r) values << cells.perRow.mid(r * own, own) << firstKey + int(i);
         written += cells.rows;
     }
     if (written == 0) return;
@@ -84,7 +85,9 @@ void HistoryLog::record(const TableDef& t, const QVariant& rowId, bool rowIsNew,
     const Keys::Beside rows = changedCells(*this, t, rowIsNew, changes, m_c.session().userId());
     if (rows.rows == 0) return;
     try {
-        m_c.keys().insertKeyed(rows.table, rows.columns.mid(0, 3) + QStringList{rows.ref} + rows.columns.mid(3),
+        // The row's key goes with the values every history row shares, after them.
+        const qsizetype shared = rows.shared.size();
+        m_c.keys().insertKeyed(rows.table, rows.columns.mid(0, shared) + QStringList{rows.ref} + rows.columns.mid(shared),
                                rows.shared + QVariantList{rowId}, rows.perRow, rows.rows);
     } catch (const DbError& e) {
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
