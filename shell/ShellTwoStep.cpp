@@ -140,10 +140,15 @@ TwoStepDialog::TwoStepDialog(Connection& connection, int userId, const QString& 
     txt_recovery_codes->setObjectName(QStringLiteral("txt_recovery_codes"));
     txt_recovery_codes->setReadOnly(true);
     txt_recovery_codes->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    // As high as the codes, no higher: the buttons stay beside them.
+    const QFontMetrics codeFont(txt_recovery_codes->font());
+    txt_recovery_codes->setFixedHeight(codeFont.lineSpacing() * (TwoStep::kRecoveryCodes + 1) + 2 * txt_recovery_codes->frameWidth()
+                                       + int(2 * txt_recovery_codes->document()->documentMargin()));
     codesLayout->addWidget(txt_recovery_codes);
     cmd_save_codes = button(QStringLiteral("&Mentés fájlba…"), "cmd_save_codes", codes);
     cmd_print_codes = button(QStringLiteral("&Nyomtatás…"), "cmd_print_codes", codes);
     codesLayout->addLayout(buttonRow(cmd_save_codes, cmd_print_codes));
+    codesLayout->addStretch();
 
     m_pages->insertWidget(StatePage, state);
     m_pages->insertWidget(EnrolPage, enrol);
