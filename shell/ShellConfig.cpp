@@ -59,13 +59,6 @@ QString summary(const ConfigImport& plan)
         .arg(plan.count(ConfigChange::Leave));
 }
 
-bool allowed(QWidget* parent, Connection& c, int userId, const QString& right, const QString& what)
-{
-    if (rightsTest(c, userId, right)) return true;
-    Notices::error(parent, QStringLiteral("Nincs joga %1.").arg(what));
-    return false;
-}
-
 } // namespace
 
 ConfigImportDialog::ConfigImportDialog(Connection& connection, ConfigImport plan, QWidget* parent)
@@ -162,7 +155,7 @@ void ConfigImportDialog::runImport()
 
 bool exportConfiguration(QWidget* parent, Connection& c, int userId, QString path)
 {
-    if (!allowed(parent, c, userId, kConfigExportRight, QStringLiteral("a beállítások exportálásához"))) return false;
+    if (!Notices::allowed(parent, c, userId, kConfigExportRight, QStringLiteral("a beállítások exportálásához"))) return false;
     if (path.isEmpty()) {
         const QString suggested = QDir::home().filePath(
             QStringLiteral("nexoframe-beallitasok-%1.json").arg(QDate::currentDate().toString(DateFormats::kFileDay)));
@@ -182,7 +175,7 @@ bool exportConfiguration(QWidget* parent, Connection& c, int userId, QString pat
 
 bool importConfiguration(QWidget* parent, Connection& c, int userId, QString path)
 {
-    if (!allowed(parent, c, userId, kConfigImportRight, QStringLiteral("a beállítások importálásához"))) return false;
+    if (!Notices::allowed(parent, c, userId, kConfigImportRight, QStringLiteral("a beállítások importálásához"))) return false;
     if (path.isEmpty()) {
         path = QFileDialog::getOpenFileName(parent, QStringLiteral("Beállítások importálása"), QDir::homePath(),
                                             QStringLiteral("NexoFrame-beállítások (*.json);;Minden fájl (*)"));
@@ -205,7 +198,7 @@ bool importConfiguration(QWidget* parent, Connection& c, int userId, QString pat
 
 bool backupDatabase(QWidget* parent, Connection& c, int userId, QString path)
 {
-    if (!allowed(parent, c, userId, kDatabaseBackupRight, QStringLiteral("az adatbázis mentéséhez"))) return false;
+    if (!Notices::allowed(parent, c, userId, kDatabaseBackupRight, QStringLiteral("az adatbázis mentéséhez"))) return false;
     if (path.isEmpty()) {
         const bool server = isServerTarget(c.target());
         const QString name = server ? QUrl(c.target()).path().mid(1) : QFileInfo(c.databaseName()).completeBaseName();

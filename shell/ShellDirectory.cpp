@@ -203,10 +203,7 @@ void DirectorySettingsDialog::accept()
 
 bool editDirectorySettings(QWidget* parent, Connection& c, int userId)
 {
-    if (!rightsTest(c, userId, kDirectorySettingsRight)) {
-        Notices::error(parent, QStringLiteral("Nincs joga a címtár beállításához."));
-        return false;
-    }
+    if (!Notices::allowed(parent, c, userId, kDirectorySettingsRight, QStringLiteral("a címtár beállításához"))) return false;
     DirectorySettingsDialog dialog(c, parent);
     return dialog.exec() == QDialog::Accepted;
 }
@@ -275,10 +272,7 @@ void DirectorySyncDialog::apply()
 
 bool syncDirectory(QWidget* parent, Connection& c, int userId)
 {
-    if (!rightsTest(c, userId, kDirectorySyncRight)) {
-        Notices::error(parent, QStringLiteral("Nincs joga a címtár szinkronizálásához."));
-        return false;
-    }
+    if (!Notices::allowed(parent, c, userId, kDirectorySyncRight, QStringLiteral("a címtár szinkronizálásához"))) return false;
     Directory::SyncPlan plan;
     QApplication::setOverrideCursor(Qt::WaitCursor);
     QString failed;

@@ -157,10 +157,8 @@ bool LogMaintenanceDialog::prune()
 
 bool maintainLogs(QWidget* parent, Connection& connection, int userId)
 {
-    if (!rightsTest(connection, userId, kLogMaintenanceRight)) {
-        Notices::error(parent, QStringLiteral("Nincs joga a naplók karbantartásához."));
+    if (!Notices::allowed(parent, connection, userId, kLogMaintenanceRight, QStringLiteral("a naplók karbantartásához")))
         return false;
-    }
     LogMaintenanceDialog dialog(connection, parent);
     dialog.exec();
     return true;

@@ -1,4 +1,5 @@
 #include "ShellNotices.h"
+#include "Access.h"
 #include "DbError.h"
 #include "LockQuestion.h"
 #include "RuntimeError.h"
@@ -69,6 +70,13 @@ QString describe(std::exception_ptr e)
     } catch (...) {
         return QStringLiteral("Ismeretlen hiba történt.");
     }
+}
+
+bool allowed(QWidget* parent, Connection& c, int userId, const QString& right, const QString& what)
+{
+    if (rightsTest(c, userId, right)) return true;
+    error(parent, QStringLiteral("Nincs joga %1.").arg(what));
+    return false;
 }
 
 } // namespace NexoFrame::Shell::Notices

@@ -28,6 +28,10 @@ void clearLast();
 // The user-facing description of a caught exception of any kind the panels may throw.
 QString describe(std::exception_ptr e);
 
+// Whether the user holds `right`; if not, says so: "Nincs joga <what>." (`what` such as
+// "a naplók karbantartásához").
+bool allowed(QWidget* parent, Connection& c, int userId, const QString& right, const QString& what);
+
 } // namespace Notices
 
 // Runs a call into a panel or module; any exception becomes an error message that starts

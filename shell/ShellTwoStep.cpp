@@ -329,10 +329,8 @@ bool TwoStepDialog::printCodes()
 
 bool manageTwoStep(QWidget* parent, Connection& connection, const LoginResult& user)
 {
-    if (!rightsTest(connection, user.userId, kTwoStepRight)) {
-        Notices::error(parent, QStringLiteral("Nincs joga a kétlépcsős azonosítás beállításához."));
+    if (!Notices::allowed(parent, connection, user.userId, kTwoStepRight, QStringLiteral("a kétlépcsős azonosítás beállításához")))
         return false;
-    }
     TwoStepDialog dialog(connection, user.userId, user.userName, nullptr, parent);
     dialog.exec();
     return true;

@@ -4,6 +4,7 @@
 #include "ShellTwoStep.h"
 #include "Snapshots.h"
 #include "TwoStep.h"
+#include "TwoStepTesting.h"
 #include <QAction>
 #include <QFile>
 #include <QLabel>
@@ -17,16 +18,6 @@ using namespace NexoFrame::Shell;
 using Status = LoginResult::Status;
 
 namespace {
-
-// A code as another implementation makes it: oathtool, at a given moment.
-QString oathCode(const QString& base32, const QDateTime& at)
-{
-    QProcess p;
-    p.start(QStringLiteral("oathtool"), {QStringLiteral("--totp"), QStringLiteral("-b"), base32, QStringLiteral("--now"),
-                                         at.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss 'UTC'"))});
-    if (!p.waitForFinished(10000) || p.exitCode() != 0) qWarning("oathtool: %s", p.readAllStandardError().constData());
-    return QString::fromLatin1(p.readAllStandardOutput()).trimmed();
-}
 
 // What a phone's camera reads from the picture: zbarimg on the saved PNG.
 QString scanned(const QPixmap& picture, const QString& file)

@@ -8,15 +8,18 @@
 
 namespace NexoFrame {
 
-// The code of `secret` at `at`, as oathtool makes it.
-inline QString oathCode(const QByteArray& secret, const QDateTime& at)
+// The code of a secret typed as base32 (as the enrolment shows it) at `at`, as oathtool makes it.
+inline QString oathCode(const QString& base32, const QDateTime& at)
 {
     QProcess p;
-    p.start(QStringLiteral("oathtool"), {QStringLiteral("--totp"), QStringLiteral("-b"), TwoStep::base32(secret), QStringLiteral("--now"),
+    p.start(QStringLiteral("oathtool"), {QStringLiteral("--totp"), QStringLiteral("-b"), base32, QStringLiteral("--now"),
                                          at.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss 'UTC'"))});
     if (!p.waitForFinished(10000) || p.exitCode() != 0) qFatal("oathtool failed: %s", p.readAllStandardError().constData());
     return QString::fromLatin1(p.readAllStandardOutput()).trimmed();
 }
+
+// The same for a secret as stored.
+inline QString oathCode(const QByteArray& secret, const QDateTime& at) { return oathCode(TwoStep::base32(secret), at); }
 
 // Enrols the user with a fresh secret confirmed by its code now; false (with a warning) when
 // the enrolment is refused.
