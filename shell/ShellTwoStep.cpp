@@ -1,6 +1,7 @@
 #include "ShellTwoStep.h"
 #include "Access.h"
 #include "Connection.h"
+#include "DateFormats.h"
 #include "LoginGuard.h"
 #include "ShellLogin.h"
 #include "ShellNotices.h"
@@ -226,10 +227,7 @@ void TwoStepDialog::newSecret()
     m_uri = TwoStep::otpauthUri(m_secret, m_userName, installation);
     lbl_qr->setPixmap(QPixmap::fromImage(qrImage(m_uri)));
     // Typed by hand in groups of four, as the apps show it.
-    const QString plain = TwoStep::base32(m_secret);
-    QStringList groups;
-    for (int i = 0; i < plain.size(); i += 4) groups << plain.mid(i, 4);
-    txt_secret->setText(groups.join(QLatin1Char(' ')));
+    txt_secret->setText(TwoStep::inGroups(TwoStep::base32(m_secret), QLatin1Char(' ')));
     txt_code->clear();
     showMessage(QString());
     m_pages->setCurrentIndex(EnrolPage);
@@ -295,7 +293,7 @@ QString TwoStepDialog::codesText() const
     return QStringLiteral("NexoFrame – helyreállító kódok\n\nFelhasználó: %1\nTelepítés: %2\nKészült: %3\n\n"
                           "Mindegyik kód egyszer használható belépéskor a hitelesítő alkalmazás kódja helyett.\n"
                           "Új titkos kulcs készítésekor ezek a kódok érvényüket vesztik.\n\n%4\n")
-        .arg(m_userName, installation, now().toString(QStringLiteral("yyyy.MM.dd. HH:mm")), m_codes.join(QLatin1Char('\n')));
+        .arg(m_userName, installation, now().toString(DateFormats::kMinute), m_codes.join(QLatin1Char('\n')));
 }
 
 bool TwoStepDialog::saveCodes(const QString& path)

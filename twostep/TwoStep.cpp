@@ -84,14 +84,6 @@ QString randomRecoveryCode()
     return code;
 }
 
-// A recovery code as it is shown: four groups of four.
-QString grouped(const QString& code)
-{
-    QStringList parts;
-    for (int i = 0; i < code.size(); i += 4) parts << code.mid(i, 4);
-    return parts.join(QLatin1Char('-'));
-}
-
 QString hashed(const QString& code)
 {
     const QByteArray plain = code.toLatin1();
@@ -211,6 +203,13 @@ QString base32(const QByteArray& secret)
     free(out);
     while (text.endsWith(QLatin1Char('='))) text.chop(1);
     return text;
+}
+
+QString inGroups(const QString& text, QChar separator)
+{
+    QStringList parts;
+    for (qsizetype i = 0; i < text.size(); i += 4) parts << text.mid(i, 4);
+    return parts.join(separator);
 }
 
 QString otpauthUri(const QByteArray& secret, const QString& userName, const QString& installation)
@@ -379,7 +378,7 @@ QStringList enrol(Connection& c, int userId, const QByteArray& secret, const QSt
         *error = failedWrite(done, why, what);
         return {};
     }
-    for (QString& plain : codes) plain = grouped(plain);
+    for (QString& plain : codes) plain = inGroups(plain, QLatin1Char('-'));
     return codes;
 }
 

@@ -55,6 +55,9 @@ QString installationName(Connection& c);
 QByteArray newSecret();
 // The secret as people type it into an app: RFC 4648 base32 without padding.
 QString base32(const QByteArray& secret);
+// `text` in groups of four characters with `separator` between them, as secrets and recovery
+// codes are shown for typing.
+QString inGroups(const QString& text, QChar separator);
 // The enrolment URI the QR code shows:
 // otpauth://totp/NexoFrame:<installation>%20<user>?secret=…&issuer=NexoFrame&digits=6&period=30
 QString otpauthUri(const QByteArray& secret, const QString& userName, const QString& installation);
