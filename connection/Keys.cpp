@@ -172,17 +172,25 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         return first;
     }
     const int first = handOut(table, rows, t.primaryKey, lowest);
-    QStringList tuples;
-    QVariantList values;
-    const QString marks = QStringLiteral(", ?").repeated(columns.size());
-    for (int r = 0; r < rows; ++r) {
-        tuples << QStringLiteral("(?") + marks + QLatin1Char(')');
-        values << first + r << shared << perRow.mid(r * own, own);
+    // Qt hands SQLite every placeholder by name, and SQLite looks a name up along all the
+    // statement's names: a statement's preparing grows with the square of its values. Rows
+    // go a few hundred values a statement, so that a block of any size is prepared at once.
+    constexpr int kValuesPerStatement = 400;
+    const int perStatement = std::max(1, kValuesPerStatement / int(columns.size() + 1));
+    const QString tuple = QStringLiteral("(?") + QStringLiteral(", ?").repeated(columns.size()) + QLatin1Char(')');
+    for (int from = 0; from < rows; from += perStatement) {
+        const int n = std::min(perStatement, rows - from);
+        QStringList tuples;
+        QVariantList values;
+        for (int r = from; r < from + n; ++r) {
+            tuples << tuple;
+            values << first + r << shared << perRow.mid(r * own, own);
+        }
+        QString error;
+        if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), columnList(t, columns), tuples.join(QLatin1Char(','))),
+                         values, &error))
+            throw DbError(error);
     }
-    QString error;
-    if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), columnList(t, columns), tuples.join(QLatin1Char(','))),
-                     values, &error))
-        throw DbError(error);
     if (b) insertKeyed(beside->table, besideColumns, beside->shared + QVariantList{first}, beside->perRow, beside->rows);
     return first;
 }
