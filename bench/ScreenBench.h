@@ -68,6 +68,8 @@ private:
     void shape(QTableView& view) const
     {
         view.resize(m_size);
+        // The header's own least height (its numbers' line) would keep the rows higher.
+        view.verticalHeader()->setMinimumSectionSize(std::min(m_rowHeight, view.verticalHeader()->minimumSectionSize()));
         view.verticalHeader()->setDefaultSectionSize(m_rowHeight);
     }
     static QSqlQuery query(QSqlDatabase& db, const QString& sql, const QVariantList& binds)
