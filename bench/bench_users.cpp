@@ -107,17 +107,9 @@ void run(const QString& engine, const QString& target)
     const QTableView* groups = panel.brw_item->table();
     const int visible = groups->rowAt(groups->viewport()->height() - 1);
     if (visible < 10) fail(QStringLiteral("the groups list shows %1 rows").arg(visible));
-    for (int i = 0; i < kSwitches; ++i) {
-        // A group the list shows without scrolling, as a user clicks it.
-        const int group = 1 + (i * 7) % visible;
+    const auto bareSelect = [&](int group) {
         QElapsedTimer t;
         t.start();
-        if (!panel.brw_item->selectId(group)) fail(QStringLiteral("group %1 not found").arg(group));
-        ours += t.nsecsElapsed();
-        settle();
-        painted += t.nsecsElapsed();
-        if (panel.brw_item_1->loadedRows() != kUsers / kGroups) fail(QStringLiteral("the list shows %1 rows").arg(panel.brw_item_1->loadedRows()));
-        t.restart();
         sel.bindValue(0, group);
         if (!sel.exec()) fail(sel.lastError().text());
         // Every value read, as a screen of these rows needs them.
@@ -126,7 +118,23 @@ void run(const QString& engine, const QString& target)
             n += sel.value(0).toInt() > 0;
             for (int c = 1; c < 8; ++c) (void)sel.value(c);
         }
-        theirs += t.nsecsElapsed();
+        if (n != kUsers / kGroups) fail(QStringLiteral("the bare select found %1 rows").arg(n));
+        return t.nsecsElapsed();
+    };
+    for (int i = 0; i < kSwitches; ++i) {
+        // A group the list shows without scrolling, as a user clicks it.
+        const int group = 1 + (i * 7) % visible;
+        // Taking turns at going first: the second reads the same rows from warm caches.
+        const bool bareFirst = i % 2 == 1;
+        if (bareFirst) theirs += bareSelect(group);
+        QElapsedTimer t;
+        t.start();
+        if (!panel.brw_item->selectId(group)) fail(QStringLiteral("group %1 not found").arg(group));
+        ours += t.nsecsElapsed();
+        settle();
+        painted += t.nsecsElapsed();
+        if (panel.brw_item_1->loadedRows() != kUsers / kGroups) fail(QStringLiteral("the list shows %1 rows").arg(panel.brw_item_1->loadedRows()));
+        if (!bareFirst) theirs += bareSelect(group);
         const Controls::PagedQuery& q = panel.brw_item_1->query();
         plainShown += plain.show(bare, q.select() + QStringLiteral(" LIMIT 200"), q.binds);
     }
