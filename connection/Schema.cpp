@@ -260,12 +260,13 @@ Schema::Schema()
         "e.event_date AS expires FROM crm_event e JOIN qnd_user u ON u.id = e.dedicate_user_id "
         "WHERE e.del_status = 0 AND u.del_status = 0 AND e.event_type_id IN (58, 59)");
     // Every change of a role slot, a group's visibility rule or a user's group: when, by
-    // whom, which row and column, from what to what. Read by row (a cell's story) and by time.
+    // whom, which row and column, from what to what. Read by column and time (the state at a
+    // moment) and by time; only appended to, so each index grows at its end. (No index by
+    // row: a subtree's tick would put thousands of entries all over it.)
     m_tables << makeTable("qnd_rights_history", Tables::RightsHistory, "id",
                       L{lng("id"), dt("changed_at"), lng("user_id", -1), txt("table_name", 64), lng("row_id"),
                         txt("column_name", 64), txt("old_value", 255), txt("new_value", 255)},
-                      {idx("table_row", {"table_name", "row_id", "column_name", "changed_at", "id"}),
-                       idx("column_time", {"table_name", "column_name", "changed_at", "id"}),
+                      {idx("column_time", {"table_name", "column_name", "changed_at", "id"}),
                        idx("changed_at", {"changed_at", "id"})});
     // Failed logins: by name and time for the lock-out, by time for the panel's locked names.
     // A row stays as a log when a successful login or an administrator forgives it (cleared_at).

@@ -49,6 +49,11 @@ QList<SchemaStep> shipped()
         // The secrets' and recovery codes' tables are made by the upgrade itself.
         {4, QStringLiteral("Kétlépcsős bejelentkezés"),
          [](SchemaStepContext& s) { s.addColumn(QStringLiteral("qnd_user_group"), QStringLiteral("two_step")); }},
+        // The rights history's index by row: no reading of the program's goes by it, and a
+        // subtree's tick put an entry of it at each of thousands of places, a cost that grew
+        // with the history.
+        {5, QStringLiteral("A jogosultság-előzmény soronkénti indexe elmarad"),
+         [](SchemaStepContext& s) { s.run(QStringLiteral("DROP INDEX IF EXISTS qnd_rights_history_table_row")); }},
     };
 }
 
