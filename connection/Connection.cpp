@@ -339,14 +339,31 @@ bool Connection::deleteCheck(int table, const QVariant& key, QString* reason)
 bool Connection::isUnique(int table, const QString& keyField, const QString& comparedField,
                           const QVariant& value, const QVariant& ownId)
 {
-    const TableDef& t = requireTable(table);
-    const ColumnDef* kc = t.column(keyField);
-    const ColumnDef* cc = t.column(comparedField);
-    if (!kc || !cc) throw DbError(QStringLiteral("Ismeretlen mező: %1 / %2").arg(keyField, comparedField));
-    auto rows = select(QStringLiteral("SELECT COUNT(*) FROM %1 WHERE %2=? AND %3<>? AND del_status=0")
-                           .arg(quoted(t.name), quoted(cc->name), quoted(kc->name)),
-                       {m_engine->toDb(*cc, value), m_engine->toDb(*kc, ownId)});
-    return !rows.isEmpty() && rows.first().value(0).toInt() == 0;
+    return !present({{table, comparedField, value, keyField, ownId}}).value(0, true);
+}
+
+QList<bool> Connection::present(const QList<Probe>& probes)
+{
+    QStringList asks;
+    QVariantList binds;
+    for (const Probe& p : probes) {
+        const TableDef& t = requireTable(p.table);
+        const ColumnDef* c = t.column(p.column);
+        const ColumnDef* k = p.except.isEmpty() ? nullptr : t.column(p.except);
+        if (!c || (!p.except.isEmpty() && !k)) throw DbError(QStringLiteral("Ismeretlen mező: %1 / %2").arg(p.column, p.except));
+        QString where = QStringLiteral("%1=?").arg(quoted(c->name));
+        binds << m_engine->toDb(*c, p.value);
+        if (k) {
+            where += QStringLiteral(" AND %1<>? AND del_status=0").arg(quoted(k->name));
+            binds << m_engine->toDb(*k, p.exceptKey);
+        }
+        asks << QStringLiteral("CASE WHEN EXISTS (SELECT 1 FROM %1 WHERE %2) THEN 1 ELSE 0 END").arg(quoted(t.name), where);
+    }
+    QList<bool> found;
+    if (asks.isEmpty()) return found;
+    const QVariantList row = select(QStringLiteral("SELECT ") + asks.join(QStringLiteral(", ")), binds).value(0);
+    for (qsizetype i = 0; i < asks.size(); ++i) found << (row.value(i).toInt() != 0);
+    return found;
 }
 
 QString Connection::databaseName() const { return m_engine->databaseName(); }

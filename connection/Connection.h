@@ -117,6 +117,19 @@ public:
     bool isUnique(int table, const QString& keyField, const QString& comparedField,
                   const QVariant& value, const QVariant& ownId);
 
+    // Whether a row of `table` holds `value` in `column`: when `except` names the key column,
+    // a live row other than the one keyed `exceptKey` (what a unique name asks).
+    struct Probe {
+        int table;
+        QString column;
+        QVariant value;
+        QString except;
+        QVariant exceptKey;
+    };
+    // The answers of several probes from one statement: a record's checks cost one round trip
+    // before the lock and one under it, however many rows they look for.
+    QList<bool> present(const QList<Probe>& probes);
+
 
     QString databaseName() const;
     QString systemDatabaseName() const;

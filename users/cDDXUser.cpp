@@ -33,14 +33,18 @@ QString cDDXUser::deleteRefusal() const
 
 void cDDXUser::checks()
 {
-    Connection* c = connection();
-    if (!c->seek(Tables::UserGroup, QStringLiteral("PrimaryKey"), {user_group_id()}))
+    // The group and the name asked of the database at once.
+    const bool named = !user_name().trimmed().isEmpty();
+    QList<Connection::Probe> probes{{Tables::UserGroup, QStringLiteral("id"), user_group_id(), {}, {}}};
+    if (named) probes.append({tableNumber(), QStringLiteral("user_name"), user_name(), QStringLiteral("id"), id()});
+    const QList<bool> found = connection()->present(probes);
+    if (!found.value(0))
         AddError(eError, kFieldCheckNumber, QStringLiteral("A felhasználó csoport megadása kötelező!"));
     if (display_name().trimmed().isEmpty())
         AddError(eError, kFieldCheckNumber, QStringLiteral("A teljes név megadása kötelező!"));
-    if (user_name().trimmed().isEmpty())
+    if (!named)
         AddError(eError, kFieldCheckNumber, QStringLiteral("A felhasználó név megadása kötelező!"));
-    else if (!c->isUnique(tableNumber(), QStringLiteral("id"), QStringLiteral("user_name"), user_name(), id()))
+    else if (found.value(1))
         AddError(eError, kFieldCheckNumber, QStringLiteral("A felhasználó névnek egyedinek kell lennie!"));
 }
 
