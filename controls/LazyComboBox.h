@@ -2,7 +2,9 @@
 #include <QComboBox>
 #include <QFocusEvent>
 #include <QKeyEvent>
+#include <QStyleOptionComboBox>
 #include <QWheelEvent>
+#include <algorithm>
 #include <functional>
 
 namespace NexoFrame::Controls {
@@ -37,6 +39,19 @@ public:
         fill();
         QComboBox::showPopup();
     }
+    // Its items are not there to measure: as wide as its minimum contents length, if it has
+    // one, and an icon. (Asking QComboBox for that sizing makes its popup list at once.)
+    QSize sizeHint() const override
+    {
+        if (minimumContentsLength() <= 0) return QComboBox::sizeHint();
+        const QFontMetrics fm = fontMetrics();
+        const QSize content(minimumContentsLength() * fm.horizontalAdvance(QLatin1Char('X')) + iconSize().width() + 4,
+                            std::max({fm.height(), 14, iconSize().height()}) + 2);
+        QStyleOptionComboBox opt;
+        initStyleOption(&opt);
+        return style()->sizeFromContents(QStyle::CT_ComboBox, &opt, content, this);
+    }
+    QSize minimumSizeHint() const override { return minimumContentsLength() > 0 ? sizeHint() : QComboBox::minimumSizeHint(); }
 
 protected:
     void focusInEvent(QFocusEvent* e) override

@@ -54,9 +54,8 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     cmd_bar->addWidget(new QLabel(QStringLiteral("Felhasználó: "), cmd_bar));
     cbo_user = new Controls::LazyComboBox(cmd_bar);
     cbo_user->setObjectName(QStringLiteral("Felhasználó"));
+    // Sized by a length, not by measuring every user's name on each fill.
     cbo_user->setMinimumContentsLength(24);
-    // Sized by that length, not by measuring every user's name on each fill.
-    cbo_user->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     cmd_bar->addWidget(cbo_user);
     cmd_bar->addSeparator();
     chk_period = new QCheckBox(QStringLiteral("Időszak:"), cmd_bar);
