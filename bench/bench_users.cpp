@@ -98,8 +98,9 @@ void run(const QString& engine, const QString& target)
     QSqlQuery sel(bare);
     // The list's own Hungarian order (on a file, by the name's sort key column).
     const QString order = conn->engine().orderTerm(conn->engine().sortExpression(conn->tableDef(Tables::User), QStringLiteral("user_name")), false);
-    if (!sel.prepare(QStringLiteral("SELECT id,user_name,display_name,abbreviation,assignment,email,access_denied,is_driver "
-                                    "FROM qnd_user WHERE del_status=0 AND user_group_id=? ORDER BY %1,id").arg(order)))
+    // The columns the list shows.
+    if (!sel.prepare(QStringLiteral("SELECT id,user_name,display_name,abbreviation,assignment,email,access_denied,is_driver,"
+                                    "directory_dn FROM qnd_user WHERE del_status=0 AND user_group_id=? ORDER BY %1,id").arg(order)))
         fail(sel.lastError().text());
     // Filled: the users list holds the group's rows; shown: and the panel has painted them.
     qint64 ours = 0, painted = 0, theirs = 0, plainShown = 0;
@@ -116,7 +117,7 @@ void run(const QString& engine, const QString& target)
         int n = 0;
         while (sel.next()) {
             n += sel.value(0).toInt() > 0;
-            for (int c = 1; c < 8; ++c) (void)sel.value(c);
+            for (int c = 1; c < 9; ++c) (void)sel.value(c);
         }
         if (n != kUsers / kGroups) fail(QStringLiteral("the bare select found %1 rows").arg(n));
         return t.nsecsElapsed();

@@ -62,14 +62,29 @@ public:
     using PagedModel::PagedModel;
     QPointer<Connection> connection;
 
-    void setColumns(const QList<const ColumnDef*>& columns, const QStringList& captions)
+    void setColumns(const QList<const ColumnDef*>& columns, const QStringList& captions, const QString& keyColumn)
     {
         beginResetModel();
         m_columns = columns;
         m_captions = captions;
+        // Each column read once, the key first: a column shown twice (the key as a mark, say)
+        // takes its value from the one place.
+        m_read = QStringList{quoted(keyColumn)};
+        m_places.clear();
+        for (const ColumnDef* c : columns) {
+            qsizetype at = m_read.indexOf(quoted(c->name));
+            if (at < 0) {
+                at = m_read.size();
+                m_read << quoted(c->name);
+            }
+            m_places << int(at);
+        }
         endResetModel();
         clear();
     }
+    // What a row is read as, and where a shown column's value is in it.
+    const QStringList& readColumns() const { return m_read; }
+    QVariant valueAt(const QVariantList& row, int column) const { return row.value(m_places.value(column, -1)); }
     // The columns of the sort values, as the order names them, the key last.
     void read(const PagedQuery& query, const QList<const ColumnDef*>& sortColumns)
     {
@@ -112,7 +127,7 @@ protected:
     {
         QStringList cells;
         cells.reserve(m_columns.size());
-        for (int i = 0; i < m_columns.size(); ++i) cells << shown(connection->engine(), *m_columns[i], row.value(i + 1));
+        for (int i = 0; i < m_columns.size(); ++i) cells << shown(connection->engine(), *m_columns[i], valueAt(row, i));
         return cells;
     }
     QVariantList bindable(const QVariantList& values) const override
@@ -133,6 +148,8 @@ protected:
 
 private:
     QList<const ColumnDef*> m_columns, m_sortColumns;
+    QStringList m_read;
+    QList<int> m_places;
     QStringList m_captions;
 };
 
@@ -234,7 +251,7 @@ void BrowseView::setView(const BrowseViewDef& def)
     m_descending = d.orderDescending;
     m_lastId = -1;
     m_restoring = true;
-    m_model->setColumns(columns, captions);
+    m_model->setColumns(columns, captions, d.keyColumn);
     restoreLayout();
     refresh();
 }
@@ -311,8 +328,7 @@ void BrowseView::refresh()
 
     const int keep = selectedId();
     m_query = PagedQuery();
-    m_query.columns << quoted(m_def.keyColumn);
-    for (const ColumnDef* c : std::as_const(m_columns)) m_query.columns << quoted(c->name);
+    m_query.columns = m_model->readColumns();
     m_query.from = quoted(m_table->name);
     m_query.where = m_read.terms.join(QStringLiteral(" AND "));
     m_query.binds = m_read.binds;
@@ -352,7 +368,7 @@ bool BrowseView::exportCsv(const QString& path, QString* error)
     try {
         m_connection->selectEach(m_query.select(), m_query.binds, [&](const QVariantList& row) {
             cells.clear();
-            for (int c : std::as_const(order)) cells << shown(m_connection->engine(), *m_columns[c], row.value(c + 1));
+            for (int c : std::as_const(order)) cells << shown(m_connection->engine(), *m_columns[c], m_model->valueAt(row, c));
             file.row(cells);
             return true;
         });
