@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QSet>
+#include <future>
 
 namespace NexoFrame::Directory {
 
@@ -66,14 +67,20 @@ QString SyncPlan::summary() const
 
 SyncPlan planSync(Connection& c, const Config& config)
 {
-    QList<Person> people;
-    QHash<QString, QStringList> groupsOf;
-    {
+    // The directory is read on a thread of its own while the users here are read: most of its
+    // time is the server's, and the two reads overlap. (Its link lives and ends on that thread.)
+    struct Read {
+        QList<Person> people;
+        QHash<QString, QStringList> groupsOf;
+    };
+    auto fromDirectory = std::async(std::launch::async, [config] {
         Link link(config);
-        people = link.people();
+        Read r;
+        r.people = link.people();
         const QList<Group> groups = config.membership == Membership::MemberOf ? QList<Group>() : link.groups();
-        groupsOf = Link::membership(config, people, groups);
-    }
+        r.groupsOf = Link::membership(config, r.people, groups);
+        return r;
+    });
 
     // The mapped groups in the order a member of several is placed by: priority, then name.
     QList<Mapped> mapped;
@@ -86,7 +93,6 @@ SyncPlan planSync(Connection& c, const Config& config)
     for (qsizetype i = mapped.size() - 1; i >= 0; --i) order.insert(mapped[i].dn, int(i));
 
     QHash<QString, Here> here;  // by dnKey
-    here.reserve(people.size());
     QSet<QString> localNames;
     c.selectEach(QStringLiteral("SELECT id, user_name, display_name, email, phone, user_group_id, access_denied, directory_dn "
                                 "FROM qnd_user WHERE del_status = 0"),
@@ -101,6 +107,8 @@ SyncPlan planSync(Connection& c, const Config& config)
                      return true;
                  });
 
+    // The directory's faults (Error) come out here, after the database's own.
+    const auto [people, groupsOf] = fromDirectory.get();
     SyncPlan plan;
     plan.people = int(people.size());
     QSet<QString> seen;
