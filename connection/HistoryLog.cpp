@@ -58,22 +58,21 @@ Keys::Beside HistoryLog::newRowRows(const TableDef& t, const QList<Change>& chan
     return changedCells(*this, t, true, changes, m_c.session().userId());
 }
 
-void HistoryLog::recordNewRows(const TableDef& t, int firstKey, const QList<QList<Change>>& rows)
+void HistoryLog::recordNewRows(const TableDef& t, const ColumnDef& c, int firstKey, int lastKey)
 {
-    if (!m_enabled) return;
-    Keys::Beside cells;
-    QVariantList values;
-    int written = 0;
-    for (qsizetype i = 0; i < rows.size(); ++i) {
-        cells = changedCells(*this, t, true, rows[i], m_c.session().userId());
-        // Each history row: its cell's own values, then the key of the row it belongs to.
-        const qsizetype own = cells.columns.size() - cells.shared.size();
-        for (int r = 0; r < cells.rows; ++r) values << cells.perRow.mid(r * own, own) << firstKey + int(i);
-        written += cells.rows;
-    }
-    if (written == 0) return;
+    if (!m_enabled || lastKey < firstKey) return;
+    // The value's text as text() gives it: a number's digits, a text as it is.
+    if (c.type != ColType::Long && c.type != ColType::Text)
+        throw DbError(QStringLiteral("A(z) %1 oszlop új sorainak előzménye nem írható egyben.").arg(c.name));
+    const QString value = c.type == ColType::Long ? QStringLiteral("CAST(t.%1 AS VARCHAR(255))").arg(quoted(c.name)) : QStringLiteral("t.%1").arg(quoted(c.name));
     try {
-        m_c.keys().insertKeyed(cells.table, cells.columns + QStringList{cells.ref}, cells.shared, values, written);
+        m_c.keys().insertSelected(
+            Tables::RightsHistory,
+            {QStringLiteral("changed_at"), QStringLiteral("user_id"), QStringLiteral("table_name"), QStringLiteral("row_id"),
+             QStringLiteral("column_name"), QStringLiteral("old_value"), QStringLiteral("new_value")},
+            QString(), {}, QStringLiteral("?, ?, ?, t.%1, ?, NULL, COALESCE(%2, '')").arg(quoted(t.primaryKey), value),
+            QStringLiteral("FROM %1 t WHERE t.%2 BETWEEN ? AND ?").arg(quoted(t.name), quoted(t.primaryKey)),
+            {now(), m_c.session().userId(), t.name, c.name, firstKey, lastKey});
     } catch (const DbError& e) {
         throw DbError(QStringLiteral("A jogosultság-változás nem jegyezhető fel: %1").arg(e.message()));
     }

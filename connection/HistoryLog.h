@@ -30,9 +30,9 @@ public:
     // The rows record() writes for a row being made, for Keys::insertKeyed to write with
     // that row in one statement (no rows: nothing to keep, or the history is off).
     Keys::Beside newRowRows(const TableDef& t, const QList<Change>& changes) const;
-    // The same for many rows just made, keyed one after another from `firstKey`: each row's
-    // changes in `rows`, all of them written as one statement.
-    void recordNewRows(const TableDef& t, int firstKey, const QList<QList<Change>>& rows);
+    // The same for one kept cell (a number or a text) of many rows just made, keyed
+    // `firstKey`..`lastKey`: read from the rows as they were written, in one statement.
+    void recordNewRows(const TableDef& t, const ColumnDef& c, int firstKey, int lastKey);
     // The same for every row of `t` that `rowsCte` (a WITH clause naming its rows "d", with
     // its one bound value `cteValue`) lists and whose yes/no column `c` is not `on` yet, in
     // one statement that reads the rows once. The keys of the rows written, first and last

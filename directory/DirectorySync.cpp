@@ -187,7 +187,8 @@ SyncPlan planSync(Connection& c, const Config& config)
 namespace {
 
 // New users in blocks: each block's rows in one statement, and their groups' rights history
-// in another (a first sync makes thousands; a row at a time would take a round trip each).
+// read from them in another (a first sync makes thousands; a row at a time would take a round
+// trip each).
 void insertNew(Connection& c, const QList<const SyncChange*>& fresh, const QDateTime& now, int by)
 {
     constexpr int kBlock = 500;
@@ -205,9 +206,7 @@ void insertNew(Connection& c, const QList<const SyncChange*>& fresh, const QDate
         QVariantList perRow;
         for (const SyncChange* ch : block) perRow << ch->groupId << ch->login << ch->name << ch->mail << ch->phone << dnKey(ch->dn);
         const int first = c.keys().insertKeyed(Tables::User, columns, shared, perRow, int(block.size()));
-        QList<QList<HistoryLog::Change>> history;
-        for (const SyncChange* ch : block) history.append({{&group, QVariant(), ch->groupId}});
-        c.history().recordNewRows(t, first, history);
+        c.history().recordNewRows(t, group, first, first + int(block.size()) - 1);
     }
 }
 

@@ -176,7 +176,7 @@ private slots:
             const int group = idOf(*b, QStringLiteral("SELECT id FROM qnd_user_group WHERE name=?"), {u[2]});
             QVERIFY(group > 0);
             putRow(*b, Tables::User, {{"user_name", u[0]}, {"display_name", u[1]}, {"user_group_id", group},
-                                      {"del_status", u[3].toInt()}, {"access_denied", a.engine().fromDb(ColumnDef{{}, ColType::Bool}, u[4])}});
+                                      {"del_status", u[3].toInt()}, {"access_denied", a.engine().fromDb(ColumnDef{{}, ColType::Bool, 0, {}}, u[4])}});
         }
         const QStringList there = effectiveOfEveryUser(*b, true);
         QStringList here = effectiveOfEveryUser(a, true);
