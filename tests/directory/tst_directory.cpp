@@ -39,6 +39,7 @@ private slots:
     void loginBindsAsTheUser();
     void hostileNamesNeverWidenASearch();
     void pagedSearchReadsPastTheServersLimit();
+    void manyNewUsersAreWrittenInBlocks();
     void stoppedServerRefusesThenServesAgain();
     void syncFollowsTheDirectory_data();
     void syncFollowsTheDirectory();
@@ -240,6 +241,59 @@ void TstDirectory::pagedSearchReadsPastTheServersLimit()
     QCOMPARE(link.people(100).size(), before + 620);
     QCOMPARE(link.people().size(), before + 620);
     m_dir.modify(removed);
+}
+
+// A first sync of more users than a block holds: each user made with his own values (none
+// shifted to a neighbour across the blocks' and statements' edges), under a key of his own,
+// and his group kept in the rights history once, as made.
+void TstDirectory::manyNewUsersAreWrittenInBlocks()
+{
+    constexpr int kUsers = 1037;
+    TestDirectory dir;
+    QString ldif;
+    QStringList uids;
+    for (int i = 0; i < kUsers; ++i) {
+        uids << QStringLiteral("sok%1").arg(i);
+        ldif += dir.personLdif(uids.last(), QStringLiteral("Sok Ember %1").arg(i), QStringLiteral("x"), QStringLiteral("sok%1@ceg.hu").arg(i));
+    }
+    dir.modify(ldif);
+    dir.addGroup(QStringLiteral("sokan"), uids);
+    TestDatabase db;
+    auto c = db.open();
+    const int group = c->select(QStringLiteral("SELECT MIN(id) FROM qnd_user_group WHERE del_status = 0")).value(0).value(0).toInt();
+    QVERIFY(c->execute(QStringLiteral("UPDATE qnd_user_group SET directory_dn = ? WHERE id = ?"), {dir.groupDn(QStringLiteral("sokan")), group}));
+    const SyncPlan plan = planSync(*c, dir.config());
+    QCOMPARE(plan.count(SyncChange::Kind::New), kUsers);
+    QString why;
+    QVERIFY2(applySync(*c, plan, &why), qPrintable(why));
+
+    const auto made = c->select(QStringLiteral("SELECT id, user_name, display_name, email, user_group_id FROM qnd_user "
+                                               "WHERE directory_dn <> '' ORDER BY id"));
+    QCOMPARE(made.size(), kUsers);
+    QSet<int> ids;
+    QSet<QString> names;
+    for (const QVariantList& u : made) {
+        names.insert(u[1].toString());
+        const QString n = u[1].toString().mid(3);
+        QCOMPARE(u[2].toString(), QStringLiteral("Sok Ember %1").arg(n));
+        QCOMPARE(u[3].toString(), QStringLiteral("sok%1@ceg.hu").arg(n));
+        QCOMPARE(u[4].toInt(), group);
+        ids.insert(u[0].toInt());
+    }
+    QCOMPARE(ids.size(), kUsers);
+    QCOMPARE(names, QSet<QString>(uids.cbegin(), uids.cend()));
+    const auto history = c->select(QStringLiteral("SELECT row_id, old_value, new_value FROM qnd_rights_history "
+                                                  "WHERE table_name = 'qnd_user' AND column_name = 'user_group_id'"));
+    QCOMPARE(history.size(), kUsers);
+    QSet<int> kept;
+    for (const QVariantList& h : history) {
+        QVERIFY(h[1].isNull());
+        QCOMPARE(h[2].toString(), QString::number(group));
+        kept.insert(h[0].toInt());
+    }
+    QCOMPARE(kept, ids);
+    // The key service stands at the last key made.
+    QVERIFY(c->keys().newKey(Tables::User) > *std::max_element(ids.cbegin(), ids.cend()));
 }
 
 // A directory of its own (scripts/ldap-server.sh), stopped: the same settings that bound a
