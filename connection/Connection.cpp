@@ -117,6 +117,8 @@ void Connection::close()
 
 Connection::Recovery Connection::recover(QString* message)
 {
+    // The lock that went with this statement was another's: nothing of it ran.
+    if (m_open && m_engine->lockRefusedLate(m_db)) return m_transactions->lockLate(message) ? Recovery::Retry : Recovery::Lost;
     if (!m_open || !m_engine->connectionLost(m_db)) return Recovery::None;
     const bool working = m_transactions->working();
     m_transactions->forget();
@@ -136,6 +138,8 @@ Connection::Recovery Connection::recover(QString* message)
 void Connection::ensureLive()
 {
     if (!m_open) throw DbError(Texts::kNoDatabase);
+    // The write lost its lock to another holder: nothing more of it may reach the database.
+    if (m_transactions->refusedLate()) throw DbError(Transactions::kRefusedLate);
     if (!m_lost) return;
     QString err;
     if (!m_engine->reopen(m_db, &err)) throw DbError(err);

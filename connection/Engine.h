@@ -92,6 +92,14 @@ public:
     // and that the engine releases when the holder dies. Waits at most `waitMs` for a
     // holder to finish (0: not at all); refused otherwise.
     virtual bool tryMasterLock(QSqlDatabase& db, int waitMs) = 0;
+    // The master lock sent with the write's first statement instead of in a round trip of
+    // its own (a server, where a save is mostly round trips); false where the engine does not,
+    // and the lock is then taken with tryMasterLock. When another holder had it, nothing of
+    // that statement ran, it failed, and lockRefusedLate says so (once).
+    virtual bool lockWithNextStatement(QSqlDatabase&) { return false; }
+    virtual bool lockRefusedLate(QSqlDatabase&) { return false; }
+    // A savepoint sent with the next statement; false: run it now.
+    virtual bool savepointWithNextStatement(QSqlDatabase&, const QString&) { return false; }
     // Commits the locked transaction and frees the lock. On false the commit failed and
     // the caller rolls back and frees the lock itself (unless the link is gone).
     virtual bool commitAndRelease(QSqlDatabase& db) = 0;

@@ -1,4 +1,5 @@
 #include "Engine.h"
+#include "PgDriver.h"
 #include "SqlExec.h"
 #include <QSqlDriver>
 #include <QSqlError>
@@ -77,7 +78,7 @@ public:
             if (k != QLatin1String("host")) options << k + QLatin1Char('=') + v;
         m_display = databaseNameFor(url);
 
-        db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), connectionName);
+        db = QSqlDatabase::addDatabase(new PgDriver, connectionName);
         db.setDatabaseName(m_database);
         if (!m_host.isEmpty()) db.setHostName(m_host);
         db.setPort(m_port);
@@ -165,26 +166,56 @@ public:
     bool tryMasterLock(QSqlDatabase& db, int waitMs) override
     {
         if (waitMs <= 0) {
-            if (selectBool(db, QStringLiteral("SELECT pg_try_advisory_lock(%1); BEGIN").arg(kMasterLockKey))) return true;
+            if (selectBool(db, QStringLiteral("SELECT pg_try_advisory_lock(%1); BEGIN").arg(kMasterLockKey))) return held(db);
             execSql(db, QStringLiteral("ROLLBACK"));
             return false;
         }
         // The server wakes a waiter as soon as the holder lets go, with no polling gap.
         execSql(db, QStringLiteral("SET lock_timeout = %1").arg(waitMs));
         if (execSql(db, QStringLiteral("SELECT pg_advisory_lock(%1); SET lock_timeout = 0; BEGIN").arg(kMasterLockKey)))
-            return true;
+            return held(db);
         execSql(db, QStringLiteral("SET lock_timeout = 0"));
         return false;
     }
 
+    // Refused, the cast fails, and nothing sent after it in the same round trip runs.
+    bool lockWithNextStatement(QSqlDatabase& db) override
+    {
+        PgDriver* d = driverOf(db);
+        if (!d) return false;
+        d->lockAhead(QStringLiteral("SELECT CAST(CASE WHEN pg_try_advisory_lock(%1) THEN 'true' "
+                                    "ELSE 'NexoFrame: a zárolást más tartja' END AS boolean)")
+                         .arg(kMasterLockKey));
+        return true;
+    }
+
+    bool lockRefusedLate(QSqlDatabase& db) override
+    {
+        const PgDriver* d = driverOf(db);
+        return d && d->lock() == PgDriver::Lock::Refused;
+    }
+
+    bool savepointWithNextStatement(QSqlDatabase& db, const QString& sql) override
+    {
+        PgDriver* d = driverOf(db);
+        if (!d) return false;
+        d->sendAhead(sql);
+        return true;
+    }
+
     bool commitAndRelease(QSqlDatabase& db) override
     {
-        return execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        // Nothing was sent under a lock still waiting for its statement: nothing to keep.
+        if (waiting(db)) return settle(db);
+        const bool ok = execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        if (ok) settle(db);
+        return ok;
     }
 
     void releaseMasterLock(QSqlDatabase& db) override
     {
-        execSql(db, QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        if (!waiting(db)) execSql(db, QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        settle(db);
     }
 
     // A session lock is not a transaction's: a rollback keeps it.
@@ -192,8 +223,20 @@ public:
 
     bool beginPlain(QSqlDatabase& db) override { return execSql(db, QStringLiteral("BEGIN")); }
     bool commit(QSqlDatabase& db) override { return execSql(db, QStringLiteral("COMMIT")); }
-    bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
-    bool rollbackAndBegin(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK; BEGIN")); }
+    // Under a lock still waiting for its statement no transaction is open yet: going back
+    // drops what waits behind the lock's BEGIN (savepoints).
+    bool rollback(QSqlDatabase& db) override
+    {
+        if (!waiting(db)) return execSql(db, QStringLiteral("ROLLBACK"));
+        dropBehindLock(db);
+        return true;
+    }
+    bool rollbackAndBegin(QSqlDatabase& db) override
+    {
+        if (!waiting(db)) return execSql(db, QStringLiteral("ROLLBACK; BEGIN"));
+        dropBehindLock(db);
+        return true;
+    }
 
     // Every statement outside a transaction reads what others committed; the recordsets drop
     // their windows through the connection's generation counter.
@@ -202,6 +245,31 @@ public:
     QString boolLiteral(bool v) const override { return v ? QStringLiteral("TRUE") : QStringLiteral("FALSE"); }
 
 private:
+    static PgDriver* driverOf(QSqlDatabase& db) { return dynamic_cast<PgDriver*>(db.driver()); }
+    // The lock has not gone to the server yet (or went and was refused).
+    static bool waiting(QSqlDatabase& db)
+    {
+        const PgDriver* d = driverOf(db);
+        return d && (d->lock() == PgDriver::Lock::Ahead || d->lock() == PgDriver::Lock::Refused);
+    }
+    static bool held(QSqlDatabase& db)
+    {
+        if (PgDriver* d = driverOf(db)) d->setLock(PgDriver::Lock::Held);
+        return true;
+    }
+    static bool settle(QSqlDatabase& db)
+    {
+        if (PgDriver* d = driverOf(db)) {
+            d->dropAhead();
+            d->setLock(PgDriver::Lock::None);
+        }
+        return true;
+    }
+    static void dropBehindLock(QSqlDatabase& db)
+    {
+        if (PgDriver* d = driverOf(db)) d->dropAhead(true);
+    }
+
     static PGconn* handleOf(QSqlDatabase& db)
     {
         const QVariant v = db.driver() ? db.driver()->handle() : QVariant();

@@ -4,6 +4,7 @@
 #include "Connection.h"
 #include "Engine.h"
 #include "SqlExec.h"
+#include "StatementText.h"
 #include "Secrets.h"
 #include "ReaderRole.h"
 #include "Texts.h"
@@ -32,86 +33,6 @@ const QString kOneStatement = QStringLiteral("Egyszerre csak egy lekérdezés fu
                                              "újabb utasítás.");
 const QString kEmpty = QStringLiteral("Üres a lekérdezés.");
 
-bool isIdentifierChar(QChar c) { return c.isLetterOrNumber() || c == QLatin1Char('_'); }
-
-enum class Piece { Code, Comment, Literal };
-
-// What starts at sql[i] as the engine reads it: a comment or a quoted literal (string,
-// quoted name, dollar quote) and where it ends; or plain code, one character.
-Piece pieceAt(const QString& sql, qsizetype i, bool server, qsizetype* to)
-{
-    const qsizetype n = sql.size();
-    const QChar c = sql.at(i);
-    const QChar next = i + 1 < n ? sql.at(i + 1) : QChar();
-    auto skipTo = [&](qsizetype from, const QString& closing) {
-        const qsizetype at = sql.indexOf(closing, from);
-        return at < 0 ? n : at + closing.size();
-    };
-    if (c == QLatin1Char('-') && next == QLatin1Char('-')) {
-        *to = skipTo(i + 2, QStringLiteral("\n"));
-        return Piece::Comment;
-    }
-    if (c == QLatin1Char('/') && next == QLatin1Char('*')) {
-        if (!server) {
-            *to = skipTo(i + 2, QStringLiteral("*/"));
-            return Piece::Comment;
-        }
-        // The server nests block comments.
-        int depth = 0;
-        while (i < n) {
-            if (sql.mid(i, 2) == QLatin1String("/*")) {
-                ++depth;
-                i += 2;
-            } else if (sql.mid(i, 2) == QLatin1String("*/")) {
-                i += 2;
-                if (--depth == 0) break;
-            } else {
-                ++i;
-            }
-        }
-        *to = i;
-        return Piece::Comment;
-    }
-    if (c == QLatin1Char('\'') || c == QLatin1Char('"') || (!server && c == QLatin1Char('`'))) {
-        // E'...' on the server takes backslash escapes; doubled quotes everywhere.
-        const bool backslash = server && c == QLatin1Char('\'') && i > 0
-            && sql.at(i - 1).toLower() == QLatin1Char('e') && (i < 2 || !isIdentifierChar(sql.at(i - 2)));
-        qsizetype j = i + 1;
-        while (j < n) {
-            if (backslash && sql.at(j) == QLatin1Char('\\')) {
-                j += 2;
-            } else if (sql.at(j) == c) {
-                if (j + 1 < n && sql.at(j + 1) == c) {
-                    j += 2;
-                } else {
-                    ++j;
-                    break;
-                }
-            } else {
-                ++j;
-            }
-        }
-        *to = std::min(j, n);
-        return Piece::Literal;
-    }
-    if (!server && c == QLatin1Char('[')) {
-        *to = skipTo(i + 1, QStringLiteral("]"));
-        return Piece::Literal;
-    }
-    if (server && c == QLatin1Char('$') && (i == 0 || !isIdentifierChar(sql.at(i - 1)))) {
-        // A dollar quote: $$...$$ or $tag$...$tag$ ($1 is a parameter).
-        qsizetype j = i + 1;
-        while (j < n && isIdentifierChar(sql.at(j)) && !(j == i + 1 && sql.at(j).isDigit())) ++j;
-        if (j < n && sql.at(j) == QLatin1Char('$')) {
-            const QString tag = sql.mid(i, j - i + 1);
-            *to = skipTo(j + 1, tag);
-            return Piece::Literal;
-        }
-    }
-    *to = i + 1;
-    return Piece::Code;
-}
-
 } // namespace
 
 QString ReadOnlySource::statementOf(const QString& sql, bool server)
@@ -132,40 +53,11 @@ QString ReadOnlySource::statementOf(const QString& sql, bool server)
 
 namespace {
 
-// The server numbers its placeholders: each "?" of the code becomes $1, $2, ...
-QString numberedPlaceholders(const QString& statement, int* count)
-{
-    QString out;
-    out.reserve(statement.size() + 16);
-    *count = 0;
-    for (qsizetype i = 0; i < statement.size();) {
-        qsizetype to = i + 1;
-        if (pieceAt(statement, i, true, &to) == Piece::Code && statement.at(i) == QLatin1Char('?'))
-            out += QLatin1Char('$') + QString::number(++*count);
-        else
-            out += QStringView(statement).mid(i, to - i);
-        i = to;
-    }
-    return out;
-}
-
 QString boundCountMessage(int expected, qsizetype given)
 {
     return QStringLiteral("A lekérdezés %1 paramétert vár, de %2 érték érkezett hozzá.").arg(expected).arg(given);
 }
 
-// A bound date as both engines compare stored dates: the clock reading, as text.
-bool boundDateText(const QVariant& v, QByteArray* text)
-{
-    QDateTime d;
-    if (v.typeId() == QMetaType::QDate) d = v.toDate().startOfDay();
-    else if (v.typeId() == QMetaType::QDateTime) d = v.toDateTime();
-    else return false;
-    *text = d.toString(DateFormats::kStored).toLatin1();
-    return true;
-}
-
-// The engine's own words: the first line of its message, without the severity.
 QString engineWords(const QString& message)
 {
     QString text = message.trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
@@ -187,82 +79,6 @@ QString failureMessage(const QString& words)
 
 
 using Sink = std::function<bool(const QVariantList&)>;
-
-// The texts of a column that come again and again (what a report groups by) share one
-// QString: a value met a moment ago costs a hash and a comparison instead of an allocation
-// and a UTF-8 decoding. Direct-mapped, so a column of unique texts only passes through.
-class TextCache {
-public:
-    QString text(const char* s, int len)
-    {
-        if (len > kLongest) return QString::fromUtf8(s, len);
-        quint64 h = 0x9e3779b97f4a7c15ULL ^ quint64(len);
-        int i = 0;
-        for (; i + 8 <= len; i += 8) {
-            quint64 k;
-            std::memcpy(&k, s + i, 8);
-            h = (h ^ k) * 0xbf58476d1ce4e5b9ULL;
-            h ^= h >> 31;
-        }
-        if (i < len) {
-            quint64 k = 0;
-            std::memcpy(&k, s + i, size_t(len - i));
-            h = (h ^ k) * 0x94d049bb133111ebULL;
-        }
-        h ^= h >> 29;
-        Slot& slot = m_slots[h & (kSlots - 1)];
-        if (slot.hash != h || slot.length != len || std::memcmp(slot.bytes, s, size_t(len)) != 0) {
-            slot.hash = h;
-            slot.length = len;
-            std::memcpy(slot.bytes, s, size_t(len));
-            slot.text = QString::fromUtf8(s, len);
-        }
-        return slot.text;
-    }
-
-private:
-    static constexpr int kLongest = 48;
-    static constexpr size_t kSlots = 256;
-    struct Slot {
-        quint64 hash = 0;
-        int length = -1;
-        char bytes[kLongest];
-        QString text;
-    };
-    std::vector<Slot> m_slots{kSlots};
-};
-
-// The server's ISO dates and times, read without a QString in between; false when the
-// text is laid out otherwise (infinity, years BC).
-bool number(const char* s, int n, int* out)
-{
-    return std::from_chars(s, s + n, *out).ptr == s + n;
-}
-
-bool isoDate(const char* s, int len, QDate* out)
-{
-    int y, m, d;
-    if (len < 10 || s[4] != '-' || s[7] != '-' || !number(s, 4, &y) || !number(s + 5, 2, &m) || !number(s + 8, 2, &d))
-        return false;
-    *out = QDate(y, m, d);
-    return out->isValid();
-}
-
-// "hh:mm:ss[.ffffff]" at s, and how many characters it took.
-bool isoTime(const char* s, int len, QTime* out, int* used)
-{
-    int h, mi, sec, ms = 0;
-    if (len < 8 || s[2] != ':' || s[5] != ':' || !number(s, 2, &h) || !number(s + 3, 2, &mi) || !number(s + 6, 2, &sec))
-        return false;
-    int i = 8;
-    if (i < len && s[i] == '.') {
-        int scale = 100;
-        for (++i; i < len && s[i] >= '0' && s[i] <= '9'; ++i, scale /= 10) ms += (s[i] - '0') * scale;
-    }
-    *used = i;
-    *out = QTime(h, mi, sec, ms);
-    return out->isValid();
-}
 
 } // namespace
 
@@ -630,7 +446,7 @@ public:
                     for (int i = 0; i < row.size(); ++i)
                         row[i] = PQgetisnull(r, 0, i)
                             ? QVariant()
-                            : value(types[size_t(i)], PQgetvalue(r, 0, i), PQgetlength(r, 0, i), texts[size_t(i)]);
+                            : serverValue(types[size_t(i)], PQgetvalue(r, 0, i), PQgetlength(r, 0, i), texts[size_t(i)]);
                     // Refused by the sink: done; cancelled or late: failed.
                     const bool refused = !sink(row);
                     if (refused || stopRequested(++count, deadline)) {
@@ -662,67 +478,6 @@ public:
     }
 
 private:
-    // A value in the server's text format, by its column's type.
-    static QVariant value(Oid type, const char* s, int len, TextCache& texts)
-    {
-        switch (type) {
-        case 16: return QVariant(len > 0 && s[0] == 't'); // bool
-        case 20:                                          // int8
-        case 26: {                                        // oid
-            qlonglong v = 0;
-            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
-            break;
-        }
-        case 21: // int2
-        case 23: { // int4
-            int v = 0;
-            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
-            break;
-        }
-        case 700:  // float4
-        case 701:  // float8
-        case 1700: { // numeric, as a double
-            double v = 0;
-            if (std::from_chars(s, s + len, v).ptr == s + len) return v;
-            break;
-        }
-        case 1082: { // date
-            QDate d;
-            if (isoDate(s, len, &d)) return d;
-            break;
-        }
-        case 1114: // timestamp: the clock reading as stored
-        case 1184: { // timestamptz: the same moment on this machine's clock
-            QDate d;
-            QTime t;
-            int used = 0;
-            if (!isoDate(s, len, &d) || len < 19 || s[10] != ' ' || !isoTime(s + 11, len - 11, &t, &used)) break;
-            if (type == 1114) return QDateTime(d, t);
-            const char* z = s + 11 + used;
-            const int rest = len - 11 - used;
-            int hours = 0, minutes = 0;
-            if (rest < 3 || (z[0] != '+' && z[0] != '-') || !number(z + 1, 2, &hours)) break;
-            if (rest >= 6 && z[3] == ':' && !number(z + 4, 2, &minutes)) break;
-            const int offset = (z[0] == '-' ? -1 : 1) * (hours * 3600 + minutes * 60);
-            return QDateTime(d, t, QTimeZone(offset)).toLocalTime();
-        }
-        case 1083: { // time
-            QTime t;
-            int used = 0;
-            if (isoTime(s, len, &t, &used)) return t;
-            break;
-        }
-        case 17: { // bytea
-            size_t n = 0;
-            unsigned char* bytes = PQunescapeBytea(reinterpret_cast<const unsigned char*>(s), &n);
-            const QByteArray out(reinterpret_cast<const char*>(bytes), qsizetype(n));
-            PQfreemem(bytes);
-            return out;
-        }
-        }
-        return texts.text(s, len);
-    }
-
     bool setUp(QString* error)
     {
         QString err;

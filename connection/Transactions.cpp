@@ -35,7 +35,7 @@ void Transactions::abandonLock()
     m_c.touch();
 }
 
-bool Transactions::lockMaster(int waitMs)
+bool Transactions::lockMaster(int waitMs, bool withNextStatement)
 {
     if (!m_c.m_open) return false;
     m_c.ensureLive();
@@ -49,6 +49,12 @@ bool Transactions::lockMaster(int waitMs)
         m_outerOpen = false;
         m_spDepth = 0;
         m_virtualSavepoint = false;
+    }
+    if (withNextStatement && m_c.m_engine->lockWithNextStatement(m_c.m_db)) {
+        m_lockDepth = 1;
+        m_outerOpen = true;
+        m_outerUntouched = true;
+        return true;
     }
     if (!m_c.m_engine->tryMasterLock(m_c.m_db, waitMs)) {
         QString lost;
@@ -99,10 +105,15 @@ bool Transactions::unlockMaster()
 // A savepoint statement that failed: a lost link ends the whole transaction.
 bool Transactions::transactionStep(const QString& sql)
 {
-    if (m_c.runSql(sql)) return true;
-    QString lost;
-    if (m_c.recover(&lost) != Connection::Recovery::None) throw DbError(lost);
-    return false;
+    for (int attempt = 0;; ++attempt) {
+        if (m_c.runSql(sql)) return true;
+        QString lost;
+        const Connection::Recovery r = m_c.recover(&lost);
+        // A lock refused with this step and had after all: the step runs again.
+        if (r == Connection::Recovery::Retry && attempt == 0) continue;
+        if (r != Connection::Recovery::None) throw DbError(lost);
+        return false;
+    }
 }
 
 bool Transactions::beginTrans()
@@ -126,7 +137,8 @@ bool Transactions::beginTrans()
         ++m_spDepth;
         return true;
     }
-    if (!transactionStep(QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1))) return false;
+    const QString savepoint = QStringLiteral("SAVEPOINT nx%1").arg(m_spDepth + 1);
+    if (!m_c.m_engine->savepointWithNextStatement(m_c.m_db, savepoint) && !transactionStep(savepoint)) return false;
     ++m_spDepth;
     return true;
 }
@@ -178,28 +190,75 @@ bool Transactions::rollbackTrans()
     return ok;
 }
 
-bool Transactions::lockWithRetry(const AskAgain& askAgain)
+bool Transactions::lockWithRetry(const AskAgain& askAgain, bool withNextStatement)
 {
     for (;;) {
         for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
-            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs)) return true;
+            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs, withNextStatement && attempt == 0)) return true;
         if (!askAgain || !askAgain()) return false;
         m_c.touch();
     }
 }
 
-Transactions::LockedWrite Transactions::writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain)
+bool Transactions::lockLate(QString* message)
+{
+    // Nothing ran: the write stands where it stood before its first statement, with no
+    // transaction open. The quiet tries, then the question, as for any lock.
+    const int savepoints = m_spDepth;
+    const int depth = m_lockDepth;
+    const bool virtualSavepoint = m_virtualSavepoint;
+    m_lockDepth = 0;
+    m_outerOpen = false;
+    const bool had = [&] {
+        for (;;) {
+            for (int attempt = 1; attempt <= kQuietLockTries; ++attempt)
+                if (m_c.m_engine->tryMasterLock(m_c.m_db, kQuietLockWaitMs)) return true;
+            if (!m_askAgain || !m_askAgain()) return false;
+            m_c.touch();
+        }
+    }();
+    m_spDepth = savepoints;
+    m_virtualSavepoint = virtualSavepoint;
+    if (!had) {
+        m_refusedLate = true;
+        m_spDepth = 0;
+        m_virtualSavepoint = false;
+        *message = kRefusedLate;
+        return false;
+    }
+    m_lockDepth = depth;
+    m_outerOpen = true;
+    m_c.touch();
+    return true;
+}
+
+Transactions::LockedWrite Transactions::writeLocked(const std::function<bool()>& work, QString* why, const AskAgain& askAgain,
+                                                   bool lockWithFirstStatement)
 {
     QString reason;
+    const bool outermost = m_lockDepth == 0;
+    const int level = m_spDepth;
+    if (outermost) {
+        m_askAgain = askAgain;
+        m_refusedLate = false;
+    }
+    // The write's question, and a refusal of its lock, end with it however it ends.
+    const auto endLate = qScopeGuard([&] {
+        if (!outermost) return;
+        m_askAgain = {};
+        m_refusedLate = false;
+    });
     const auto answer = [&](LockedWrite r) {
         m_c.touch();
+        if (outermost && r == LockedWrite::Failed && m_refusedLate) {
+            r = LockedWrite::Refused;
+            reason.clear();
+        }
         if (why) *why = reason;
         return r;
     };
-    const bool outermost = m_lockDepth == 0;
-    const int level = m_spDepth;
     try {
-        if (!lockWithRetry(askAgain)) return answer(LockedWrite::Refused);
+        if (!lockWithRetry(askAgain, outermost && lockWithFirstStatement)) return answer(LockedWrite::Refused);
     } catch (const DbError& e) {
         reason = e.message();
         return answer(LockedWrite::Failed);

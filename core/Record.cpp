@@ -212,7 +212,8 @@ bool cDDXRecord::CoreUpdate()
     if (!ownsTransaction()) return write();
     try {
         QString why;
-        switch (connection()->transactions().writeLocked(write, &why, lockQuestion())) {
+        // The write's checks and rows are statements from its start: the lock goes with the first.
+        switch (connection()->transactions().writeLocked(write, &why, lockQuestion(), true)) {
         case Transactions::LockedWrite::Done: return true;
         case Transactions::LockedWrite::Refused: return false;
         case Transactions::LockedWrite::Failed:

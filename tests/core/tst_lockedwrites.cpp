@@ -86,6 +86,7 @@ private slots:
 
     void anyThrowEndsTheWrite();
     void refusedLockAsksAfterTheQuietTries();
+    void lockWithTheFirstStatement();
     void faultInTheMiddle_data();
     void faultInTheMiddle();
 };
@@ -144,6 +145,57 @@ void tst_lockedwrites::refusedLockAsksAfterTheQuietTries()
     QCOMPARE(m_c->transactions().writeLocked([&] { return ran = true; }, &why, [&] { return ++asked, true; }), Transactions::LockedWrite::Done);
     QVERIFY(ran);
     QCOMPARE(asked, 2);
+}
+
+// A write whose lock goes to a server with its first statement: refused there, nothing of the
+// statement ran; the tries and the question follow, and what the write does afterwards (its
+// savepoints too) is kept whole, or nothing is.
+void tst_lockedwrites::lockWithTheFirstStatement()
+{
+    const QStringList before = state();
+    QString err;
+    auto holder = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
+    QVERIFY(holder && holder->transactions().lockMaster());
+    const auto write = [&](const QString& key) {
+        return [this, key] {
+            // A savepoint waits for the first statement, as the lock does.
+            const auto inner = m_c->transactions().writeLocked([&] {
+                m_c->settings().write(QStringLiteral("ELSO"), key + QStringLiteral("_belso"), QStringLiteral("x"));
+                return false;
+            }, nullptr);
+            return inner == Transactions::LockedWrite::Failed
+                && m_c->settings().write(QStringLiteral("ELSO"), key, QStringLiteral("x"));
+        };
+    };
+    int asked = 0;
+    QString why;
+    QCOMPARE(m_c->transactions().writeLocked(write("A"), &why, [&] { return ++asked, false; }, true),
+             Transactions::LockedWrite::Refused);
+    QCOMPARE(asked, 1);
+    QVERIFY(why.isEmpty());
+    QVERIFY(!m_c->transactions().hasMasterLock());
+    QCOMPARE(state(), before);
+    // The link is clean: no transaction, nothing left waiting for the next statement.
+    QCOMPARE(m_c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_settings WHERE section = 'ELSO'")).value(0).value(0).toInt(), 0);
+
+    // The holder finishes while the question is asked: the write goes through whole.
+    const auto done = m_c->transactions().writeLocked(write("B"), &why, [&] {
+        holder->transactions().unlockMaster();
+        return true;
+    }, true);
+    QVERIFY2(done == Transactions::LockedWrite::Done, qPrintable(why));
+    QVERIFY(released());
+    m_c->idle();
+    QCOMPARE(m_c->settings().read("ELSO", "B"), QStringLiteral("x"));
+    QCOMPARE(m_c->settings().read("ELSO", "B_belso"), QString());
+    QCOMPARE(m_c->settings().read("ELSO", "A"), QString());
+
+    // Free, a write takes the lock with its first statement and keeps it to the end.
+    QVERIFY2(m_c->transactions().writeLocked(write("C"), &why, {}, true) == Transactions::LockedWrite::Done, qPrintable(why));
+    QVERIFY(released());
+    m_c->idle();
+    QCOMPARE(m_c->settings().read("ELSO", "C"), QStringLiteral("x"));
+    QCOMPARE(m_c->settings().read("ELSO", "C_belso"), QString());
 }
 
 tst_lockedwrites::Write tst_lockedwrites::kind(const QString& name)
