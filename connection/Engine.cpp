@@ -22,7 +22,7 @@ QVariant Engine::toDb(const ColumnDef& c, const QVariant& v) const
     case ColType::DateTime: {
         // As text: a server's own time zone must not shift it on the way.
         const QDateTime d = v.typeId() == QMetaType::QDate ? v.toDate().startOfDay() : v.toDateTime();
-        return d.isValid() ? QVariant(d.toString(DateFormats::kStored)) : QVariant();
+        return d.isValid() ? QVariant(DateFormats::storedText(d)) : QVariant();
     }
     case ColType::Text:
     case ColType::Memo: return v.toString();

@@ -8,7 +8,7 @@ namespace NexoFrame {
 
 namespace {
 
-QString now() { return QDateTime::currentDateTime().toString(DateFormats::kStored); }
+QString now() { return DateFormats::storedText(QDateTime::currentDateTime()); }
 
 } // namespace
 

@@ -141,23 +141,32 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
     if (b) besideColumns = beside->columns.mid(0, beside->shared.size()) + QStringList{beside->ref} + beside->columns.mid(beside->shared.size());
     if (m_c.engine().writesInWith()) {
         // The key block and the rows in one statement; each row's key is its place in the block.
-        QString sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
-            + QStringLiteral(" RETURNING last_key), a AS (INSERT INTO %1 (%2) %3 RETURNING %4)")
-                  .arg(quoted(t.name), columnList(t, columns),
-                       keyedSelect(m_c.engine(), t, columns, int(shared.size()), rows, QStringLiteral("k"), {}, {}), quoted(t.primaryKey));
-        QVariantList binds = handOutValues(table, t.name, rows, lowest) + shared + perRow;
-        if (b) {
-            // The other rows in the same statement, naming the new row's key.
-            sql += QStringLiteral(", kb AS (") + handOutSql(b->name, beside->rows, b->primaryKey)
-                + QStringLiteral(" RETURNING last_key), b AS (INSERT INTO %1 (%2) %3) SELECT a.%4, kb.last_key FROM a, kb")
-                      .arg(quoted(b->name), columnList(*b, besideColumns),
-                           keyedSelect(m_c.engine(), *b, besideColumns, int(beside->shared.size()), beside->rows, QStringLiteral("kb"),
-                                       QStringLiteral("a.") + quoted(t.primaryKey), QStringLiteral(", a")),
+        QString shape = QString::number(table) + QLatin1Char('/') + QString::number(rows) + QLatin1Char('/')
+            + QString::number(shared.size()) + QLatin1Char('/') + columns.join(QLatin1Char(','));
+        if (b)
+            shape += QLatin1Char('|') + QString::number(beside->table) + QLatin1Char('/') + QString::number(beside->rows)
+                + QLatin1Char('/') + QString::number(beside->shared.size()) + QLatin1Char('/') + besideColumns.join(QLatin1Char(','));
+        QString& sql = m_keyedSql[shape];
+        if (sql.isEmpty()) {
+            sql = QStringLiteral("WITH k AS (") + handOutSql(t.name, rows, t.primaryKey)
+                + QStringLiteral(" RETURNING last_key), a AS (INSERT INTO %1 (%2) %3 RETURNING %4)")
+                      .arg(quoted(t.name), columnList(t, columns),
+                           keyedSelect(m_c.engine(), t, columns, int(shared.size()), rows, QStringLiteral("k"), {}, {}),
                            quoted(t.primaryKey));
-            binds += handOutValues(beside->table, b->name, beside->rows, 0) + beside->shared + beside->perRow;
-        } else {
-            sql += QStringLiteral(" SELECT %1 FROM a").arg(quoted(t.primaryKey));
+            if (b) {
+                // The other rows in the same statement, naming the new row's key.
+                sql += QStringLiteral(", kb AS (") + handOutSql(b->name, beside->rows, b->primaryKey)
+                    + QStringLiteral(" RETURNING last_key), b AS (INSERT INTO %1 (%2) %3) SELECT a.%4, kb.last_key FROM a, kb")
+                          .arg(quoted(b->name), columnList(*b, besideColumns),
+                               keyedSelect(m_c.engine(), *b, besideColumns, int(beside->shared.size()), beside->rows,
+                                           QStringLiteral("kb"), QStringLiteral("a.") + quoted(t.primaryKey), QStringLiteral(", a")),
+                               quoted(t.primaryKey));
+            } else {
+                sql += QStringLiteral(" SELECT %1 FROM a").arg(quoted(t.primaryKey));
+            }
         }
+        QVariantList binds = handOutValues(table, t.name, rows, lowest) + shared + perRow;
+        if (b) binds += handOutValues(beside->table, b->name, beside->rows, 0) + beside->shared + beside->perRow;
         int first = 0, last = 0, besideLast = 0;
         m_c.selectEach(sql, binds, [&](const QVariantList& r) {
             const int key = r.value(0).toInt();

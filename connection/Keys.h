@@ -63,6 +63,9 @@ private:
     QVariantList handOutValues(int table, const QString& name, int count, int lowest) const;
     Connection& m_c;
     QHash<int, int> m_lastKey;
+    // The statements of insertKeyed by their shape (tables, columns, rows): a save writes the
+    // same few again and again, and spelling one out costs more than its hash.
+    QHash<QString, QString> m_keyedSql;
 };
 
 } // namespace NexoFrame

@@ -109,7 +109,7 @@ bool boundDateText(const QVariant& v, QByteArray* text)
     if (v.typeId() == QMetaType::QDate) d = v.toDate().startOfDay();
     else if (v.typeId() == QMetaType::QDateTime) d = v.toDateTime();
     else return false;
-    *text = d.toString(DateFormats::kStored).toLatin1();
+    *text = DateFormats::storedText(d).toLatin1();
     return true;
 }
 
