@@ -420,6 +420,22 @@ bool Connection::execute(const QString& sql, const QVariantList& binds, QString*
     }
 }
 
+bool Connection::copyRows(const QString& table, const QStringList& columns, const QList<QVariantList>& rows, QString* error)
+{
+    try {
+        ensureLive();
+    } catch (const DbError& e) {
+        *error = e.message();
+        return false;
+    }
+    m_transactions->touched();
+    const bool ok = m_engine->copyRows(m_db, table, columns, rows, error);
+    touch();
+    QString lost;
+    if (!ok && recover(&lost) != Recovery::None) *error = lost;
+    return ok;
+}
+
 bool Connection::writeUsageLog(int table, const QString& itemColumn, int userId, int itemId, QString* error)
 {
     try {

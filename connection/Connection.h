@@ -155,6 +155,10 @@ public:
     // Throws DbError when it fails.
     void setBelow(int table, int id, const QString& column, const QVariant& value);
 
+    // Many rows at once in the engine's bulk way, where it has one (Engine::copyRows).
+    bool copies() const { return m_engine->copies(); }
+    bool copyRows(const QString& table, const QStringList& columns, const QList<QVariantList>& rows, QString* error);
+
     // For the recordsets: a cached prepared statement, and the engine's conversions.
     QSqlQuery& prepared(const QString& sql);
     const Engine& engine() const { return *m_engine; }

@@ -79,6 +79,16 @@ public:
     // Whether an UPDATE can hand back the row as it was before (a join of the table with
     // itself in RETURNING), so that a change need not read the row first.
     virtual bool returnsOldRow() const { return false; }
+    // Many rows written at once in the engine's bulk way (a server's COPY), where it has one;
+    // `rows` hold the values of `columns` as the engine stores them. False with the reason
+    // when the rows could not be written.
+    virtual bool copies() const { return false; }
+    virtual bool copyRows(QSqlDatabase&, const QString& /*table*/, const QStringList& /*columns*/,
+                          const QList<QVariantList>& /*rows*/, QString* error)
+    {
+        *error = QStringLiteral("Az adatbázis nem ismeri a tömeges írást.");
+        return false;
+    }
     // What the user should know once about how the database is kept (empty: nothing).
     virtual QString notice() const { return QString(); }
 

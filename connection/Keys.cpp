@@ -139,6 +139,22 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
     // The other table's columns with the reference after its shared ones.
     QStringList besideColumns;
     if (b) besideColumns = beside->columns.mid(0, beside->shared.size()) + QStringList{beside->ref} + beside->columns.mid(beside->shared.size());
+    if (!b && rows >= kCopiedFrom && m_c.copies()) {
+        // Many rows: a block of keys, then the rows in the engine's bulk way (a round trip
+        // each, whatever their number).
+        const int first = handOut(table, rows, t.primaryKey, lowest);
+        QList<QVariantList> data;
+        data.reserve(rows);
+        for (int r = 0; r < rows; ++r) {
+            QVariantList row;
+            row.reserve(columns.size() + 1);
+            row << first + r << shared << perRow.mid(r * own, own);
+            data << row;
+        }
+        QString error;
+        if (!m_c.copyRows(t.name, QStringList{t.primaryKey} + columns, data, &error)) throw DbError(error);
+        return first;
+    }
     if (m_c.engine().writesInWith()) {
         // The key block and the rows in one statement; each row's key is its place in the block.
         QString shape = QString::number(table) + QLatin1Char('/') + QString::number(rows) + QLatin1Char('/')

@@ -52,6 +52,8 @@ public:
     // number of rows (none: 0, 0). Throws DbError when it fails.
     std::pair<int, int> insertSelected(int table, const QStringList& columns, const QString& with, const QVariantList& withBinds,
                                        const QString& selectList, const QString& from, const QVariantList& binds);
+    // From how many rows insertKeyed writes with the engine's bulk way, where it has one.
+    static constexpr int kCopiedFrom = 50;
     // Forgets what this session handed out (a new link starts afresh).
     void reset() { m_lastKey.clear(); }
 

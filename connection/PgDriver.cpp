@@ -418,6 +418,78 @@ QSqlRecord PgDriver::record(const QString& tableName) const
     return q.record();
 }
 
+bool PgDriver::copyRows(const QString& table, const QStringList& columns, const QList<QVariantList>& rows, QString* error)
+{
+    if (!m_conn) {
+        *error = QStringLiteral("Nincs kapcsolat az adatbázissal.");
+        return false;
+    }
+    if (m_streaming) m_streaming->finishStream();
+    // What waits ahead (a savepoint) goes first, on its own.
+    if (!m_ahead.isEmpty()) {
+        QSqlQuery q(createResult());
+        if (!q.exec(QStringLiteral("SELECT 1"))) {
+            *error = q.lastError().text();
+            return false;
+        }
+    }
+    QStringList names;
+    for (const QString& c : columns) names << escapeIdentifier(c, FieldName);
+    const QByteArray sql = QStringLiteral("COPY %1 (%2) FROM STDIN").arg(escapeIdentifier(table, TableName), names.join(QLatin1Char(','))).toUtf8();
+    // The text format: a tab between values, a row a line, \N for NULL, the rest escaped.
+    QByteArray data;
+    data.reserve(rows.size() * columns.size() * 12);
+    for (const QVariantList& row : rows) {
+        for (qsizetype i = 0; i < row.size(); ++i) {
+            if (i > 0) data += '\t';
+            const QVariant& v = row[i];
+            if (nullValue(v)) {
+                data += "\\N";
+                continue;
+            }
+            QByteArray text;
+            switch (v.typeId()) {
+            case QMetaType::Bool: text = v.toBool() ? "t" : "f"; break;
+            case QMetaType::Int:
+            case QMetaType::UInt:
+            case QMetaType::LongLong:
+            case QMetaType::ULongLong: text = QByteArray::number(v.toLongLong()); break;
+            case QMetaType::Double:
+            case QMetaType::Float: text = QByteArray::number(v.toDouble(), 'g', 17); break;
+            default:
+                if (!boundDateText(v, &text)) text = v.toString().toUtf8();
+            }
+            for (const char ch : std::as_const(text)) {
+                switch (ch) {
+                case '\\': data += "\\\\"; break;
+                case '\t': data += "\\t"; break;
+                case '\n': data += "\\n"; break;
+                case '\r': data += "\\r"; break;
+                default: data += ch;
+                }
+            }
+        }
+        data += '\n';
+    }
+    PGresult* res = PQexec(m_conn, sql.constData());
+    if (PQresultStatus(res) != PGRES_COPY_IN) {
+        *error = resultMessage(res, m_conn);
+        PQclear(res);
+        return false;
+    }
+    PQclear(res);
+    const bool sent = PQputCopyData(m_conn, data.constData(), int(data.size())) == 1;
+    bool ok = PQputCopyEnd(m_conn, sent ? nullptr : "megszakítva") == 1 && sent;
+    QString failure;
+    while (PGresult* r = PQgetResult(m_conn)) {
+        if (failed(r) && failure.isEmpty()) failure = resultMessage(r, m_conn);
+        PQclear(r);
+    }
+    if (!failure.isEmpty()) ok = false;
+    if (!ok) *error = failure.isEmpty() ? QString::fromUtf8(PQerrorMessage(m_conn)).trimmed() : failure;
+    return ok;
+}
+
 void PgDriver::sendAhead(const QString& sql) { m_ahead << Ahead{sql.toUtf8(), false}; }
 
 void PgDriver::lockAhead(const QString& lockSql)

@@ -48,6 +48,10 @@ public:
     // lock still waiting may stay, with its BEGIN.
     void dropAhead(bool keepLock = false);
 
+    // Rows into a table through COPY: one round trip for any number of them. False with the
+    // server's reason when they were not written (and the transaction is then aborted).
+    bool copyRows(const QString& table, const QStringList& columns, const QList<QVariantList>& rows, QString* error);
+
     PGconn* connection() const { return m_conn; }
     // A new server session (the link was made again): statements prepared on the old one are gone.
     quint64 session() const { return m_session; }

@@ -195,6 +195,15 @@ public:
         return d && d->lock() == PgDriver::Lock::Refused;
     }
 
+    bool copies() const override { return true; }
+    bool copyRows(QSqlDatabase& db, const QString& table, const QStringList& columns, const QList<QVariantList>& rows,
+                  QString* error) override
+    {
+        PgDriver* d = driverOf(db);
+        if (!d) return Engine::copyRows(db, table, columns, rows, error);
+        return d->copyRows(table, columns, rows, error);
+    }
+
     bool savepointWithNextStatement(QSqlDatabase& db, const QString& sql) override
     {
         PgDriver* d = driverOf(db);

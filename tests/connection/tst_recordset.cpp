@@ -82,6 +82,7 @@ private slots:
     void rights_data();
     void rights();
     void liveDescendants();
+    void manyRowsKeepTheirValues();
 };
 
 void tst_recordset::initTestCase()
@@ -465,6 +466,41 @@ void tst_recordset::rights()
     QFETCH(QString, key);
     QFETCH(bool, granted);
     QCOMPARE(rightsTest(*m_c, user, key), granted);
+}
+
+// Many rows at once go to a server by COPY and to a file by statements; either way each row
+// keeps its own values under its own key, whatever its text holds.
+void tst_recordset::manyRowsKeepTheirValues()
+{
+    const QStringList awkward{QStringLiteral("tab\there"), QStringLiteral("line\nbreak"), QStringLiteral("back\\slash"),
+                              QStringLiteral("\\N"), QString(), QStringLiteral(""), QStringLiteral("car\rriage"),
+                              QStringLiteral("ő'ű\"x")};
+    const int rows = Keys::kCopiedFrom + 11;
+    const QDateTime at(QDate(2026, 3, 4), QTime(5, 6, 7));
+    QVariantList perRow;
+    for (int r = 0; r < rows; ++r)
+        perRow << 900 + r % 7 << awkward[r % awkward.size()] << m_c->engine().toDb(ColumnDef{{}, ColType::Bool, 0, {}}, r % 2 == 0);
+    const ColumnDef date{{}, ColType::DateTime, 0, {}};
+    int first = 0;
+    QString why;
+    QCOMPARE(m_c->transactions().writeLocked([&] {
+        first = m_c->keys().insertKeyed(Tables::AuthUnit, {"create_date", "prefix", "parent_id", "name", "auth_4"},
+                                        {m_c->engine().toDb(date, at), QStringLiteral("tömeges")}, perRow, rows);
+        return true;
+    }, &why),
+             Transactions::LockedWrite::Done);
+    const auto got = m_c->select("SELECT id, parent_id, name, auth_4, prefix, create_date FROM qnd_auth_unit WHERE id >= ? AND id < ? ORDER BY id",
+                                 {first, first + rows});
+    QCOMPARE(got.size(), rows);
+    for (int r = 0; r < rows; ++r) {
+        QCOMPARE(got[r][0].toInt(), first + r);
+        QCOMPARE(got[r][1].toInt(), 900 + r % 7);
+        QCOMPARE(got[r][2].isNull(), awkward[r % awkward.size()].isNull());
+        QCOMPARE(got[r][2].toString(), awkward[r % awkward.size()]);
+        QCOMPARE(m_c->engine().fromDb(ColumnDef{{}, ColType::Bool, 0, {}}, got[r][3]).toBool(), r % 2 == 0);
+        QCOMPARE(got[r][4].toString(), QStringLiteral("tömeges"));
+        QCOMPARE(m_c->engine().fromDb(date, got[r][5]).toDateTime(), at);
+    }
 }
 
 void tst_recordset::liveDescendants()
