@@ -118,7 +118,8 @@ void Connection::close()
 Connection::Recovery Connection::recover(QString* message)
 {
     // The lock that went with this statement was another's: nothing of it ran.
-    if (m_open && m_engine->lockRefusedLate(m_db)) return m_transactions->lockLate(message) ? Recovery::Retry : Recovery::Lost;
+    if (m_open && !m_transactions->refusedLate() && m_engine->lockRefusedLate(m_db))
+        return m_transactions->lockLate(message) ? Recovery::Retry : Recovery::Lost;
     if (!m_open || !m_engine->connectionLost(m_db)) return Recovery::None;
     const bool working = m_transactions->working();
     m_transactions->forget();

@@ -45,6 +45,8 @@ public:
             h = (h ^ k) * 0x94d049bb133111ebULL;
         }
         h ^= h >> 29;
+        // Made at the first text: a result of a row or two never pays for the slots.
+        if (m_slots.empty()) m_slots.resize(kSlots);
         Slot& slot = m_slots[h & (kSlots - 1)];
         if (slot.hash != h || slot.length != len || std::memcmp(slot.bytes, s, size_t(len)) != 0) {
             slot.hash = h;
@@ -64,7 +66,7 @@ private:
         char bytes[kLongest];
         QString text;
     };
-    std::vector<Slot> m_slots{kSlots};
+    std::vector<Slot> m_slots;
 };
 
 // A value in the server's text format, by its column's type (a libpq Oid).
