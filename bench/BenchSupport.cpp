@@ -1,28 +1,8 @@
 #include "BenchSupport.h"
 #include <QDateTime>
 #include <QStringList>
-#include <QUrlQuery>
-#include <map>
 
 namespace NexoFrame::Bench {
-
-QSqlDatabase& plainLink(Connection& c)
-{
-    if (!isServerTarget(c.target())) return c.db();
-    static std::map<QString, QSqlDatabase> links;
-    QSqlDatabase& db = links[c.target()];
-    if (db.isValid() && db.isOpen()) return db;
-    const QUrl url(c.target());
-    db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), QStringLiteral("plain_%1").arg(links.size()));
-    db.setDatabaseName(url.path().mid(1));
-    db.setHostName(QUrlQuery(url).hasQueryItem(QStringLiteral("host")) ? QUrlQuery(url).queryItemValue(QStringLiteral("host"))
-                                                                       : url.host());
-    db.setPort(url.port(5432));
-    db.setUserName(url.userName());
-    db.setPassword(url.password());
-    if (!db.open()) fail(db.lastError().text());
-    return db;
-}
 
 void generateMenuLog(Connection& c, int users, int rows)
 {

@@ -34,11 +34,6 @@ inline void exec(QSqlQuery& q, const QString& sql)
     if (!q.exec(sql)) fail(sql.left(200) + QStringLiteral(": ") + q.lastError().text());
 }
 
-// The anchors' link: what a Qt developer writes by hand goes through Qt's own driver. On a
-// file that is the connection's own link; on a server, a link of Qt's PostgreSQL driver to
-// the same database (the program's own link runs on a driver of its own).
-QSqlDatabase& plainLink(Connection& c);
-
 // `users` live users, a three-level menu of 60 items, and `rows` menu-log rows spread over
 // the users and two years, ids following time as a log written as it happens does.
 void generateMenuLog(Connection& c, int users, int rows);

@@ -90,9 +90,9 @@ void run(const QString& engine, const QString& target, const TreeBenchSpec& spec
         std::printf("%s: %d rows of %s made in %.1f s, row 1 has %d descendants\n", qPrintable(engine), kRows,
                     qPrintable(t.name), msSince(g) / 1000, int(conn->liveDescendants(spec.table, 1).size()));
     }
-    // The bare side works on the same database, in the same Hungarian order (on a file, by the
+    // The bare side works on the same connection, in the same Hungarian order (on a file, by the
     // text's sort key column, which the index serves).
-    QSqlDatabase& bare = plainLink(*conn);
+    QSqlDatabase& bare = conn->db();
     const QString order = conn->engine().orderTerm(QStringLiteral("parent_id"), false) + QLatin1Char(',')
                         + conn->engine().orderTerm(conn->engine().sortExpression(&t, spec.textColumn), false);
     auto bareSelect = [&] {

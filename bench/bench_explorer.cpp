@@ -107,7 +107,7 @@ void run(const QString& engine, const QString& target)
     const auto readAll = [&](const QString& sql, const QVariantList& binds) {
         auto it = prepared.find(sql);
         if (it == prepared.end()) {
-            it = prepared.insert(sql, QSqlQuery(plainLink(c)));
+            it = prepared.insert(sql, QSqlQuery(c.db()));
             it->setForwardOnly(true);
             if (!it->prepare(sql)) fail(it->lastError().text());
         }

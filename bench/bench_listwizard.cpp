@@ -169,7 +169,7 @@ void run(const QString& engine, const QString& target, const QString& work)
             t.start();
             if (bareFirst(q) != 200) fail(QStringLiteral("the bare select found too few rows"));
             bare += t.nsecsElapsed();
-            plainShown += plain.show(plainLink(*conn), q.select + QStringLiteral(" LIMIT 200"), q.binds);
+            plainShown += plain.show(conn->db(), q.select + QStringLiteral(" LIMIT 200"), q.binds);
             ++runs;
         }
     std::printf("%s list first screen: %.2f ms filled, %.2f ms until shown, bare select %.2f ms\n", e, filled / 1e6 / runs,

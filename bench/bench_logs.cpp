@@ -88,7 +88,7 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
     bigKiB = openedKiB(*conn);
 
     BenchSite site(conn.get());
-    QSqlQuery sel(plainLink(*conn));
+    QSqlQuery sel(conn->db());
     sel.setForwardOnly(true);
     const QString columns = QStringLiteral("SELECT id, log_date, display_name, menu_item FROM qnd_menu_log_view");
     // The list's own order, spelled as the engine wants it to use the index.
@@ -131,7 +131,7 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
         if (panel.brw_item->loadedRows() != 200) fail(QStringLiteral("the log shows %1 rows").arg(panel.brw_item->loadedRows()));
         if (round % 2 == 0) openBare += bareTimed(QString(), {});
         PlainView plain(panel.brw_item->table());
-        openPlain += plain.open(plainLink(*conn), panel.brw_item->query().select() + QStringLiteral(" LIMIT 200"), panel.brw_item->query().binds);
+        openPlain += plain.open(conn->db(), panel.brw_item->query().select() + QStringLiteral(" LIMIT 200"), panel.brw_item->query().binds);
     }
     std::printf("%s open: %.2f ms filled, %.2f ms until shown, bare select %.2f ms\n", qPrintable(engine), filled / 1e6 / kRounds,
                 open / 1e6 / kRounds, openBare / 1e6 / kRounds);
@@ -160,7 +160,7 @@ void run(const QString& engine, const QString& smallTarget, const QString& targe
         ours += t.nsecsElapsed();
         if (panel.brw_item->loadedRows() != 200) fail(QStringLiteral("user %1: %2 rows").arg(user).arg(panel.brw_item->loadedRows()));
         if (i % 2 == 0) theirs += bareTimed(QStringLiteral(" WHERE user_id=?"), {user});
-        plainShown += plain.show(plainLink(*conn), panel.brw_item->query().select() + QStringLiteral(" LIMIT 200"), panel.brw_item->query().binds);
+        plainShown += plain.show(conn->db(), panel.brw_item->query().select() + QStringLiteral(" LIMIT 200"), panel.brw_item->query().binds);
     }
     std::printf("%s user switch: %.2f ms filled, %.2f ms until shown, bare select %.2f ms\n", qPrintable(engine),
                 switched / 1e6 / kSwitches, ours / 1e6 / kSwitches, theirs / 1e6 / kSwitches);

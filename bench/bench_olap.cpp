@@ -156,7 +156,7 @@ void run(const QString& engine, const QString& target, bool server, const QStrin
                                              "FROM olap_bench GROUP BY region, product, month")
                                   .arg(stddev);
     auto anchor = [&] {
-        QSqlQuery q(plainLink(*conn));
+        QSqlQuery q(conn->db());
         q.setForwardOnly(true);
         if (!q.exec(anchorSql)) fail(q.lastError().text());
         qint64 n = 0;

@@ -99,7 +99,7 @@ void writes(const QString& target)
     if (!conn) fail(err);
     module().setConnection(conn.get());
     module().setCurrentUserId(1);
-    QSqlDatabase& db = Bench::plainLink(*conn);
+    QSqlDatabase& db = conn->db();
     const Engine& engine = conn->engine();
     QSqlQuery tx(db);
 
@@ -188,7 +188,7 @@ void reads(const QString& target)
     // columns opens a recordset).
     std::unique_ptr<Recordset> rs = conn->openRecordset(Tables::AuthUnit, {"id", "name", "prefix", "parent_id", "auth_3"});
     rs->setIndex("PrimaryKey");
-    QSqlQuery sel(Bench::plainLink(*conn));
+    QSqlQuery sel(db);
     sel.setForwardOnly(true);
     if (!sel.prepare("SELECT name, prefix, parent_id, auth_3 FROM qnd_auth_unit WHERE id=?")) fail(sel.lastError().text());
 

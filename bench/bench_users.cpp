@@ -72,7 +72,7 @@ void run(const QString& engine, const QString& target)
     generate(*conn);
     conn->session().setUserId(1);
     BenchSite site(conn.get());
-    QSqlDatabase& bare = plainLink(*conn);
+    QSqlDatabase& bare = conn->db();
 
     // Attach until shown.
     double attachMs = 1e18;
