@@ -380,6 +380,7 @@ void PgDriver::close()
     m_ahead.clear();
     m_behind.clear();
     m_unprepare.clear();
+    m_kept.clear();
     m_lock = Lock::None;
     ++m_session;
     if (isOpen()) setOpen(false);
@@ -490,12 +491,12 @@ bool PgDriver::copyRows(const QString& table, const QStringList& columns, const 
     return ok;
 }
 
-void PgDriver::sendAhead(const QString& sql) { m_ahead << Ahead{sql.toUtf8(), false}; }
+void PgDriver::sendAhead(const QString& sql) { m_ahead << Ahead{sql.toUtf8(), false, true}; }
 
 void PgDriver::lockAhead(const QString& lockSql)
 {
-    m_ahead.prepend(Ahead{"BEGIN", false});
-    m_ahead.prepend(Ahead{lockSql.toUtf8(), true});
+    m_ahead.prepend(Ahead{"BEGIN", false, true});
+    m_ahead.prepend(Ahead{lockSql.toUtf8(), true, true});
     m_lock = Lock::Ahead;
 }
 
@@ -516,7 +517,7 @@ QList<PgDriver::Ahead> PgDriver::takeAhead()
 {
     QList<Ahead> sent;
     if (!m_unprepare.isEmpty() && m_ahead.isEmpty() && PQtransactionStatus(m_conn) == PQTRANS_IDLE) {
-        for (const QByteArray& u : std::as_const(m_unprepare)) sent << Ahead{u, false};
+        for (const QByteArray& u : std::as_const(m_unprepare)) sent << Ahead{u, false, false};
         m_unprepare.clear();
     }
     sent << m_ahead;
@@ -638,29 +639,76 @@ bool PgDriver::runBound(PgResult& r, const QVariantList& values)
     }
 
     // What waits ahead, the statement's preparation and the statement: one round trip.
-    bool sent = PQenterPipelineMode(m_conn);
-    for (const Ahead& a : ahead)
-        sent = sent && PQsendQueryParams(m_conn, a.sql.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
-    if (prepareFirst) sent = sent && PQsendPrepare(m_conn, r.m_name.constData(), r.m_sql.constData(), n, p.types.data());
-    sent = sent && sendStatement() && PQpipelineSync(m_conn);
-    int failedAt = -1;
     PGresult* rows = nullptr;
     QSqlError error;
+    int failedAhead = -1;
+    const bool sent = pipeline(ahead, [&] {
+        if (prepareFirst && !PQsendPrepare(m_conn, r.m_name.constData(), r.m_sql.constData(), n, p.types.data())) return -1;
+        return sendStatement() ? (prepareFirst ? 2 : 1) : -1;
+    }, &rows, &error, &failedAhead);
+    const bool failedHere = error.isValid();
+    settleAhead(ahead, failedAhead, !sent || PQstatus(m_conn) == CONNECTION_BAD);
+    // A statement whose preparing did not run (or failed) is prepared again next time.
+    if (prepareFirst && (failedHere || !rows)) r.m_name.clear();
+    if (failedHere || !rows) {
+        PQclear(rows);
+        r.setLastError(error.isValid() ? error : statementError(nullptr, m_conn));
+        return false;
+    }
+    return r.take(rows, false, QByteArray(PQcmdTuples(rows)).toInt());
+}
+
+bool PgDriver::pipeline(const QList<Ahead>& ahead, const std::function<int()>& sendOwn, PGresult** rows, QSqlError* error,
+                        int* failedAhead)
+{
+    // Each result step belongs to an entry ahead (its preparing or its run), or to what
+    // `sendOwn` sent (-1); a kept statement's preparing, once it went through, is remembered.
+    struct Step {
+        int ahead = -1;
+        QByteArray keep, name;
+    };
+    QList<Step> steps;
+    bool sent = PQenterPipelineMode(m_conn);
+    for (int i = 0; sent && i < ahead.size(); ++i) {
+        const Ahead& a = ahead[i];
+        if (!a.keep) {
+            sent = PQsendQueryParams(m_conn, a.sql.constData(), 0, nullptr, nullptr, nullptr, nullptr, 0);
+            steps << Step{i, {}, {}};
+            continue;
+        }
+        QByteArray name = m_kept.value(a.sql);
+        if (name.isEmpty()) {
+            name = "nxk" + QByteArray::number(++m_nextName);
+            sent = PQsendPrepare(m_conn, name.constData(), a.sql.constData(), 0, nullptr);
+            steps << Step{i, a.sql, name};
+        }
+        sent = sent && PQsendQueryPrepared(m_conn, name.constData(), 0, nullptr, nullptr, nullptr, 0);
+        steps << Step{i, {}, {}};
+    }
+    const int own = sent ? sendOwn() : -1;
+    sent = sent && own >= 0 && PQpipelineSync(m_conn);
+    for (int i = 0; i < own; ++i) steps << Step{-1, {}, {}};
+    bool failedYet = false;
     if (sent) {
-        const int steps = int(ahead.size()) + (prepareFirst ? 1 : 0) + 1;
-        for (int step = 0; step < steps; ++step) {
+        for (int k = 0; k < steps.size(); ++k) {
+            const Step& step = steps[k];
             // Each step's results end with a null; a failure aborts the steps after it.
             while (PGresult* res = PQgetResult(m_conn)) {
                 if (failed(res)) {
-                    if (failedAt < 0 && PQresultStatus(res) != PGRES_PIPELINE_ABORTED) {
-                        failedAt = step;
-                        error = step < ahead.size() && ahead[step].lock
+                    if (!failedYet && PQresultStatus(res) != PGRES_PIPELINE_ABORTED) {
+                        failedYet = true;
+                        *failedAhead = step.ahead;
+                        *error = step.ahead >= 0 && ahead[step.ahead].lock
                             ? QSqlError(QString(), kLockRefused, QSqlError::StatementError, QStringLiteral("NEXO1"))
                             : statementError(res, m_conn);
                     }
+                    failedYet = true;
                     PQclear(res);
-                } else if (step == steps - 1 && !rows) {
-                    rows = res;
+                } else if (!step.keep.isEmpty()) {
+                    m_kept.insert(step.keep, step.name);
+                    PQclear(res);
+                } else if (rows && k == steps.size() - 1 && step.ahead < 0 && !*rows) {
+                    *rows = res;
                 } else {
                     PQclear(res);
                 }
@@ -669,22 +717,30 @@ bool PgDriver::runBound(PgResult& r, const QVariantList& values)
         // The sync's own answer.
         if (PGresult* res = PQgetResult(m_conn)) PQclear(res);
     } else {
-        failedAt = 0;
-        error = statementError(nullptr, m_conn);
+        *error = statementError(nullptr, m_conn);
         while (PGresult* res = PQgetResult(m_conn)) PQclear(res);
     }
     if (!PQexitPipelineMode(m_conn)) {
         while (PGresult* res = PQgetResult(m_conn)) PQclear(res);
         PQexitPipelineMode(m_conn);
     }
-    settleAhead(ahead, failedAt >= 0 && failedAt < ahead.size() ? failedAt : -1, !sent || PQstatus(m_conn) == CONNECTION_BAD);
-    if (failedAt >= 0 && prepareFirst && failedAt <= int(ahead.size())) r.m_name.clear();
-    if (failedAt >= 0 || !rows) {
-        PQclear(rows);
-        r.setLastError(error.isValid() ? error : statementError(nullptr, m_conn));
-        return false;
-    }
-    return r.take(rows, false, QByteArray(PQcmdTuples(rows)).toInt());
+    return sent;
+}
+
+bool PgDriver::runOwn(const QList<QByteArray>& sqls, QString* error)
+{
+    if (!m_conn) return false;
+    if (m_streaming) m_streaming->finishStream();
+    QList<Ahead> ahead = takeAhead();
+    const int own = int(ahead.size());
+    for (const QByteArray& sql : sqls) ahead << Ahead{sql, false, true};
+    QSqlError failure;
+    int failedAhead = -1;
+    const bool sent = pipeline(ahead, [] { return 0; }, nullptr, &failure, &failedAhead);
+    settleAhead(ahead.mid(0, own), failedAhead < own ? failedAhead : -1, !sent || PQstatus(m_conn) == CONNECTION_BAD);
+    if (!failure.isValid()) return true;
+    if (error) *error = failure.text();
+    return false;
 }
 
 } // namespace NexoFrame

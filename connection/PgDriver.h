@@ -1,9 +1,13 @@
 #pragma once
 #include <QByteArray>
+#include <QHash>
 #include <QList>
+#include <QSqlError>
+#include <functional>
 #include <QSqlDriver>
 
 typedef struct pg_conn PGconn;
+typedef struct pg_result PGresult;
 
 namespace NexoFrame {
 
@@ -48,6 +52,10 @@ public:
     // lock still waiting may stay, with its BEGIN.
     void dropAhead(bool keepLock = false);
 
+    // The program's own statements (kept prepared for the session), in one round trip with
+    // what waits ahead; false with the error when one failed (the rest did not run).
+    bool runOwn(const QList<QByteArray>& sqls, QString* error = nullptr);
+
     // Rows into a table through COPY: one round trip for any number of them. False with the
     // server's reason when they were not written (and the transaction is then aborted).
     bool copyRows(const QString& table, const QStringList& columns, const QList<QVariantList>& rows, QString* error);
@@ -61,6 +69,8 @@ private:
     struct Ahead {
         QByteArray sql;
         bool lock = false;
+        // The program's own statement, kept prepared for the session.
+        bool keep = false;
     };
     // What goes ahead of the next statement: the waiting statements, and the prepared
     // statements no longer kept (only outside a transaction, where nothing makes them fail).
@@ -71,10 +81,16 @@ private:
     // A statement as text (several may stand in it), and a prepared one with its bound values.
     bool runText(PgResult& r, const QByteArray& sql);
     bool runBound(PgResult& r, const QVariantList& values);
+    // One round trip in libpq's pipeline: the entries ahead, then what `sendOwn` sends (it
+    // answers how many result steps that is, -1 when sending failed). The last step's rows
+    // go to `rows`; a failure's error to `error`, and the entry ahead it was (-1: none).
+    bool pipeline(const QList<Ahead>& ahead, const std::function<int()>& sendOwn, PGresult** rows, QSqlError* error,
+                  int* failedAhead);
     QList<Ahead> m_ahead;
     // What waited behind a refused lock, until the lock is had.
     QList<Ahead> m_behind;
     QList<QByteArray> m_unprepare;
+    QHash<QByteArray, QByteArray> m_kept;
     PgResult* m_streaming = nullptr;
     PGconn* m_conn = nullptr;
     Lock m_lock = Lock::None;

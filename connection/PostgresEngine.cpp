@@ -216,7 +216,9 @@ public:
     {
         // Nothing was sent under a lock still waiting for its statement: nothing to keep.
         if (waiting(db)) return settle(db);
-        const bool ok = execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        PgDriver* d = driverOf(db);
+        const bool ok = d ? d->runOwn({"COMMIT", QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey).toUtf8()})
+                          : execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
         if (ok) settle(db);
         return ok;
     }
