@@ -74,52 +74,18 @@ QByteArray conninfoValue(const QString& v)
 // libpq's notices ("there is no transaction in progress") are not for the user.
 void quietNotices(void*, const char*) {}
 
-// A null of its type (a null text, date, ...) is NULL, as Qt's own drivers take it.
-bool nullValue(const QVariant& v)
-{
-    if (v.isNull()) return true;
-    switch (v.typeId()) {
-    case QMetaType::QString: return v.toString().isNull();
-    case QMetaType::QByteArray: return v.toByteArray().isNull();
-    case QMetaType::QDate: return v.toDate().isNull();
-    case QMetaType::QTime: return v.toTime().isNull();
-    case QMetaType::QDateTime: return v.toDateTime().isNull();
-    default: return false;
-    }
-}
-
 // Bound values as text in the server's format, each with its type where the value says what
 // it is; text is left for the server to infer from where it stands, as a quoted literal is.
 struct Params {
     explicit Params(const QVariantList& bound)
         : texts(size_t(bound.size())), values(size_t(bound.size()), nullptr), types(size_t(bound.size()), 0),
-          lengths(size_t(bound.size()), 0), formats(size_t(bound.size()), 0)
+          lengths(size_t(bound.size()), 0)
     {
         for (int i = 0; i < int(bound.size()); ++i) {
             const QVariant& v = bound[i];
-            if (nullValue(v)) continue;
-            QByteArray& text = texts[size_t(i)];
-            Oid& type = types[size_t(i)];
-            switch (v.typeId()) {
-            case QMetaType::Bool: text = v.toBool() ? "t" : "f"; type = 16; break;
-            case QMetaType::Int:
-            case QMetaType::UInt:
-            case QMetaType::Short:
-            case QMetaType::UShort:
-            case QMetaType::LongLong:
-            case QMetaType::ULongLong: text = QByteArray::number(v.toLongLong()); type = 20; break;
-            case QMetaType::Double:
-            case QMetaType::Float: text = QByteArray::number(v.toDouble(), 'g', 17); type = 701; break;
-            case QMetaType::QByteArray:
-                text = v.toByteArray();
-                type = 17;
-                formats[size_t(i)] = 1;
-                break;
-            case QMetaType::QTime: text = v.toTime().toString(QStringLiteral("HH:mm:ss.zzz")).toLatin1(); type = 1083; break;
-            default:
-                if (boundDateText(v, &text)) type = 1114;
-                else text = v.toString().toUtf8();
-            }
+            if (isNullValue(v)) continue;
+            types[size_t(i)] = serverText(v, &texts[size_t(i)]);
+            const QByteArray& text = texts[size_t(i)];
             values[size_t(i)] = text.constData();
             lengths[size_t(i)] = int(text.size());
         }
@@ -128,7 +94,6 @@ struct Params {
     std::vector<const char*> values;
     std::vector<Oid> types;
     std::vector<int> lengths;
-    std::vector<int> formats;
 };
 
 } // namespace
@@ -444,22 +409,12 @@ bool PgDriver::copyRows(const QString& table, const QStringList& columns, const 
         for (qsizetype i = 0; i < row.size(); ++i) {
             if (i > 0) data += '\t';
             const QVariant& v = row[i];
-            if (nullValue(v)) {
+            if (isNullValue(v)) {
                 data += "\\N";
                 continue;
             }
             QByteArray text;
-            switch (v.typeId()) {
-            case QMetaType::Bool: text = v.toBool() ? "t" : "f"; break;
-            case QMetaType::Int:
-            case QMetaType::UInt:
-            case QMetaType::LongLong:
-            case QMetaType::ULongLong: text = QByteArray::number(v.toLongLong()); break;
-            case QMetaType::Double:
-            case QMetaType::Float: text = QByteArray::number(v.toDouble(), 'g', 17); break;
-            default:
-                if (!boundDateText(v, &text)) text = v.toString().toUtf8();
-            }
+            serverText(v, &text);
             for (const char ch : std::as_const(text)) {
                 switch (ch) {
                 case '\\': data += "\\\\"; break;
@@ -606,8 +561,8 @@ bool PgDriver::runBound(PgResult& r, const QVariantList& values)
     const auto sendStatement = [&] {
         return r.m_name.isEmpty()
             ? PQsendQueryParams(m_conn, r.m_sql.constData(), n, p.types.data(), p.values.data(), p.lengths.data(),
-                                p.formats.data(), 0)
-            : PQsendQueryPrepared(m_conn, r.m_name.constData(), n, p.values.data(), p.lengths.data(), p.formats.data(), 0);
+                                nullptr, 0)
+            : PQsendQueryPrepared(m_conn, r.m_name.constData(), n, p.values.data(), p.lengths.data(), nullptr, 0);
     };
     const QList<Ahead> ahead = takeAhead();
     if (ahead.isEmpty() && !prepareFirst) {

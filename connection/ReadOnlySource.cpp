@@ -398,21 +398,9 @@ public:
             std::vector<Oid> types(values.size(), 0);
             for (qsizetype i = 0; i < values.size(); ++i) {
                 const QVariant& v = values[i];
+                if (isNullValue(v)) continue;
                 QByteArray& text = texts[size_t(i)];
-                Oid& type = types[size_t(i)];
-                if (v.isNull()) continue;
-                switch (v.typeId()) {
-                case QMetaType::Bool: text = v.toBool() ? "t" : "f"; type = 16; break;
-                case QMetaType::Int:
-                case QMetaType::UInt:
-                case QMetaType::LongLong:
-                case QMetaType::ULongLong: text = QByteArray::number(v.toLongLong()); type = 20; break;
-                case QMetaType::Double:
-                case QMetaType::Float: text = QByteArray::number(v.toDouble(), 'g', 17); type = 701; break;
-                default:
-                    if (boundDateText(v, &text)) type = 1114;
-                    else text = v.toString().toUtf8();
-                }
+                types[size_t(i)] = serverText(v, &text);
                 pointers[size_t(i)] = text.constData();
             }
             sent = PQsendQueryParams(m_conn, sql.constData(), int(values.size()), types.data(), pointers.data(),

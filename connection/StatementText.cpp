@@ -113,6 +113,39 @@ bool boundDateText(const QVariant& v, QByteArray* text)
     return true;
 }
 
+bool isNullValue(const QVariant& v)
+{
+    if (v.isNull()) return true;
+    switch (v.typeId()) {
+    case QMetaType::QString: return v.toString().isNull();
+    case QMetaType::QByteArray: return v.toByteArray().isNull();
+    case QMetaType::QDate: return v.toDate().isNull();
+    case QMetaType::QTime: return v.toTime().isNull();
+    case QMetaType::QDateTime: return v.toDateTime().isNull();
+    default: return false;
+    }
+}
+
+unsigned int serverText(const QVariant& v, QByteArray* text)
+{
+    switch (v.typeId()) {
+    case QMetaType::Bool: *text = v.toBool() ? "t" : "f"; return 16;
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong: *text = QByteArray::number(v.toLongLong()); return 20;
+    case QMetaType::Double:
+    case QMetaType::Float: *text = QByteArray::number(v.toDouble(), 'g', 17); return 701;
+    case QMetaType::QByteArray: *text = "\\x" + v.toByteArray().toHex(); return 17;
+    case QMetaType::QTime: *text = v.toTime().toString(QStringLiteral("HH:mm:ss.zzz")).toLatin1(); return 1083;
+    default:
+        if (boundDateText(v, text)) return 1114;
+        *text = v.toString().toUtf8();
+        return 0;
+    }
+}
 
 namespace {
 

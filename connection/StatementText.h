@@ -23,6 +23,14 @@ QString numberedPlaceholders(const QString& statement, int* count);
 // A bound date as both engines compare stored dates: the clock reading, as text.
 bool boundDateText(const QVariant& v, QByteArray* text);
 
+// Whether a bound value stands for NULL: a null of its type too (a null text, date, ...), as
+// Qt's own drivers take it.
+bool isNullValue(const QVariant& v);
+// A bound value in the server's text format, and its type (a libpq Oid) where the value says
+// what it is; 0 for text, which the server takes for what it stands beside, as a quoted
+// literal.
+unsigned int serverText(const QVariant& v, QByteArray* text);
+
 // The texts of a column that come again and again (what a report groups by) share one
 // QString: a value met a moment ago costs a hash and a comparison instead of an allocation
 // and a UTF-8 decoding. Direct-mapped, so a column of unique texts only passes through.
