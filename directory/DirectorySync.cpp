@@ -1,6 +1,7 @@
 #include "DirectorySync.h"
 #include "Connection.h"
 #include "DbError.h"
+#include <algorithm>
 #include <QDateTime>
 #include <QHash>
 #include <QSet>
@@ -189,8 +190,12 @@ namespace {
 // New users in blocks: each block's rows written at once (on a server by COPY), and their
 // groups' rights history read from them in one statement (a first sync makes thousands; a row
 // at a time would take a round trip each).
-void insertNew(Connection& c, const QList<const SyncChange*>& fresh, const QDateTime& now, int by)
+void insertNew(Connection& c, QList<const SyncChange*> fresh, const QDateTime& now, int by)
 {
+    // In the order of their names (as plain text: for the usual ASCII logins that is the
+    // index's own order): each row then goes next to the one before it in the name indexes,
+    // instead of to a page of its own anywhere in them, and the keys follow the names.
+    std::sort(fresh.begin(), fresh.end(), [](const SyncChange* a, const SyncChange* b) { return a->login < b->login; });
     constexpr int kBlock = 5000;
     const TableDef& t = users();
     const ColumnDef& group = *t.column(QStringLiteral("user_group_id"));
