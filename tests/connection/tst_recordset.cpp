@@ -83,6 +83,8 @@ private slots:
     void rights();
     void liveDescendants();
     void manyRowsKeepTheirValues();
+    void boundValuesComeBackAsBound();
+    void aReadLeftHalfwayFreesTheLink();
 };
 
 void tst_recordset::initTestCase()
@@ -501,6 +503,65 @@ void tst_recordset::manyRowsKeepTheirValues()
         QCOMPARE(got[r][4].toString(), QStringLiteral("tömeges"));
         QCOMPARE(m_c->engine().fromDb(date, got[r][5]).toDateTime(), at);
     }
+}
+
+// What goes to the database bound comes back the same: texts with quotes, line breaks and
+// backslashes, a null text apart from an empty one, large numbers, dates to the second; and a
+// bound value is never read as SQL.
+void tst_recordset::boundValuesComeBackAsBound()
+{
+    const QStringList texts{QStringLiteral("O'Brien \"idéző\""), QStringLiteral("sor\nsor\ttab"), QStringLiteral("C:\\út\\"),
+                            QStringLiteral("'); DROP TABLE qnd_user; --"), QStringLiteral("$1 ? :név"), QString(), QStringLiteral("")};
+    const QDateTime at(QDate(2031, 12, 31), QTime(23, 59, 58));
+    const ColumnDef date{{}, ColType::DateTime, 0, {}};
+    QList<int> ids;
+    for (int i = 0; i < texts.size(); ++i) {
+        const int id = m_c->keys().newKey(Tables::AuthUnit);
+        ids << id;
+        QString err;
+        QVERIFY2(m_c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, create_user, create_date) VALUES (?, ?, ?, ?, ?)",
+                              {id, 7000 + i, texts[i], qlonglong(2147483647), m_c->engine().toDb(date, at)}, &err),
+                 qPrintable(err));
+    }
+    for (int i = 0; i < texts.size(); ++i) {
+        // Found by the value itself, so that a value the server read otherwise finds nothing.
+        const QString where = texts[i].isNull() ? QStringLiteral("name IS NULL AND parent_id = ?") : QStringLiteral("name = ? AND parent_id = ?");
+        QVariantList binds;
+        if (!texts[i].isNull()) binds << texts[i];
+        binds << 7000 + i;
+        const auto rows = m_c->select("SELECT id, name, create_user, create_date FROM qnd_auth_unit WHERE " + where, binds);
+        QCOMPARE(rows.size(), 1);
+        QCOMPARE(rows[0][0].toInt(), ids[i]);
+        QCOMPARE(rows[0][1].isNull(), texts[i].isNull());
+        QCOMPARE(rows[0][1].toString(), texts[i]);
+        QCOMPARE(rows[0][2].toLongLong(), qlonglong(2147483647));
+        QCOMPARE(m_c->engine().fromDb(date, rows[0][3]).toDateTime(), at);
+    }
+    QVERIFY(m_c->engine().tables(m_c->db()).contains(QStringLiteral("qnd_user")));
+}
+
+// A read whose reader stops early (an export cancelled, a lookup that found its row) leaves
+// the link free: the next statements run and read their own rows.
+void tst_recordset::aReadLeftHalfwayFreesTheLink()
+{
+    const auto count = [this] {
+        return m_c->select("SELECT COUNT(*) FROM qnd_auth_unit WHERE parent_id BETWEEN ? AND ?", {100, 139}).value(0).value(0).toInt();
+    };
+    const int all = count();
+    QVERIFY(all > 1000);
+    // Read whole, then stopped early, then whole again: a statement kept from its first run
+    // streams its rows on a server.
+    for (const int stopAt : {0, 3, 0}) {
+        int seen = 0;
+        m_c->selectEach("SELECT id, name FROM qnd_auth_unit WHERE parent_id BETWEEN ? AND ? ORDER BY id", {100, 139},
+                        [&](const QVariantList&) { return ++seen != stopAt; });
+        QCOMPARE(seen, stopAt ? stopAt : all);
+        QCOMPARE(count(), all);
+    }
+    std::unique_ptr<Recordset> rs = m_c->openRecordset(Tables::AuthUnit);
+    rs->setIndex("PrimaryKey");
+    QVERIFY(rs->seek({m_c->select("SELECT MIN(id) FROM qnd_auth_unit WHERE parent_id BETWEEN 100 AND 139").value(0).value(0)}));
+    QVERIFY(rs->field("parent_id").toInt() >= 100);
 }
 
 void tst_recordset::liveDescendants()
