@@ -479,13 +479,32 @@ void Connection::selectEach(const QString& sql, const QVariantList& binds, const
         }
         const int n = q.record().count();
         QVariantList r;
+        bool stopped = false;
         while (q.next()) {
             r.clear();
             r.reserve(n);
             for (int i = 0; i < n; ++i) r << q.value(i);
-            if (!sink(r)) break;
+            if (!sink(r)) {
+                stopped = true;
+                break;
+            }
         }
+        // Rows that stopped coming (the server went away mid-read) are a failure, not an end:
+        // an export must not end short without saying so.
+        const QSqlError broken = stopped ? QSqlError() : q.lastError();
         q.finish();
+        if (broken.type() != QSqlError::NoError) {
+            // Not run again: the rows read so far are already taken.
+            QString lost;
+            switch (recover(&lost)) {
+            case Recovery::Lost: throw DbError(lost);
+            case Recovery::Retry:
+                throw DbError(QStringLiteral("Olvasás közben megszakadt a kapcsolat az adatbázis-kiszolgálóval, ezért az "
+                                             "olvasás nem fejeződött be. A kapcsolat helyreállt: próbálja újra."));
+            case Recovery::None: break;
+            }
+            throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(broken.text()));
+        }
         return;
     }
 }

@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTimeZone>
 #include <charconv>
+#include <limits>
 #include <libpq-fe.h>
 
 namespace NexoFrame {
@@ -135,7 +136,13 @@ unsigned int serverText(const QVariant& v, QByteArray* text)
     case QMetaType::Short:
     case QMetaType::UShort:
     case QMetaType::LongLong:
-    case QMetaType::ULongLong: *text = QByteArray::number(v.toLongLong()); return 20;
+    case QMetaType::ULongLong: {
+        // An integer as a literal of its size is typed: integer, bigint past it (a function
+        // that takes an integer does not take a bigint).
+        const qlonglong n = v.toLongLong();
+        *text = QByteArray::number(n);
+        return n >= std::numeric_limits<qint32>::min() && n <= std::numeric_limits<qint32>::max() ? 23 : 20;
+    }
     case QMetaType::Double:
     case QMetaType::Float: *text = QByteArray::number(v.toDouble(), 'g', 17); return 701;
     case QMetaType::QByteArray: *text = "\\x" + v.toByteArray().toHex(); return 17;

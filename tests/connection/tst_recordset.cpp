@@ -85,6 +85,7 @@ private slots:
     void manyRowsKeepTheirValues();
     void boundValuesComeBackAsBound();
     void aReadLeftHalfwayFreesTheLink();
+    void aReadCutOffIsAFailure();
 };
 
 void tst_recordset::initTestCase()
@@ -562,6 +563,36 @@ void tst_recordset::aReadLeftHalfwayFreesTheLink()
     rs->setIndex("PrimaryKey");
     QVERIFY(rs->seek({m_c->select("SELECT MIN(id) FROM qnd_auth_unit WHERE parent_id BETWEEN 100 AND 139").value(0).value(0)}));
     QVERIFY(rs->field("parent_id").toInt() >= 100);
+}
+
+// The server goes away in the middle of a long read: the read fails with the reason, and
+// the next statement finds the link again. (A file has no link to lose.)
+void tst_recordset::aReadCutOffIsAFailure()
+{
+    if (!testingPostgres()) QSKIP("a file has no link to lose");
+    QString err;
+    auto other = Connection::openDatabase(m_db.target(), Connection::DemoData::None, &err);
+    QVERIFY2(other, qPrintable(err));
+    const int pid = m_c->select("SELECT pg_backend_pid()").value(0).value(0).toInt();
+    const QString sql = QStringLiteral("SELECT g, repeat('x', 200) FROM generate_series(1, ?) g");
+    // Run once whole, so that the second run is the kept statement's, streamed.
+    int seen = 0;
+    m_c->selectEach(sql, {10}, [&](const QVariantList&) { return ++seen > 0; });
+    QCOMPARE(seen, 10);
+    seen = 0;
+    bool failed = false;
+    try {
+        m_c->selectEach(sql, {2000000}, [&](const QVariantList&) {
+            if (++seen == 5) other->select("SELECT pg_terminate_backend(?)", {pid});
+            return true;
+        });
+    } catch (const DbError& e) {
+        failed = true;
+        QVERIFY(!e.message().isEmpty());
+    }
+    QVERIFY2(failed, qPrintable(QString::number(seen)));
+    QVERIFY(seen < 2000000);
+    QCOMPARE(m_c->select("SELECT 1 + 1").value(0).value(0).toInt(), 2);
 }
 
 void tst_recordset::liveDescendants()
