@@ -139,23 +139,9 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
     // The other table's columns with the reference after its shared ones.
     QStringList besideColumns;
     if (b) besideColumns = beside->columns.mid(0, beside->shared.size()) + QStringList{beside->ref} + beside->columns.mid(beside->shared.size());
-    if (!b && rows >= kCopiedFrom && m_c.copies()) {
-        // Many rows: a block of keys, then the rows in the engine's bulk way (a round trip
-        // each, whatever their number).
-        const int first = handOut(table, rows, t.primaryKey, lowest);
-        QList<QVariantList> data;
-        data.reserve(rows);
-        for (int r = 0; r < rows; ++r) {
-            QVariantList row;
-            row.reserve(columns.size() + 1);
-            row << first + r << shared << perRow.mid(r * own, own);
-            data << row;
-        }
-        QString error;
-        if (!m_c.copyRows(t.name, QStringList{t.primaryKey} + columns, data, &error)) throw DbError(error);
-        return first;
-    }
-    if (m_c.engine().writesInWith()) {
+    // Many rows go in the engine's bulk way, where it has one (a round trip, whatever their number).
+    const bool copied = !b && rows >= kCopiedFrom && m_c.copies();
+    if (!copied && m_c.engine().writesInWith()) {
         // The key block and the rows in one statement; each row's key is its place in the block.
         QString shape = QString::number(table) + QLatin1Char('/') + QString::number(rows) + QLatin1Char('/')
             + QString::number(shared.size()) + QLatin1Char('/') + columns.join(QLatin1Char(','));
@@ -197,6 +183,16 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         return first;
     }
     const int first = handOut(table, rows, t.primaryKey, lowest);
+    // A row's values: its key from the block, the shared ones, then its own.
+    const auto rowAt = [&](int r) { return QVariantList{first + r} + shared + perRow.mid(r * own, own); };
+    if (copied) {
+        QList<QVariantList> data;
+        data.reserve(rows);
+        for (int r = 0; r < rows; ++r) data << rowAt(r);
+        QString error;
+        if (!m_c.copyRows(t.name, QStringList{t.primaryKey} + columns, data, &error)) throw DbError(error);
+        return first;
+    }
     // Qt hands SQLite every placeholder by name, and SQLite looks a name up along all the
     // statement's names: a statement's preparing grows with the square of its values. Rows
     // go a few hundred values a statement, so that a block of any size is prepared at once.
@@ -209,7 +205,7 @@ int Keys::insertKeyed(int table, const QStringList& columns, const QVariantList&
         QVariantList values;
         for (int r = from; r < from + n; ++r) {
             tuples << tuple;
-            values << first + r << shared << perRow.mid(r * own, own);
+            values << rowAt(r);
         }
         QString error;
         if (!m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES %3").arg(quoted(t.name), columnList(t, columns), tuples.join(QLatin1Char(','))),

@@ -1,4 +1,5 @@
 #include "PgDriver.h"
+#include "SqlExec.h"
 #include "StatementText.h"
 #include <QDateTime>
 #include <QMetaType>
@@ -34,6 +35,13 @@ QSqlError statementError(const PGresult* r, PGconn* c)
     const char* state = r ? PQresultErrorField(r, PG_DIAG_SQLSTATE) : nullptr;
     return QSqlError(QString(), resultMessage(r, c), QSqlError::StatementError,
                      state ? QString::fromLatin1(state) : QString());
+}
+
+// A failed statement's error; the lock's own refusal in the user's words.
+QSqlError failureOf(bool lockStatement, const PGresult* r, PGconn* c)
+{
+    return lockStatement ? QSqlError(QString(), kLockRefused, QSqlError::StatementError, QStringLiteral("NEXO1"))
+                         : statementError(r, c);
 }
 
 bool failed(const PGresult* r)
@@ -364,9 +372,7 @@ QString PgDriver::escapeIdentifier(const QString& identifier, IdentifierType) co
 {
     if (identifier.startsWith(QLatin1Char('"')) && identifier.endsWith(QLatin1Char('"')) && identifier.size() > 1)
         return identifier;
-    QString q = identifier;
-    q.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-    return QLatin1Char('"') + q + QLatin1Char('"');
+    return quoted(identifier);
 }
 
 QString PgDriver::formatValue(const QSqlField& field, bool trimStrings) const
@@ -392,13 +398,7 @@ bool PgDriver::copyRows(const QString& table, const QStringList& columns, const 
     }
     if (m_streaming) m_streaming->finishStream();
     // What waits ahead (a savepoint) goes first, on its own.
-    if (!m_ahead.isEmpty()) {
-        QSqlQuery q(createResult());
-        if (!q.exec(QStringLiteral("SELECT 1"))) {
-            *error = q.lastError().text();
-            return false;
-        }
-    }
+    if (!m_ahead.isEmpty() && !runOwn({}, error)) return false;
     QStringList names;
     for (const QString& c : columns) names << escapeIdentifier(c, FieldName);
     const QByteArray sql = QStringLiteral("COPY %1 (%2) FROM STDIN").arg(escapeIdentifier(table, TableName), names.join(QLatin1Char(','))).toUtf8();
@@ -521,9 +521,7 @@ bool PgDriver::runText(PgResult& r, const QByteArray& sql)
         if (failed(res)) {
             if (failedAt < 0) {
                 failedAt = index;
-                error = index < ahead.size() && ahead[index].lock
-                    ? QSqlError(QString(), kLockRefused, QSqlError::StatementError, QStringLiteral("NEXO1"))
-                    : statementError(res, m_conn);
+                error = failureOf(index < ahead.size() && ahead[index].lock, res, m_conn);
             }
             PQclear(res);
         } else if (index >= ahead.size() && !rows && PQresultStatus(res) == PGRES_TUPLES_OK) {
@@ -559,10 +557,7 @@ bool PgDriver::runBound(PgResult& r, const QVariantList& values)
     const Params p(values);
     const int n = r.m_params;
     const auto sendStatement = [&] {
-        return r.m_name.isEmpty()
-            ? PQsendQueryParams(m_conn, r.m_sql.constData(), n, p.types.data(), p.values.data(), p.lengths.data(),
-                                nullptr, 0)
-            : PQsendQueryPrepared(m_conn, r.m_name.constData(), n, p.values.data(), p.lengths.data(), nullptr, 0);
+        return PQsendQueryPrepared(m_conn, r.m_name.constData(), n, p.values.data(), p.lengths.data(), nullptr, 0);
     };
     const QList<Ahead> ahead = takeAhead();
     if (ahead.isEmpty() && !prepareFirst) {
@@ -653,9 +648,7 @@ bool PgDriver::pipeline(const QList<Ahead>& ahead, const std::function<int()>& s
                     if (!failedYet && PQresultStatus(res) != PGRES_PIPELINE_ABORTED) {
                         failedYet = true;
                         *failedAhead = step.ahead;
-                        *error = step.ahead >= 0 && ahead[step.ahead].lock
-                            ? QSqlError(QString(), kLockRefused, QSqlError::StatementError, QStringLiteral("NEXO1"))
-                            : statementError(res, m_conn);
+                        *error = failureOf(step.ahead >= 0 && ahead[step.ahead].lock, res, m_conn);
                     }
                     failedYet = true;
                     PQclear(res);
