@@ -14,7 +14,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
-#include <QRegularExpression>
 #include <QTableView>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -34,6 +33,57 @@ const ColumnDef& requireColumn(const TableDef& t, const QString& name)
     const ColumnDef* c = t.column(name.trimmed());
     if (!c) throw DbError(QStringLiteral("A(z) %1 táblának nincs „%2” nevű oszlopa.").arg(t.name, name.trimmed()));
     return *c;
+}
+
+// A filter's terms: the text split at each AND (any case) standing between blanks. Read by
+// hand: a panel sets a new filter at each click of its master list.
+QStringList filterTerms(const QString& filter)
+{
+    QStringList parts;
+    qsizetype from = 0;
+    for (qsizetype i = 0; i < filter.size(); ++i) {
+        if (!filter[i].isSpace()) continue;
+        qsizetype a = i;
+        while (a < filter.size() && filter[a].isSpace()) ++a;
+        qsizetype b = a + 3;
+        if (b >= filter.size() || !filter[b].isSpace() || filter.mid(a, 3).compare(QLatin1String("AND"), Qt::CaseInsensitive) != 0) {
+            i = a - 1;
+            continue;
+        }
+        while (b < filter.size() && filter[b].isSpace()) ++b;
+        parts << filter.mid(from, i - from);
+        from = b;
+        i = b - 1;
+    }
+    parts << filter.mid(from);
+    return parts;
+}
+
+// One term: a column name, a comparison and the text after it; no column when it is not one.
+struct Term {
+    QString column, op, value;
+};
+
+Term termOf(const QString& part)
+{
+    const auto letter = [](QChar c) { return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || c == u'_'; };
+    qsizetype i = 0;
+    while (i < part.size() && part[i].isSpace()) ++i;
+    const qsizetype start = i;
+    if (i == part.size() || !letter(part[i])) return {};
+    while (i < part.size() && (letter(part[i]) || (part[i] >= u'0' && part[i] <= u'9'))) ++i;
+    Term t;
+    t.column = part.mid(start, i - start);
+    while (i < part.size() && part[i].isSpace()) ++i;
+    for (const char* op : {">=", "<=", "<>", "=", "<", ">"}) {
+        const QLatin1String o(op);
+        if (QStringView(part).mid(i).startsWith(o)) {
+            t.op = o;
+            t.value = part.mid(i + o.size());
+            return t;
+        }
+    }
+    return {};
 }
 
 QString shown(const Engine& e, const ColumnDef& c, const QVariant& raw)
@@ -267,15 +317,14 @@ void BrowseView::setFilter(const QString& filter)
 BrowseView::Where BrowseView::parse(const TableDef& table, const QString& filter) const
 {
     Where w;
-    if (filter.trimmed().isEmpty()) return w;
-    static const QRegularExpression andWord(QStringLiteral("\\s+AND\\s+"), QRegularExpression::CaseInsensitiveOption);
-    for (const QString& part : filter.trimmed().split(andWord)) {
-        static const QRegularExpression term(QStringLiteral("^\\s*([A-Za-z_][A-Za-z0-9_]*)\\s*(>=|<=|<>|=|<|>)(.*)$"));
-        const QRegularExpressionMatch m = term.match(part);
-        if (!m.hasMatch()) throw DbError(QStringLiteral("Hibás szűrőfeltétel: „%1” (oszlop=érték kell).").arg(part));
-        const ColumnDef& c = requireColumn(table, m.captured(1));
-        const QString op = m.captured(2);
-        const QString text = m.captured(3).trimmed();
+    const QString trimmed = filter.trimmed();
+    if (trimmed.isEmpty()) return w;
+    for (const QString& part : filterTerms(trimmed)) {
+        const Term t = termOf(part);
+        if (t.column.isEmpty()) throw DbError(QStringLiteral("Hibás szűrőfeltétel: „%1” (oszlop=érték kell).").arg(part));
+        const ColumnDef& c = requireColumn(table, t.column);
+        const QString& op = t.op;
+        const QString text = t.value.trimmed();
         QVariant value = text;
         bool ok = true;
         switch (c.type) {

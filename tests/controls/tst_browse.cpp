@@ -87,6 +87,15 @@ private slots:
         QCOMPARE(column(v), (QStringList{"nagy.peter", "toth.gabor"}));
         v.setFilter("USER_GROUP_ID = 3 and del_status=0");
         QCOMPARE(column(v), QStringList{"nagy.peter"});
+        // AND splits only between blanks; inside a value it is the value's.
+        v.setFilter("\tuser_group_id>=3 \t AnD  user_group_id<=3\tAND del_status<>2 ");
+        QCOMPARE(column(v), QStringList{"nagy.peter"});
+        v.setFilter("user_name=nagy.peterAND del_status=0");
+        QCOMPARE(v.loadedRows(), 0);
+        QVERIFY_THROWS_EXCEPTION(DbError, v.setFilter("user_group_id=3 AND"));
+        QVERIFY_THROWS_EXCEPTION(DbError, v.setFilter("user_group_id=3 AND 1=1"));
+        QVERIFY_THROWS_EXCEPTION(DbError, v.setFilter("user_group_id 3"));
+        v.setFilter("USER_GROUP_ID = 3 and del_status=0");
 
         QVERIFY_THROWS_EXCEPTION(DbError, v.setFilter("nincs_ilyen=1"));
         QVERIFY_THROWS_EXCEPTION(DbError, v.setFilter("user_group_id=3 OR 1=1"));
