@@ -1,3 +1,4 @@
+#include "StandardIcon.h"
 #include "TreeBench.h"
 #include "Access.h"
 #include "BenchSupport.h"
@@ -173,6 +174,8 @@ int runTreeBench(int argc, char** argv, const TreeBenchSpec& spec)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    // The panels under the style the shell gives them.
+    NexoFrame::Controls::keepStyleIcons();
     QTemporaryDir dir;
     run(QStringLiteral("sqlite"), dir.filePath(QStringLiteral("bench.sqlite")), spec);
     const QString server = qEnvironmentVariable("NEXO_TEST_PG");

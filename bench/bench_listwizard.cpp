@@ -5,6 +5,7 @@
 // "filled" stops when the rows are in the grid, before Qt paints them. The first screen also
 // against a plain QSqlQueryModel in a QTableView showing the same first page, painted; and
 // the page after row 900,000 of the list of every row against its first page.
+#include "StandardIcon.h"
 #include "BenchSupport.h"
 #include "ScreenBench.h"
 #include "Connection.h"
@@ -235,6 +236,8 @@ int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    // The panels under the style the shell gives them.
+    NexoFrame::Controls::keepStyleIcons();
     QTemporaryDir dir;
     run(QStringLiteral("sqlite"), dir.filePath(QStringLiteral("lists.sqlite")), dir.filePath(QStringLiteral("work-sqlite")));
     const QString server = qEnvironmentVariable("NEXO_TEST_PG");

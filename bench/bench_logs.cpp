@@ -6,6 +6,7 @@
 // first page, painted; the page after row 900,000 against the first page; and what opening
 // costs in memory on this table against a table a hundred times smaller: a list that reads
 // what it shows grows with neither.
+#include "StandardIcon.h"
 #include "BenchSupport.h"
 #include "ScreenBench.h"
 #include "BrowseView.h"
@@ -193,6 +194,8 @@ int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    // The panels under the style the shell gives them.
+    NexoFrame::Controls::keepStyleIcons();
     QTemporaryDir dir;
     run(QStringLiteral("sqlite"), dir.filePath(QStringLiteral("small.sqlite")), dir.filePath(QStringLiteral("logs.sqlite")));
     const QString server = qEnvironmentVariable("NEXO_TEST_PG");

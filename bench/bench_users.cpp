@@ -3,6 +3,7 @@
 // group's rows, and against a plain QSqlQueryModel in a QTableView showing the same first
 // page, painted; and the save of a driver with both reminders against the bare writes of
 // the same three rows in one transaction.
+#include "StandardIcon.h"
 #include "BenchSupport.h"
 #include "ScreenBench.h"
 #include "BrowseView.h"
@@ -221,6 +222,8 @@ int main(int argc, char** argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    // The panels under the style the shell gives them.
+    NexoFrame::Controls::keepStyleIcons();
     QTemporaryDir dir;
     run(QStringLiteral("sqlite"), dir.filePath(QStringLiteral("users.sqlite")));
     const QString server = qEnvironmentVariable("NEXO_TEST_PG");

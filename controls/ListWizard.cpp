@@ -1,5 +1,4 @@
 #include "ListWizard.h"
-#include "StandardIcon.h"
 #include "Connection.h"
 #include "ControlTexts.h"
 #include "DateFormats.h"
@@ -99,7 +98,7 @@ ListWizard::ListWizard(QWidget* parent)
     m_bar->setObjectName(QStringLiteral("cmd_bar"));
     m_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     const auto add = [this](const char* name, QStyle::StandardPixmap icon, const QString& text, const QString& tip) {
-        QAction* a = m_bar->addAction(Controls::standardIcon(style(), icon), text);
+        QAction* a = m_bar->addAction(style()->standardIcon(icon), text);
         a->setObjectName(QString::fromLatin1(name));
         a->setToolTip(tip);
         return a;
@@ -249,7 +248,7 @@ void ListWizard::fillLists(int select)
         auto* item = new QListWidgetItem(e.caption, m_list);
         item->setData(Qt::UserRole, e.id);
         item->setToolTip(e.owner == m_userId ? QStringLiteral("Saját lista") : QStringLiteral("Készítette: %1").arg(e.ownerName));
-        item->setIcon(Controls::standardIcon(style(), e.owner == m_userId ? QStyle::SP_FileIcon : QStyle::SP_FileLinkIcon));
+        item->setIcon(style()->standardIcon(e.owner == m_userId ? QStyle::SP_FileIcon : QStyle::SP_FileLinkIcon));
     }
     if (!selectList(keep) && m_list->count() > 0) m_list->setCurrentRow(0);
     updateCommands();

@@ -1,19 +1,28 @@
 #pragma once
 #include <QHash>
 #include <QIcon>
-#include <QStyle>
+#include <QProxyStyle>
 
 namespace NexoFrame::Controls {
 
-// A picture of the style, made once: the style reads and decodes its image files anew for
-// every icon it hands out, which a panel with a dozen commands pays each time it opens.
-inline QIcon standardIcon(const QStyle* style, QStyle::StandardPixmap which)
-{
-    static QHash<QPair<const QStyle*, int>, QIcon> made;
-    const QPair<const QStyle*, int> key{style, int(which)};
-    auto it = made.constFind(key);
-    if (it == made.constEnd()) it = made.insert(key, style->standardIcon(which));
-    return *it;
-}
+// The application's style with its icons made once: the style reads and decodes its image
+// files anew for every icon it hands out, which every toolbar (its overflow arrow), line edit
+// (its clear button) and command bar paid each time a panel opened. Everything else is the
+// style's as it was.
+class StyleWithKeptIcons : public QProxyStyle {
+public:
+    explicit StyleWithKeptIcons(QStyle* base) : QProxyStyle(base) {}
+    QIcon standardIcon(StandardPixmap which, const QStyleOption* option = nullptr, const QWidget* widget = nullptr) const override;
+
+protected:
+    void polish(QApplication* app) override;
+
+private:
+    mutable QHash<int, QIcon> m_made;
+};
+
+// Puts StyleWithKeptIcons in front of the application's current style (once). The shell does
+// this at its start, for every panel and dialog.
+void keepStyleIcons();
 
 } // namespace NexoFrame::Controls

@@ -1,5 +1,4 @@
 #include "ControlUtils.h"
-#include "StandardIcon.h"
 #include "Connection.h"
 #include "Module.h"
 #include "ModuleTexts.h"
@@ -328,7 +327,7 @@ void PrepareForm(QWidget* form)
 {
     needObject(form);
     // Without an icon of its own or of the application a dialog shows a blank in the title.
-    if (form->windowIcon().isNull()) form->setWindowIcon(Controls::standardIcon(form->style(), QStyle::SP_ComputerIcon));
+    if (form->windowIcon().isNull()) form->setWindowIcon(form->style()->standardIcon(QStyle::SP_ComputerIcon));
     QFont f = form->font();
     if (f.pointSizeF() > 0 && f.pointSizeF() < kMinPointSize) {
         f.setPointSizeF(kMinPointSize);

@@ -1,5 +1,4 @@
 #include "TreePanel.h"
-#include "StandardIcon.h"
 #include "Access.h"
 #include "Connection.h"
 #include "ControlUtils.h"
@@ -88,7 +87,7 @@ void TreePanel::setupCommandBar()
                                             : cmds[i].action == TreeAction::Modify ? QStyle::SP_FileDialogDetailedView
                                                                                    : QStyle::SP_TrashIcon;
         for (QWidget* owner : {static_cast<QWidget*>(cmd_bar_class), static_cast<QWidget*>(popup)}) {
-            auto* a = new QAction(Controls::standardIcon(style(), icon), cmds[i].caption, owner);
+            auto* a = new QAction(style()->standardIcon(icon), cmds[i].caption, owner);
             a->setProperty("treeAction", int(cmds[i].action));
             a->setData(id);
             a->setObjectName(QStringLiteral("cmd_%1").arg(id));

@@ -1,6 +1,5 @@
 #include "LogsViewer.h"
 #include "LazyComboBox.h"
-#include "StandardIcon.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ControlTexts.h"
@@ -75,7 +74,7 @@ LogsViewer::LogsViewer(QWidget* parent) : AdminPanel(QStringLiteral("Velmont.Log
     dtp_to->setObjectName(QStringLiteral("dtp_to"));
     dtp_from->setDate(QDate::currentDate().addDays(-30));
     cmd_bar->addSeparator();
-    QAction* exportAction = cmd_bar->addAction(Controls::standardIcon(style(), QStyle::SP_DialogSaveButton), ModuleTexts::kSaveCsv);
+    QAction* exportAction = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), ModuleTexts::kSaveCsv);
     exportAction->setObjectName(QStringLiteral("cmd_export"));
     exportAction->setToolTip(QStringLiteral("A listában látható sorok mentése CSV-fájlba"));
     cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);

@@ -1,5 +1,4 @@
 #include "OLAPReports.h"
-#include "StandardIcon.h"
 #include "Access.h"
 #include "Connection.h"
 #include "ErrorList.h"
@@ -70,7 +69,7 @@ void OLAPReports::styleNode(QTreeWidgetItem* node, int kind)
 {
     // The images: CLOSE_FOLDER / OPEN_FOLDER for folders, REPORT for reports.
     const bool folder = kind != ReportNode;
-    node->setIcon(0, Controls::standardIcon(style(), kind == kRootKind ? QStyle::SP_DirOpenIcon
+    node->setIcon(0, style()->standardIcon(kind == kRootKind ? QStyle::SP_DirOpenIcon
                                            : folder          ? QStyle::SP_DirClosedIcon
                                                              : QStyle::SP_FileDialogContentsView));
     node->setData(0, Qt::UserRole + 3, folder ? QStringLiteral("CLOSE_FOLDER") : QStringLiteral("REPORT"));
@@ -87,13 +86,13 @@ void OLAPReports::nodeExpanded(QTreeWidgetItem* node, bool expanded)
     const QString image = node->data(0, Qt::UserRole + 3).toString();
     if (image != QLatin1String("CLOSE_FOLDER") && image != QLatin1String("OPEN_FOLDER")) return;
     node->setData(0, Qt::UserRole + 3, expanded ? QStringLiteral("OPEN_FOLDER") : QStringLiteral("CLOSE_FOLDER"));
-    node->setIcon(0, Controls::standardIcon(style(), expanded ? QStyle::SP_DirOpenIcon : QStyle::SP_DirClosedIcon));
+    node->setIcon(0, style()->standardIcon(expanded ? QStyle::SP_DirOpenIcon : QStyle::SP_DirClosedIcon));
 }
 
 void OLAPReports::setupCommandBar()
 {
     TreePanel::setupCommandBar();
-    auto* preview = new QAction(Controls::standardIcon(style(), QStyle::SP_MediaPlay), ModuleTexts::kPreview, cmd_bar_class);
+    auto* preview = new QAction(style()->standardIcon(QStyle::SP_MediaPlay), ModuleTexts::kPreview, cmd_bar_class);
     preview->setObjectName(QStringLiteral("cmd_preview"));
     connect(preview, &QAction::triggered, this, &OLAPReports::PreviewReport);
     cmd_bar_class->addAction(preview);

@@ -1,5 +1,4 @@
 #include "ListWizrads.h"
-#include "StandardIcon.h"
 #include "Access.h"
 #include "Connection.h"
 #include "ControlTexts.h"
@@ -93,6 +92,6 @@ QString ListWizradAuths::nodeText(const cDDXRecord& record) const
                     &connection());
 }
 
-void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, Controls::standardIcon(style(), QStyle::SP_FileDialogDetailedView)); }
+void ListWizradAuths::styleNode(QTreeWidgetItem* node, int) { node->setIcon(0, style()->standardIcon(QStyle::SP_FileDialogDetailedView)); }
 
 } // namespace NexoFrame

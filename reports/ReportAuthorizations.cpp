@@ -1,5 +1,4 @@
 #include "ReportAuthorizations.h"
-#include "StandardIcon.h"
 #include "ReportCatalogue.h"
 #include "Recordset.h"
 #include "Schema.h"
@@ -44,7 +43,7 @@ int ReportAuthorizations::nodeKind(const cDDXRecord& record) const
 void ReportAuthorizations::styleNode(QTreeWidgetItem* node, int kind)
 {
     const bool folder = kind != cDDXReport::Report;
-    node->setIcon(0, Controls::standardIcon(style(), folder ? QStyle::SP_DirIcon : QStyle::SP_FileDialogContentsView));
+    node->setIcon(0, style()->standardIcon(folder ? QStyle::SP_DirIcon : QStyle::SP_FileDialogContentsView));
     if (folder) {
         QFont f = node->font(0);
         f.setBold(true);

@@ -1,5 +1,4 @@
 #include "Reports.h"
-#include "StandardIcon.h"
 #include "Connection.h"
 #include "Module.h"
 #include "ModuleTexts.h"
@@ -48,7 +47,7 @@ void ReportList::fill(const QList<ReportEntry>& entries)
         item->setData(0, kEntryRole, e.type == cDDXReport::Folder ? -1 : i);
         if (e.type == cDDXReport::Folder) {
             item->setText(0, e.name);
-            item->setIcon(0, Controls::standardIcon(style(), QStyle::SP_DirIcon));
+            item->setIcon(0, style()->standardIcon(QStyle::SP_DirIcon));
             QFont f = item->font(0);
             f.setBold(true);
             item->setFont(0, f);
@@ -60,7 +59,7 @@ void ReportList::fill(const QList<ReportEntry>& entries)
             setItemWidget(item, 0, line);
         } else {
             item->setText(0, e.name);
-            item->setIcon(0, Controls::standardIcon(style(), QStyle::SP_FileDialogContentsView));
+            item->setIcon(0, style()->standardIcon(QStyle::SP_FileDialogContentsView));
             item->setToolTip(0, e.fileName);
         }
     }
@@ -98,9 +97,9 @@ Reports::Reports(QWidget* parent) : AdminPanel(QStringLiteral("NexoFrame.Reports
     cmd_bar = new QToolBar(QStringLiteral("Riportok"), this);
     cmd_bar->setObjectName(QStringLiteral("cmd_bar"));
     cmd_bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    QAction* preview = cmd_bar->addAction(Controls::standardIcon(style(), QStyle::SP_FileDialogContentsView), ModuleTexts::kPreview);
+    QAction* preview = cmd_bar->addAction(style()->standardIcon(QStyle::SP_FileDialogContentsView), ModuleTexts::kPreview);
     preview->setObjectName(QStringLiteral("cmd_preview"));
-    QAction* print = cmd_bar->addAction(Controls::standardIcon(style(), QStyle::SP_DialogSaveButton), QStringLiteral("Nyomtatás"));
+    QAction* print = cmd_bar->addAction(style()->standardIcon(QStyle::SP_DialogSaveButton), QStringLiteral("Nyomtatás"));
     print->setObjectName(QStringLiteral("cmd_print"));
     print->setToolTip(QStringLiteral("Nyomtatás az alapértelmezett nyomtatóra, előnézet nélkül"));
     lst_report = new ReportList(this);

@@ -1,5 +1,6 @@
 #include "ShellApplication.h"
 #include "ShellNotices.h"
+#include "StandardIcon.h"
 #include <QLibraryInfo>
 #include <QLocale>
 
@@ -32,6 +33,7 @@ Application::Application(int& argc, char** argv) : QApplication(argc, argv)
     if (m_qtTexts.load(hungarian, QStringLiteral("qtbase"), QStringLiteral("_"),
                        QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         installTranslator(&m_qtTexts);
+    Controls::keepStyleIcons();
 }
 
 bool Application::notify(QObject* receiver, QEvent* event)

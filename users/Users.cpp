@@ -1,5 +1,4 @@
 #include "Users.h"
-#include "StandardIcon.h"
 #include "BrowseView.h"
 #include "Connection.h"
 #include "ErrorList.h"
@@ -231,7 +230,7 @@ void Users::buildCommands(QToolBar* bar, QMenu* menu, const QList<Command>& comm
     for (int i = 0; i < commands.size(); ++i) {
         const Command cmd = commands[i];
         for (auto [owner, caption] : {std::pair<QWidget*, QString>{bar, cmd.barCaption}, {menu, cmd.menuCaption}}) {
-            auto* a = new QAction(Controls::standardIcon(style(), icons[i % std::size(icons)]), caption, owner);
+            auto* a = new QAction(style()->standardIcon(icons[i % std::size(icons)]), caption, owner);
             a->setData(cmd.right);
             connect(a, &QAction::triggered, this, [this, run = cmd.run] { (this->*run)(); });
             owner->addAction(a);
