@@ -416,7 +416,7 @@ bool Connection::execute(const QString& sql, const QVariantList& binds, QString*
         QString lost;
         const Recovery r = recover(&lost);
         if (r == Recovery::Retry && attempt == 0) continue;
-        if (error) *error = r == Recovery::None ? e : lost;
+        if (error) *error = lost.isEmpty() ? e : lost;
         return false;
     }
 }
@@ -430,11 +430,17 @@ bool Connection::copyRows(const QString& table, const QStringList& columns, cons
         return false;
     }
     m_transactions->touched();
-    const bool ok = m_engine->copyRows(m_db, table, columns, rows, error);
-    touch();
-    QString lost;
-    if (!ok && recover(&lost) != Recovery::None) *error = lost;
-    return ok;
+    for (int attempt = 0;; ++attempt) {
+        const bool ok = m_engine->copyRows(m_db, table, columns, rows, error);
+        touch();
+        if (ok) return true;
+        // As a statement: sent again once when the link came back or the lock came late.
+        QString lost;
+        const Recovery r = recover(&lost);
+        if (r == Recovery::Retry && attempt == 0) continue;
+        if (!lost.isEmpty()) *error = lost;
+        return false;
+    }
 }
 
 bool Connection::writeUsageLog(int table, const QString& itemColumn, int userId, int itemId, QString* error)
@@ -498,9 +504,7 @@ void Connection::selectEach(const QString& sql, const QVariantList& binds, const
             QString lost;
             switch (recover(&lost)) {
             case Recovery::Lost: throw DbError(lost);
-            case Recovery::Retry:
-                throw DbError(QStringLiteral("Olvasás közben megszakadt a kapcsolat az adatbázis-kiszolgálóval, ezért az "
-                                             "olvasás nem fejeződött be. A kapcsolat helyreállt: próbálja újra."));
+            case Recovery::Retry: throw DbError(Texts::kReadCutOff);
             case Recovery::None: break;
             }
             throw DbError(QStringLiteral("Adatbázis-lekérdezési hiba: %1").arg(broken.text()));

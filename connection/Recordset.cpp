@@ -150,26 +150,35 @@ void Recordset::read(QVector<Row>& out, int shape, const std::function<QString()
         QSqlQuery& q = *stmt;
         for (int i = 0; i < binds.size(); ++i) q.bindValue(i, binds[i]);
         q.bindValue(int(binds.size()), limit);
-        if (q.exec()) break;
-        const QString e = q.lastError().text();
-        q.finish();
+        QString e;
+        if (q.exec()) {
+            const qsizetype before = out.size();
+            const int n = int(m_table->columns.size());
+            const int k = int(m_cols.size());
+            // Values stay as stored until a field is read: converting every column of every
+            // row (dates into local time above all) costs more than the read itself.
+            while (q.next()) {
+                Row r(n);
+                for (int j = 0; j < k; ++j) r[m_cols[j]] = q.value(j);
+                out.append(std::move(r));
+            }
+            // Rows that stopped coming (a damaged page of a file, a server gone mid-read) are
+            // a failure: a window that ended there would pass for the end of the table.
+            const QSqlError broken = q.lastError();
+            q.finish();
+            if (broken.type() == QSqlError::NoError) return;
+            out.resize(before);
+            e = broken.text();
+        } else {
+            e = q.lastError().text();
+            q.finish();
+        }
         QString lost;
         const Connection::Recovery r = m_c->recover(&lost);
         if (r == Connection::Recovery::Retry && attempt == 0) continue;
-        if (r != Connection::Recovery::None) throw DbError(lost);
+        if (!lost.isEmpty()) throw DbError(lost);
         throw DbError(QStringLiteral("Adatbázis-olvasási hiba (%1): %2").arg(m_table->name, e));
     }
-    QSqlQuery& q = *stmt;
-    const int n = int(m_table->columns.size());
-    const int k = int(m_cols.size());
-    // Values stay as stored until a field is read: converting every column of every row
-    // (dates into local time above all) costs more than the read itself.
-    while (q.next()) {
-        Row r(n);
-        for (int j = 0; j < k; ++j) r[m_cols[j]] = q.value(j);
-        out.append(std::move(r));
-    }
-    q.finish();
 }
 
 void Recordset::fetch(int shape, const std::function<QString()>& makeWhere, const QVariantList& binds,

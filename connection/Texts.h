@@ -16,6 +16,9 @@ inline const QString kUnexpectedError = QStringLiteral("Váratlan hiba történt
 
 // A statement asked of a connection that has no database open.
 inline const QString kNoDatabase = QStringLiteral("Nincs megnyitott adatbázis.");
+// A read whose link broke and came back while its rows were coming: they are not read again.
+inline const QString kReadCutOff = QStringLiteral("Olvasás közben megszakadt a kapcsolat az adatbázis-kiszolgálóval, ezért az "
+                                                  "olvasás nem fejeződött be. A kapcsolat helyreállt: próbálja újra.");
 // A read-only statement stopped at the user's request.
 inline const QString kQueryCancelled = QStringLiteral("A lekérdezés megszakítva.");
 

@@ -86,6 +86,7 @@ private slots:
     void boundValuesComeBackAsBound();
     void aReadLeftHalfwayFreesTheLink();
     void aReadCutOffIsAFailure();
+    void aDamagedPageIsAFailure();
 };
 
 void tst_recordset::initTestCase()
@@ -609,6 +610,54 @@ void tst_recordset::liveDescendants()
     for (int gone : {6, 7, 8, 9, 10}) QVERIFY(!below.contains(gone));
     QVERIFY(below.contains(2) && below.contains(5));
     QVERIFY(m_c->execute("UPDATE qnd_auth_unit SET del_status=0 WHERE id=6"));
+}
+
+// A file damaged in the middle of a table: a recordset walking it fails with the engine's
+// words where it meets the broken page, instead of ending there as if the table did.
+void tst_recordset::aDamagedPageIsAFailure()
+{
+    if (testingPostgres()) QSKIP("a server keeps its own pages");
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("damaged.sqlite"));
+    int broken = 0;
+    {
+        QString err;
+        auto c = Connection::openDatabase(path, Connection::DemoData::None, &err);
+        QVERIFY2(c, qPrintable(err));
+        QVERIFY(c->transactions().lockMaster());
+        QVERIFY(c->transactions().beginTrans());
+        for (int i = 1; i <= 3000; ++i)
+            QVERIFY(c->execute("INSERT INTO qnd_auth_unit (id, parent_id, name, prefix) VALUES (?, 1, ?, 'p')",
+                               {i, QString("egység %1").arg(i)}));
+        QVERIFY(c->transactions().commitTrans());
+        c->transactions().unlockMaster();
+        // The table's third leaf in key order: the first window of rows starts before it.
+        const auto leaves = c->select("SELECT pageno FROM dbstat WHERE name = 'qnd_auth_unit' AND pagetype = 'leaf' ORDER BY path");
+        QVERIFY(leaves.size() > 10);
+        broken = leaves[2].value(0).toInt();
+        QVERIFY(c->execute("PRAGMA wal_checkpoint(TRUNCATE)"));
+    }
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::ReadWrite));
+    QVERIFY(f.seek(qint64(broken - 1) * 4096));
+    QVERIFY(f.write(QByteArray(64, '\xff')) == 64);
+    f.close();
+
+    QString err;
+    auto c = Connection::openDatabase(path, Connection::DemoData::None, &err);
+    QVERIFY2(c, qPrintable(err));
+    auto rs = c->openRecordset(Tables::AuthUnit);
+    rs->setIndex("PrimaryKey");
+    QList<int> seen;
+    bool failed = false;
+    try {
+        rs->moveFirst();
+        seen = walk(*rs);
+    } catch (const DbError& e) {
+        failed = true;
+        QVERIFY(!e.message().isEmpty());
+    }
+    QVERIFY2(failed, qPrintable(QString("%1 rows walked").arg(seen.size())));
 }
 
 QTEST_GUILESS_MAIN(tst_recordset)
