@@ -64,9 +64,12 @@ RightPath whoIs(Connection& c, int userId)
     return p;
 }
 
-RightPath explainRight(Connection& c, int userId, const QString& key)
+RightPath explainRight(Connection& c, int userId, const QString& key) { return explainRight(c, userHolder(c, userId), key); }
+
+RightPath explainRight(Connection& c, const Holder& holder, const QString& key)
 {
-    RightPath p = whoIs(c, userId);
+    RightPath p;
+    static_cast<Holder&>(p) = holder;
     p.key = key.trimmed();
     QList<RightUnit> found;
     if (!p.key.isEmpty()) {

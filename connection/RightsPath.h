@@ -31,6 +31,8 @@ struct RightPath : Holder {
 };
 
 RightPath explainRight(Connection& c, int userId, const QString& key);
+// The same for a holder read already: a user's, or a group's slots alone (groupHolder).
+RightPath explainRight(Connection& c, const Holder& holder, const QString& key);
 
 // The first steps of every path: the user, his group, the slots he holds through it.
 RightPath whoIs(Connection& c, int userId);

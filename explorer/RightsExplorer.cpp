@@ -878,9 +878,7 @@ QString RightsExplorer::twoStepText(bool user, int id) const
         why = TwoStep::requiredBecause(c, id);
         if (why.isEmpty() && TwoStep::enrolled(c, id)) why = QStringLiteral("bekapcsolta");
     } else {
-        const ColumnDef& column = *c.tableDef(Tables::UserGroup)->column(QStringLiteral("two_step"));
-        const QVariant raw = c.select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE id=?"), {id}).value(0).value(0);
-        if (c.engine().fromDb(column, raw).toBool()) why = QStringLiteral("a csoport megköveteli");
+        why = TwoStep::groupRequiresBecause(c, id);
     }
     return why.isEmpty() ? QStringLiteral("nem") : QStringLiteral("igen (%1)").arg(why);
 }

@@ -2,6 +2,7 @@
 #include "Access.h"
 #include "Connection.h"
 #include "MenuAccess.h"
+#include "RightsPath.h"
 #include "SchemaUpgrade.h"
 #include "Secrets.h"
 #include "SettingKeys.h"
@@ -145,14 +146,30 @@ QSet<int> enrolledUsers(Connection& c)
     return users;
 }
 
-bool administers(Connection& c, int userId)
+namespace {
+
+// A holder's rights to users and groups, or a role-setting item in his menu.
+bool administersAs(Connection& c, const Holder& who)
 {
     for (QLatin1StringView key : {RightsKeys::kUserNew, RightsKeys::kUserModify, RightsKeys::kUserDelete,
                                   RightsKeys::kUserChangePassword, RightsKeys::kGroupNew, RightsKeys::kGroupModify,
                                   RightsKeys::kGroupDelete})
-        if (rightsTest(c, userId, QString(key))) return true;
-    return anyRoleSettingItem(userMenu(c, userId));
+        if (explainRight(c, who, QString(key)).granted) return true;
+    return anyRoleSettingItem(visibleMenu(c, who));
 }
+
+bool forAdmins(Connection& c)
+{
+    return settingOn(c.settings().read(SettingKeys::kMainframe, SettingKeys::kTwoStepForAdmins, QStringLiteral("0")));
+}
+
+const QString kAdminsRule = QStringLiteral("a beállítás minden rendszergazdától megköveteli");
+
+} // namespace
+
+bool administers(Connection& c, int userId) { return administersAs(c, userHolder(c, userId)); }
+
+bool groupAdministers(Connection& c, int groupId) { return administersAs(c, groupHolder(c, groupId)); }
 
 QString requiredBecause(Connection& c, int userId)
 {
@@ -162,9 +179,16 @@ QString requiredBecause(Connection& c, int userId)
                                 {userId});
     if (!group.isEmpty() && c.engine().fromDb(enrolledCell(), group[0].value(0)).toBool())
         return QStringLiteral("a(z) „%1” csoport tagjaitól megköveteli").arg(group[0].value(1).toString().trimmed());
-    if (settingOn(c.settings().read(SettingKeys::kMainframe, SettingKeys::kTwoStepForAdmins, QStringLiteral("0")))
-        && administers(c, userId))
-        return QStringLiteral("a beállítás minden rendszergazdától megköveteli");
+    if (forAdmins(c) && administers(c, userId)) return kAdminsRule;
+    return {};
+}
+
+QString groupRequiresBecause(Connection& c, int groupId)
+{
+    if (!available(c)) return {};
+    const QVariant rule = c.select(QStringLiteral("SELECT two_step FROM qnd_user_group WHERE id = ?"), {groupId}).value(0).value(0);
+    if (c.engine().fromDb(enrolledCell(), rule).toBool()) return QStringLiteral("a csoport megköveteli");
+    if (forAdmins(c) && groupAdministers(c, groupId)) return kAdminsRule;
     return {};
 }
 

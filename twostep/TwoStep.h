@@ -40,10 +40,15 @@ QSet<int> enrolledUsers(Connection& c);
 // groups, or his menu holds an item that sets roles (the trees in role mode, the report and
 // list rights panels).
 bool administers(Connection& c, int userId);
+// The same for a group's slots alone: whether every member of it administers.
+bool groupAdministers(Connection& c, int groupId);
 // Why the user must use it, in Hungarian ("a csoportja megköveteli", …); empty when nothing
 // requires it: his group requires it, or he administers and `MAINFRAME` / `TwoStepForAdmins` is on.
 QString requiredBecause(Connection& c, int userId);
 inline bool required(Connection& c, int userId) { return !requiredBecause(c, userId).isEmpty(); }
+// Why every member of the group must use it, by the group alone: its own rule, or its slots
+// administer while `TwoStepForAdmins` is on. Empty when the group as such requires nothing.
+QString groupRequiresBecause(Connection& c, int groupId);
 // Enrolled: Code; required and not enrolled: Enrol; else None. Throws DbError.
 Need need(Connection& c, int userId);
 

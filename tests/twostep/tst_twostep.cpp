@@ -156,10 +156,20 @@ void tst_twostep::whoMustUseIt()
     QVERIFY(!TwoStep::administers(*m_c, peter));
     QCOMPARE(TwoStep::need(*m_c, admin), TwoStep::Need::None);
 
+    // A group by its slots alone, as the rights explorer asks of it.
+    const auto groupOf = [this](int user) {
+        return m_c->select(QStringLiteral("SELECT user_group_id FROM qnd_user WHERE id = ?"), {user}).value(0).value(0).toInt();
+    };
+    QVERIFY(TwoStep::groupAdministers(*m_c, groupOf(admin)));
+    QVERIFY(!TwoStep::groupAdministers(*m_c, groupOf(peter)));
+    QCOMPARE(TwoStep::groupRequiresBecause(*m_c, groupOf(admin)), QString());
+
     QVERIFY(m_c->settings().write(SettingKeys::kMainframe, SettingKeys::kTwoStepForAdmins, QStringLiteral("1")));
     QCOMPARE(TwoStep::need(*m_c, admin), TwoStep::Need::Enrol);
     QCOMPARE(TwoStep::need(*m_c, anna), TwoStep::Need::Enrol);
     QCOMPARE(TwoStep::need(*m_c, peter), TwoStep::Need::None);
+    QCOMPARE(TwoStep::groupRequiresBecause(*m_c, groupOf(admin)), TwoStep::requiredBecause(*m_c, admin));
+    QCOMPARE(TwoStep::groupRequiresBecause(*m_c, groupOf(peter)), QString());
     QVERIFY(m_c->settings().write(SettingKeys::kMainframe, SettingKeys::kTwoStepForAdmins, QStringLiteral("0")));
 
     QVERIFY(m_c->execute(QStringLiteral("UPDATE qnd_user_group SET two_step = %1 WHERE id = (SELECT user_group_id FROM qnd_user WHERE id = ?)")
@@ -167,6 +177,7 @@ void tst_twostep::whoMustUseIt()
                          {peter}));
     QCOMPARE(TwoStep::need(*m_c, peter), TwoStep::Need::Enrol);
     QVERIFY(TwoStep::requiredBecause(*m_c, peter).contains(QStringLiteral("csoport")));
+    QCOMPARE(TwoStep::groupRequiresBecause(*m_c, groupOf(peter)), QStringLiteral("a csoport megköveteli"));
     enrolAt(peter, kNow);
     QCOMPARE(TwoStep::need(*m_c, peter), TwoStep::Need::Code);
 
