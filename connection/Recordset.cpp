@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <utility>
 
 namespace NexoFrame {
 
@@ -443,6 +444,7 @@ void Recordset::cancelUpdate()
 {
     m_mode = Mode::None;
     m_unread = false;
+    m_held.clear();
 }
 
 QVariant Recordset::written(const QString& name) const
@@ -701,6 +703,54 @@ bool Recordset::update()
     m_c->touch();
     m_generation = m_c->generation();
     return true;
+}
+
+void Recordset::hold()
+{
+    const int pki = m_table->columnIndex(m_table->primaryKey);
+    if (m_mode != Mode::Add || !m_editRow[pki].isNull() || m_table->columns[pki].type != ColType::Long
+        || !m_table->historyColumns.isEmpty())
+        throw DbError(QStringLiteral("Csak előzmény nélküli tábla új, kulcs nélküli sora írható együtt (%1).").arg(m_table->name));
+    if (m_held.isEmpty()) m_held.reserve(4);
+    m_held << m_editRow;
+    m_mode = Mode::None;
+}
+
+bool Recordset::updateHeld()
+{
+    const int pki = m_table->columnIndex(m_table->primaryKey);
+    const int rows = int(m_held.size());
+    if (rows == 0) return true;
+    QStringList cols;
+    for (int i : std::as_const(m_cols))
+        if (i != pki) cols << m_table->columns[i].name;
+    QVariantList perRow;
+    perRow.reserve(rows * cols.size());
+    for (Row& r : m_held) {
+        for (int i : std::as_const(m_cols)) {
+            r[i] = m_c->engine().toDb(m_table->columns[i], r[i]);
+            if (i != pki) perRow << r[i];
+        }
+    }
+    m_heldStored = std::exchange(m_held, {});
+    try {
+        const int first = m_c->keys().insertKeyed(m_table->number, cols, {}, perRow, rows, m_keyFloor);
+        for (int k = 0; k < rows; ++k) m_heldStored[k][pki] = m_c->engine().toDb(m_table->columns[pki], first + k);
+    } catch (const DbError& e) {
+        m_lastError = e.message();
+        m_heldStored.clear();
+        return false;
+    }
+    showHeld(rows - 1);
+    m_c->touch();
+    m_generation = m_c->generation();
+    return true;
+}
+
+void Recordset::showHeld(int i)
+{
+    m_written = m_heldStored.value(i);
+    m_lastModified = encodeKey(m_written.value(m_table->columnIndex(m_table->primaryKey)));
 }
 
 std::unique_ptr<Recordset> Recordset::clone() const

@@ -60,6 +60,15 @@ public:
     // Until then field() knows only what was set.
     void editStored(const QByteArray& b);
     bool update();          // stores the pending addNew/edit; false with lastError()
+    // New rows stored together, by one statement (one round trip to a server): each made as
+    // for update() (addNew, setField, stampAudit) and then held instead; updateHeld() stores
+    // them all, keyed from one block in the order held (false with lastError(), and none
+    // stored); cancelUpdate() drops the rows held. Only for a table whose changes the
+    // rights history does not keep.
+    void hold();
+    bool updateHeld();
+    // Makes held row `i` the row last stored (written(), showWritten()), after updateHeld().
+    void showHeld(int i);
     void cancelUpdate();
     bool editing() const { return m_mode != Mode::None; }
     QByteArray lastModified() const { return m_lastModified; }
@@ -140,6 +149,7 @@ private:
     QVector<int> m_fromStored;
     QByteArray m_lastModified;
     Row m_written; // the row last stored, as stored
+    QVector<Row> m_held, m_heldStored; // new rows held for updateHeld(); the last so stored
     QString m_lastError;
     QHash<qint64, QSqlQuery*> m_statements; // owned by the connection
     QHash<QByteArray, QString> m_updateCache;

@@ -245,10 +245,7 @@ bool cDDXRecord::UpdateNative()
         switch (m_status) {
         case isLoaded: return true;
         case IsNew:
-            // The key is handed out by the insert itself (with the row, in one statement on a server).
-            rs.addNew(Keys::ownKeyFloor(tableNumber(), module().systemEdit()));
-            writeRow();
-            stamped = rs.stampAudit(user, now);
+            stamped = addNewRow(rs, user, now);
             break;
         case isModified:
             rs.editStored(m_bookmark);
@@ -265,16 +262,84 @@ bool cDDXRecord::UpdateNative()
             reportFailure("UpdateNative", rs.lastError());
             return false;
         }
-        for (const QString& column : std::as_const(stamped)) setValue(column, rs.written(column));
-        if (m_status != isDeleted) {
-            Recordset& browse = c->browseRecordset(tableNumber());
-            browse.showWritten(rs);
-            m_bookmark = browse.bookmark();
-            if (m_status == IsNew) set_id(browse.field(keyColumn()).toInt());
-        }
+        takeWritten(rs, stamped);
         return true;
     } catch (const std::exception& e) {
         reportFailure("UpdateNative", QString::fromUtf8(e.what()));
+        return false;
+    }
+}
+
+QStringList cDDXRecord::addNewRow(Recordset& rs, int user, const QDateTime& now)
+{
+    // The key is handed out by the insert itself (with the row, in one statement on a server).
+    rs.addNew(Keys::ownKeyFloor(tableNumber(), module().systemEdit()));
+    writeRow();
+    return rs.stampAudit(user, now);
+}
+
+void cDDXRecord::takeWritten(Recordset& rs, const QStringList& stamped)
+{
+    for (const QString& column : stamped) setValue(column, rs.written(column));
+    if (m_status == isDeleted) return;
+    Recordset& browse = connection()->browseRecordset(tableNumber());
+    browse.showWritten(rs);
+    m_bookmark = browse.bookmark();
+    if (m_status == IsNew) set_id(browse.field(keyColumn()).toInt());
+}
+
+bool cDDXRecord::CoreUpdateTogether(const QList<cDDXRecord*>& records)
+{
+    cDDXRecord* first = records.value(0);
+    bool together = records.size() > 1;
+    for (const cDDXRecord* r : records)
+        together = together && r->m_status == IsNew && !r->ownsTransaction() && r->tableNumber() == first->tableNumber();
+    together = together && first->connection()->tableDef(first->tableNumber())->historyColumns.isEmpty();
+    if (!together) {
+        for (cDDXRecord* r : records)
+            if (!r->CoreUpdate()) return false;
+        return true;
+    }
+    Errors& errors = module().errors();
+    errors.Clear();
+    cDDXRecord* at = first;
+    Recordset& rs = first->connection()->editRecordset(first->tableNumber());
+    try {
+        for (cDDXRecord* r : records) {
+            at = r;
+            if (r->m_isTemp) {
+                errors.add(eError, kLifecycleErrorNumber, kTemporary);
+                return false;
+            }
+            if (!r->Validate(eDontCheckWarning)) return false;
+        }
+        const int user = module().currentUserId();
+        const QDateTime now = QDateTime::currentDateTime();
+        QList<QStringList> stamped;
+        rs.cancelUpdate();
+        for (cDDXRecord* r : records) {
+            at = r;
+            stamped << r->addNewRow(rs, user, now);
+            rs.hold();
+        }
+        at = first;
+        if (!rs.updateHeld()) {
+            first->reportFailure("UpdateNative", rs.lastError());
+            return false;
+        }
+        for (qsizetype i = 0; i < records.size(); ++i) {
+            at = records[i];
+            rs.showHeld(int(i));
+            records[i]->takeWritten(rs, stamped[i]);
+        }
+        for (cDDXRecord* r : records) {
+            at = r;
+            if (!r->afterNativeWrite()) return false;
+        }
+        return true;
+    } catch (const std::exception& e) {
+        rs.cancelUpdate();
+        at->reportFailure("CoreUpdate", QString::fromUtf8(e.what()));
         return false;
     }
 }

@@ -12,6 +12,7 @@
 namespace NexoFrame {
 
 class Connection;
+class Recordset;
 
 // Kinds of record properties, as they travel between the record and its row.
 enum class FieldKind { Long, Bool, Text, Date, Double };
@@ -56,6 +57,10 @@ public:
     bool CoreDefault();
     bool CoreLoad(int lID);
     bool CoreUpdate();
+    // New records of one table saved together inside their owner's save: each checked as
+    // CoreUpdate checks it, their rows written by one statement (one round trip to a server)
+    // and keyed in their order. Records of other kinds are saved one after the other.
+    static bool CoreUpdateTogether(const QList<cDDXRecord*>& records);
     int OpenExcMasterTable();
     int CloseExcMasterTable();
     virtual bool Delete();
@@ -137,6 +142,11 @@ protected:
 
 private:
     bool UpdateNative();
+    // A new row of this record in `rs`, stamped; the audit columns stamped.
+    QStringList addNewRow(Recordset& rs, int user, const QDateTime& now);
+    // What the row just stored in `rs` gives back: the stamps as stored, the browse
+    // recordset's current row, the bookmark, a new record's key.
+    void takeWritten(Recordset& rs, const QStringList& stamped);
     void readRow();
     void writeRow();
     int indexOf(const QString& column) const;

@@ -7,6 +7,8 @@
 #include "SettingKeys.h"
 #include "cMessage2.h"
 #include "frmUser.h"
+#include <memory>
+#include <vector>
 
 namespace NexoFrame {
 
@@ -112,32 +114,41 @@ bool cDDXUser::MaintainExpiryReminders()
         {kIdentityCardReminder, QStringLiteral("Személyi igazolvány lejár"), identity_card_number(), identity_card_expiration()},
         {kDriversLicenseReminder, QStringLiteral("Jogosítvány lejár"), drivers_license_number(), drivers_license_expiration()},
     };
+    // The new ones are written together: a new driver's two reminders in one round trip.
+    std::vector<std::unique_ptr<cDDXEvent>> made;
+    QList<cDDXRecord*> fresh;
     for (const Document& d : documents) {
-        cDDXEvent event;
+        auto event = std::make_unique<cDDXEvent>();
         // A user just made has no reminders yet.
         const int found = ItemStatus() == IsNew ? -1 : liveReminder(d.type);
         if (found > 0) {
-            if (!event.CoreLoad(found)) return false;
-            event.SetModified();
+            if (!event->CoreLoad(found)) return false;
+            event->SetModified();
         } else if (d.number.trimmed().isEmpty()) {
             continue;
         } else {
-            event.set_event_type_id(d.type);
-            event.set_partner_id(partner);
-            event.set_dedicate_user_id(id());
-            event.set_system_made(true);
+            event->set_event_type_id(d.type);
+            event->set_partner_id(partner);
+            event->set_dedicate_user_id(id());
+            event->set_system_made(true);
         }
         const QDate day = d.expiry.date();
         const QDate remind = day.addDays(-lead);
-        event.set_subject(d.subject);
-        event.set_event_date(day.startOfDay());
-        event.set_event_time(QDateTime(day, QTime(8, 0)));
-        event.set_reminder(true);
-        event.set_reminder_date(remind.startOfDay());
-        event.set_reminder_time(QDateTime(remind, QTime(8, 0)));
-        if (!event.SetFinal() || !event.CoreUpdate()) return false;
+        event->set_subject(d.subject);
+        event->set_event_date(day.startOfDay());
+        event->set_event_time(QDateTime(day, QTime(8, 0)));
+        event->set_reminder(true);
+        event->set_reminder_date(remind.startOfDay());
+        event->set_reminder_time(QDateTime(remind, QTime(8, 0)));
+        if (!event->SetFinal()) return false;
+        if (found > 0) {
+            if (!event->CoreUpdate()) return false;
+            continue;
+        }
+        fresh << event.get();
+        made.push_back(std::move(event));
     }
-    return true;
+    return fresh.isEmpty() || cDDXRecord::CoreUpdateTogether(fresh);
 }
 
 bool cDDXUser::LinkPartner()

@@ -11,6 +11,7 @@
 #include "TestSite.h"
 #include "TwoStepTesting.h"
 #include "Users.h"
+#include "DriverRecords.h"
 #include "cDDXUser.h"
 #include "cDDXUserGroup.h"
 #include "frmUser.h"
@@ -438,6 +439,53 @@ private slots:
         r = reminders(c, v->id());
         QCOMPARE(r.size(), 1);
         QCOMPARE(r[0].value(2).toDateTime().date(), QDate(2027, 3, 7));
+    }
+
+    // New records of one table written together: keyed in their order, stamped, each knowing
+    // its key; a temporary one among them stops them all before anything is written.
+    void newRecordsWrittenTogether()
+    {
+        ModuleSite site;
+        Connection& c = site.db();
+        const auto count = [&c] { return c.select(QStringLiteral("SELECT COUNT(*) FROM crm_event")).value(0).value(0).toInt(); };
+        const int before = count();
+        const auto make = [](const QString& subject) {
+            auto e = std::make_unique<cDDXEvent>();
+            e->set_subject(subject);
+            e->set_event_type_id(58);
+            e->set_partner_id(1);
+            e->set_dedicate_user_id(1);
+            return e;
+        };
+        auto a = make(QStringLiteral("első")), b = make(QStringLiteral("második")), d = make(QStringLiteral("harmadik"));
+        QVERIFY(a->SetFinal() && d->SetFinal()); // b left temporary
+        const auto together = [&c](const QList<cDDXRecord*>& records) {
+            bool ok = false;
+            QString why;
+            c.transactions().writeLocked([&] { return ok = cDDXRecord::CoreUpdateTogether(records); }, &why);
+            return ok;
+        };
+        QVERIFY(!together({a.get(), b.get(), d.get()}));
+        QCOMPARE(count(), before);
+        QVERIFY(a->id() <= 0);
+        QVERIFY(b->SetFinal());
+        QVERIFY(together({a.get(), b.get(), d.get()}));
+        QCOMPARE(count(), before + 3);
+        QVERIFY(a->id() > 0);
+        QCOMPARE(b->id(), a->id() + 1);
+        QCOMPARE(d->id(), a->id() + 2);
+        const auto rows = c.select(QStringLiteral("SELECT subject, create_user, create_date FROM crm_event WHERE id>=? ORDER BY id"), {a->id()});
+        QCOMPARE(rows.size(), 3);
+        QCOMPARE(rows[1].value(0).toString(), QStringLiteral("második"));
+        QCOMPARE(rows[2].value(1).toInt(), module().currentUserId());
+        QCOMPARE(c.engine().fromDb(*c.tableDef(Tables::Event)->column(QStringLiteral("create_date")), rows[2].value(2)).toDateTime(),
+                 d->create_date());
+        // Each can be changed on as any saved record.
+        b->set_subject(QStringLiteral("módosított"));
+        b->SetModified();
+        QVERIFY(together({b.get()}));
+        QCOMPARE(c.select(QStringLiteral("SELECT subject FROM crm_event WHERE id=?"), {b->id()}).value(0).value(0).toString(),
+                 QStringLiteral("módosított"));
     }
 
     void aFailingReminderDoesNotBlockTheSave()
