@@ -416,7 +416,8 @@ public:
     bool beginPlain(QSqlDatabase& db) override { return execSql(db, QStringLiteral("BEGIN")); }
     bool commit(QSqlDatabase& db) override { return execSql(db, QStringLiteral("COMMIT")); }
     bool rollback(QSqlDatabase& db) override { return execSql(db, QStringLiteral("ROLLBACK")); }
-    bool rollbackAndBegin(QSqlDatabase& db) override { return rollback(db) && beginPlain(db); }
+    // Under the lock: the rollback ends it, the new transaction takes it again.
+    bool rollbackAndBegin(QSqlDatabase& db) override { return rollback(db) && execSql(db, QStringLiteral("BEGIN IMMEDIATE")); }
 
     void idle(QSqlDatabase& db) override
     {

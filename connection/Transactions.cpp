@@ -130,9 +130,11 @@ bool Transactions::beginTrans()
         m_outerOpen = true;
         m_outerUntouched = true;
     }
-    if (m_spDepth == 0 && m_lockDepth > 0 && m_outerUntouched && m_c.m_engine->lockOutlivesTransaction()) {
-        // Nothing has happened under the lock yet, and the lock survives a rollback: undoing
-        // this level is rolling back and beginning again, so no savepoint is needed.
+    if (m_spDepth == 0 && m_lockDepth > 0 && m_outerUntouched && (m_levelEndsLock || m_c.m_engine->lockOutlivesTransaction())) {
+        // Nothing has happened under the lock yet, and the lock survives a rollback (or goes
+        // with this level anyway): undoing this level is rolling back and beginning again,
+        // so no savepoint is needed. A file's savepoint kept a copy of every page the level
+        // changed, a subtree's tick spilling them to a temporary file.
         m_virtualSavepoint = true;
         ++m_spDepth;
         return true;
@@ -287,7 +289,12 @@ Transactions::LockedWrite Transactions::writeLocked(const std::function<bool()>&
     try {
         // The lock's previous holder may have written: nothing read before counts.
         m_c.touch();
-        ok = beginTrans();
+        {
+            // A write of our own goes back whole (abandonLock): its level needs no savepoint.
+            m_levelEndsLock = outermost;
+            const auto once = qScopeGuard([this] { m_levelEndsLock = false; });
+            ok = beginTrans();
+        }
         if (!ok) reason = QStringLiteral("A tranzakció nem kezdhető el.");
         ok = ok && work();
         if (ok && !commitTrans()) {

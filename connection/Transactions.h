@@ -88,6 +88,9 @@ private:
     bool m_outerUntouched = false;
     // The outermost level stands for the whole transaction instead of a savepoint.
     bool m_virtualSavepoint = false;
+    // The level about to begin ends with the lock (a locked write's own): going back on it
+    // is going back on the whole transaction, lock and all.
+    bool m_levelEndsLock = false;
     QString m_lastError;
 };
 
