@@ -76,6 +76,10 @@ public:
     // Whether a WITH clause may write (INSERT ... RETURNING), so that the keys of new rows
     // and the rows themselves go to a server in one statement.
     virtual bool writesInWith() const = 0;
+    // Whether a new row given no key takes the largest key of its table plus one (a file's
+    // rowid), so that rows inserted together are keyed one after the other without numbering
+    // them in the statement.
+    virtual bool keysFollowLargest() const { return false; }
     // Whether an UPDATE can hand back the row as it was before (a join of the table with
     // itself in RETURNING), so that a change need not read the row first.
     virtual bool returnsOldRow() const { return false; }

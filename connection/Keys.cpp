@@ -67,22 +67,39 @@ std::pair<int, int> Keys::insertSelected(int table, const QStringList& columns, 
     const TableDef& t = requireTable(table);
     // No key yet: this locks the key row and says where the keys go on from.
     const int before = handOut(table, 0, t.primaryKey, 0) - 1;
-    QStringList names{quoted(t.primaryKey)};
+    QStringList names;
     for (const QString& c : columns) names << quoted(c);
+    QString failure;
+    // Where a row given no key takes the largest one plus one, the rows number themselves
+    // (numbering them in the statement kept every row once more); a key handed out above the
+    // largest stored one is stood in for until they are in.
+    const bool numbered = !m_c.engine().keysFollowLargest() || t.column(t.primaryKey)->type != ColType::Long;
+    bool standIn = false;
+    if (!numbered) {
+        const int largest = m_c.select(QStringLiteral("SELECT COALESCE(MAX(%1), 0) FROM %2").arg(quoted(t.primaryKey), quoted(t.name)))
+                                .value(0).value(0).toInt();
+        standIn = largest < before;
+        if (standIn && !m_c.execute(QStringLiteral("INSERT INTO %1 (%2) VALUES (?)").arg(quoted(t.name), quoted(t.primaryKey)), {before}, &failure))
+            throw DbError(failure);
+    } else {
+        names.prepend(quoted(t.primaryKey));
+    }
     // Written at the top of the INSERT, the values take their columns' types on a server.
-    QSqlQuery& q = m_c.prepared(with + QStringLiteral("INSERT INTO %1 (%2) SELECT ? + ROW_NUMBER() OVER (), %3 %4")
-                                           .arg(quoted(t.name), names.join(QLatin1Char(',')), selectList, from));
+    QSqlQuery& q = m_c.prepared(with + QStringLiteral("INSERT INTO %1 (%2) SELECT %3%4 %5")
+                                           .arg(quoted(t.name), names.join(QLatin1Char(',')),
+                                                numbered ? QStringLiteral("? + ROW_NUMBER() OVER (), ") : QString(), selectList, from));
     int at = 0;
     for (const QVariant& v : withBinds) q.bindValue(at++, v);
-    q.bindValue(at++, before);
+    if (numbered) q.bindValue(at++, before);
     for (const QVariant& v : binds) q.bindValue(at++, v);
     const bool ok = q.exec();
     const QString error = ok ? QString() : q.lastError().text();
     const int rows = ok ? q.numRowsAffected() : 0;
     q.finish();
     if (!ok) throw DbError(error);
+    if (standIn && !m_c.execute(QStringLiteral("DELETE FROM %1 WHERE %2 = ?").arg(quoted(t.name), quoted(t.primaryKey)), {before}, &failure))
+        throw DbError(failure);
     if (rows <= 0) return {0, 0};
-    QString failure;
     if (!m_c.execute(QStringLiteral("UPDATE qnd_key SET last_key = ? WHERE table_name = ?"), {before + rows, t.name}, &failure))
         throw DbError(failure);
     m_lastKey[table] = before + rows;

@@ -379,6 +379,7 @@ public:
 
     bool prepareSchema(QSqlDatabase&, QString*) const override { return true; }
     bool writesInWith() const override { return false; }
+    bool keysFollowLargest() const override { return true; }
     QString notice() const override
     {
         if (!m_networkFolder) return QString();

@@ -209,6 +209,53 @@ private slots:
         QCOMPARE(history(c, from, 1), QStringList{QStringLiteral("qnd_user 3 user_group_id 3>4")});
     }
 
+    // A subtree's history rows take the keys after the last one handed out, one after the
+    // other, also when that key is above the largest stored (another program took it and has
+    // not used it yet); the key table moves past them, and the next tick's rows follow on.
+    void subtreeHistoryKeys()
+    {
+        TestSite site(1);
+        Connection& c = site.db();
+        const auto keys = [&c](int above) {
+            QList<int> l;
+            for (const QVariantList& r : c.select(QStringLiteral("SELECT id FROM qnd_rights_history WHERE id > ? ORDER BY id"), {above}))
+                l << r.value(0).toInt();
+            return l;
+        };
+        const auto lastKey = [&c] {
+            return c.select(QStringLiteral("SELECT last_key FROM qnd_key WHERE table_name = 'qnd_rights_history'")).value(0).value(0).toInt();
+        };
+        const int largest = c.select(QStringLiteral("SELECT COALESCE(MAX(id), 0) FROM qnd_rights_history")).value(0).value(0).toInt();
+        const int taken = largest + 50;
+        QVERIFY(c.execute(QStringLiteral("INSERT INTO qnd_key (table_name, last_key) VALUES ('qnd_rights_history', ?) "
+                                         "ON CONFLICT (table_name) DO UPDATE SET last_key = excluded.last_key"),
+                          {taken}));
+        const int units = int(c.liveDescendants(Tables::AuthUnit, 1).size()) + 1;
+        QVERIFY(c.execute(QStringLiteral("UPDATE qnd_auth_unit SET auth_7 = %1").arg(c.boolLiteral(false))));
+        QString why;
+        QCOMPARE(c.transactions().writeLocked([&] {
+            c.setBelow(Tables::AuthUnit, 1, QStringLiteral("auth_7"), true);
+            return true;
+        }, &why), Transactions::LockedWrite::Done);
+        QList<int> made = keys(largest);
+        QCOMPARE(made.size(), units - 1); // the node itself is the tree's to write
+        QCOMPARE(made.first(), taken + 1);
+        QCOMPARE(made.last(), taken + int(made.size()));
+        QCOMPARE(lastKey(), made.last());
+
+        const int after = made.last();
+        QCOMPARE(c.transactions().writeLocked([&] {
+            c.setBelow(Tables::AuthUnit, 1, QStringLiteral("auth_7"), false);
+            return true;
+        }, &why), Transactions::LockedWrite::Done);
+        made = keys(after);
+        QCOMPARE(made.size(), units - 1);
+        QCOMPARE(made.first(), after + 1);
+        QCOMPARE(made.last(), after + int(made.size()));
+        QCOMPARE(lastKey(), made.last());
+        QCOMPARE(c.select(QStringLiteral("SELECT COUNT(*) FROM qnd_auth_unit WHERE auth_7 = %1").arg(c.boolLiteral(true))).value(0).value(0).toInt(), 0);
+    }
+
     // The rights at a past moment are a dump taken then; a revert puts that dump back, as
     // changes of its own, and a revert of one role touches that role only.
     void timeTravelAndRevert()
