@@ -217,8 +217,7 @@ public:
         // Nothing was sent under a lock still waiting for its statement: nothing to keep.
         if (waiting(db)) return settle(db);
         PgDriver* d = driverOf(db);
-        const bool ok = d ? d->runOwn({"COMMIT", QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey).toUtf8()})
-                          : execSql(db, QStringLiteral("COMMIT; SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey));
+        const bool ok = d && d->runOwn({"COMMIT", QStringLiteral("SELECT pg_advisory_unlock(%1)").arg(kMasterLockKey).toUtf8()});
         if (ok) settle(db);
         return ok;
     }

@@ -192,14 +192,19 @@ bool Transactions::rollbackTrans()
     return ok;
 }
 
-bool Transactions::lockWithRetry(const AskAgain& askAgain, bool withNextStatement)
+bool Transactions::retried(const AskAgain& askAgain, const std::function<bool(int waitMs, bool first)>& tryLock)
 {
     for (;;) {
         for (int attempt = 0; attempt <= kQuietLockTries; ++attempt)
-            if (lockMaster(attempt == 0 ? 0 : kQuietLockWaitMs, withNextStatement && attempt == 0)) return true;
+            if (tryLock(attempt == 0 ? 0 : kQuietLockWaitMs, attempt == 0)) return true;
         if (!askAgain || !askAgain()) return false;
         m_c.touch();
     }
+}
+
+bool Transactions::lockWithRetry(const AskAgain& askAgain, bool withNextStatement)
+{
+    return retried(askAgain, [&](int waitMs, bool first) { return lockMaster(waitMs, withNextStatement && first); });
 }
 
 bool Transactions::lockLate(QString* message)
@@ -211,14 +216,7 @@ bool Transactions::lockLate(QString* message)
     const bool virtualSavepoint = m_virtualSavepoint;
     m_lockDepth = 0;
     m_outerOpen = false;
-    const bool had = [&] {
-        for (;;) {
-            for (int attempt = 1; attempt <= kQuietLockTries; ++attempt)
-                if (m_c.m_engine->tryMasterLock(m_c.m_db, kQuietLockWaitMs)) return true;
-            if (!m_askAgain || !m_askAgain()) return false;
-            m_c.touch();
-        }
-    }();
+    const bool had = retried(m_askAgain, [this](int waitMs, bool) { return m_c.m_engine->tryMasterLock(m_c.m_db, waitMs); });
     m_spDepth = savepoints;
     m_virtualSavepoint = virtualSavepoint;
     if (!had) {

@@ -73,6 +73,9 @@ private:
     // Ends the locked transaction without keeping anything.
     void abandonLock();
     bool transactionStep(const QString& sql);
+    // The quiet tries of `tryLock` (the first without waiting), then the question, until the
+    // lock is had or the user lets it go.
+    bool retried(const AskAgain& askAgain, const std::function<bool(int waitMs, bool first)>& tryLock);
     // The lock sent with the first statement was refused: the usual tries and question now.
     // True when it was had after all (the statement may run again).
     bool lockLate(QString* message);
