@@ -231,6 +231,11 @@ public:
         // A page cache that holds a large rights or menu tree keeps tree walks off the disk.
         execSql(db, QStringLiteral("PRAGMA cache_size=-65536"));
         execSql(db, QStringLiteral("PRAGMA mmap_size=268435456"));
+        // A statement that writes many rows through triggers (a subtree's tick, a block of new
+        // users) keeps each changed page's old content, to undo itself alone should it fail.
+        // SQLite spills that journal to a temporary file past 64 KiB, a write for every page;
+        // in memory it costs none. (Users' own long reads run on the read-only link.)
+        execSql(db, QStringLiteral("PRAGMA temp_store=MEMORY"));
         return true;
     }
 
