@@ -4,6 +4,7 @@
 #include "SettingKeys.h"
 #include <ldap.h>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTcpSocket>
 #include <QUrl>
 
@@ -253,7 +254,7 @@ QStringList Link::values(LDAPMessage* entry, const QString& attribute) const
 QString Link::value(LDAPMessage* entry, const QString& attribute) const { return values(entry, attribute).value(0); }
 
 void Link::search(const QString& base, const QString& filter, const QStringList& attributes, int pageSize,
-                  const EntryFn& each)
+                  const EntryFn& each, const std::function<void()>& pageDone)
 {
     QList<QByteArray> names;
     for (const QString& a : attributes)
@@ -286,11 +287,16 @@ void Link::search(const QString& base, const QString& filter, const QStringList&
             if (rc == LDAP_SERVER_DOWN || rc == LDAP_TIMEOUT) fail(m_ld, rc, false, m_config.bindDn);
             throw Error(Error::Kind::Refused, QStringLiteral("A címtár keresése nem sikerült: %1").arg(diagnostic(m_ld, rc)));
         }
+        // The page is freed also when a receiver throws (a sync stopped by its writer).
+        const auto freed = qScopeGuard([&] {
+            if (result) ldap_msgfree(result);
+        });
         for (LDAPMessage* e = ldap_first_entry(m_ld, result); e; e = ldap_next_entry(m_ld, e)) each(e);
         LDAPControl** returned = nullptr;
         int code = LDAP_SUCCESS;
         ldap_parse_result(m_ld, result, &code, nullptr, nullptr, nullptr, &returned, 0);
         ldap_msgfree(result);
+        result = nullptr;
         if (LDAPControl* c = returned ? ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, returned, nullptr) : nullptr) {
             ber_int_t estimate = 0;
             berval next{0, nullptr};
@@ -299,35 +305,57 @@ void Link::search(const QString& base, const QString& filter, const QStringList&
             if (next.bv_val) ber_memfree(next.bv_val);
         }
         if (returned) ldap_controls_free(returned);
-        if (code != LDAP_SUCCESS)
+        if (code != LDAP_SUCCESS) {
+            if (cookie) ber_bvfree(cookie);
             throw Error(Error::Kind::Refused, QStringLiteral("A címtár keresése nem sikerült: %1").arg(diagnostic(m_ld, code)));
+        }
+        if (pageDone) {
+            try {
+                pageDone();
+            } catch (...) {
+                if (cookie) ber_bvfree(cookie);
+                throw;
+            }
+        }
         if (!cookie) break;
     }
 }
 
-QList<Person> Link::readPeople(const QString& filter, int pageSize)
+void Link::readPeople(const QString& filter, int pageSize, const PeopleFn& eachPage)
 {
-    QList<Person> out;
+    QList<Person> page;
     const Config& c = m_config;
     QStringList attrs{c.loginAttribute, c.nameAttribute, c.mailAttribute, c.phoneAttribute};
     if (c.membership == Membership::MemberOf) attrs << QStringLiteral("memberOf");
-    search(c.userBase, filter, attrs, pageSize, [&](LDAPMessage* e) {
-        Person p;
-        char* dn = ldap_get_dn(m_ld, e);
-        p.dn = QString::fromUtf8(dn);
-        ldap_memfree(dn);
-        p.login = value(e, c.loginAttribute).trimmed();
-        if (p.login.isEmpty()) return;  // nobody can log in without a name
-        p.name = value(e, c.nameAttribute);
-        p.mail = value(e, c.mailAttribute);
-        p.phone = value(e, c.phoneAttribute);
-        if (c.membership == Membership::MemberOf) p.memberOf = values(e, QStringLiteral("memberOf"));
-        out << p;
-    });
+    search(
+        c.userBase, filter, attrs, pageSize,
+        [&](LDAPMessage* e) {
+            Person p;
+            char* dn = ldap_get_dn(m_ld, e);
+            p.dn = QString::fromUtf8(dn);
+            ldap_memfree(dn);
+            p.login = value(e, c.loginAttribute).trimmed();
+            if (p.login.isEmpty()) return;  // nobody can log in without a name
+            p.name = value(e, c.nameAttribute);
+            p.mail = value(e, c.mailAttribute);
+            p.phone = value(e, c.phoneAttribute);
+            if (c.membership == Membership::MemberOf) p.memberOf = values(e, QStringLiteral("memberOf"));
+            page << p;
+        },
+        [&] {
+            eachPage(page);
+            page.clear();
+        });
+}
+
+QList<Person> Link::people(int pageSize)
+{
+    QList<Person> out;
+    people([&](QList<Person>& page) { out += std::move(page); }, pageSize);
     return out;
 }
 
-QList<Person> Link::people(int pageSize) { return readPeople(m_config.userFilter, pageSize); }
+void Link::people(const PeopleFn& eachPage, int pageSize) { readPeople(m_config.userFilter, pageSize, eachPage); }
 
 QList<Group> Link::groups(int pageSize)
 {
@@ -353,37 +381,33 @@ QList<Person> Link::findPerson(const QString& login)
 {
     const QString own = m_config.userFilter.trimmed();
     const QString match = QStringLiteral("(%1=%2)").arg(m_config.loginAttribute.trimmed(), escapeFilter(login.trimmed()));
-    return readPeople(own.isEmpty() ? match : QStringLiteral("(&%1%2)").arg(own, match), 2);
+    QList<Person> out;
+    readPeople(own.isEmpty() ? match : QStringLiteral("(&%1%2)").arg(own, match), 2,
+               [&](QList<Person>& page) { out += std::move(page); });
+    return out;
 }
 
-QHash<QString, QStringList> Link::membership(const Config& config, const QList<Person>& people, const QList<Group>& groups)
+GroupsOf::GroupsOf(const Config& config, const QList<Group>& groups) : m_way(config.membership)
 {
-    QHash<QString, QStringList> out;
-    switch (config.membership) {
-    case Membership::MemberOf:
-        for (const Person& p : people)
-            for (const QString& g : p.memberOf) out[dnKey(p.dn)] << dnKey(g);
-        break;
-    case Membership::Member:
-        for (const Group& g : groups) {
-            const QString group = dnKey(g.dn);
-            for (const QString& m : g.members) out[dnKey(m)] << group;
-        }
-        break;
-    case Membership::MemberUid: {
-        QHash<QString, QString> byLogin;
-        for (const Person& p : people) byLogin.insert(loginKey(p.login), dnKey(p.dn));
-        for (const Group& g : groups) {
-            const QString group = dnKey(g.dn);
-            for (const QString& m : g.members) {
-                const QString dn = byLogin.value(loginKey(m));
-                if (!dn.isEmpty()) out[dn] << group;
-            }
-        }
-        break;
+    if (m_way == Membership::MemberOf) return;
+    for (const Group& g : groups) {
+        const QString group = dnKey(g.dn);
+        for (const QString& m : g.members) m_byMember[m_way == Membership::MemberUid ? loginKey(m) : dnKey(m)] << group;
     }
+}
+
+QStringList GroupsOf::operator()(const Person& p) const
+{
+    switch (m_way) {
+    case Membership::MemberOf: {
+        QStringList out;
+        for (const QString& g : p.memberOf) out << dnKey(g);
+        return out;
     }
-    return out;
+    case Membership::MemberUid: return m_byMember.value(loginKey(p.login));
+    case Membership::Member: break;
+    }
+    return m_byMember.value(dnKey(p.dn));
 }
 
 bool authenticate(const Config& config, const QString& login, const QString& password, Person* person)

@@ -96,26 +96,38 @@ public:
 
     // Every user under the users' base matching the filter, read in pages of `pageSize`.
     QList<Person> people(int pageSize = 1000);
+    // The same, handed over a page at a time as each comes (the page is the receiver's to keep).
+    void people(const std::function<void(QList<Person>&)>& eachPage, int pageSize = 1000);
     // Every group under the groups' base matching the filter.
     QList<Group> groups(int pageSize = 1000);
     // The one user whose login attribute equals `login` (escaped); none when there is no such
     // user or more than one.
     QList<Person> findPerson(const QString& login);
 
-    // A user's groups (DN keys) as the configured membership says.
-    static QHash<QString, QStringList> membership(const Config& config, const QList<Person>& people,
-                                                  const QList<Group>& groups);
-
 private:
     using EntryFn = std::function<void(LDAPMessage*)>;
-    QList<Person> readPeople(const QString& filter, int pageSize);
+    using PeopleFn = std::function<void(QList<Person>&)>;
+    void readPeople(const QString& filter, int pageSize, const PeopleFn& eachPage);
     void search(const QString& base, const QString& filter, const QStringList& attributes, int pageSize,
-                const EntryFn& each);
+                const EntryFn& each, const std::function<void()>& pageDone = {});
     QStringList values(LDAPMessage* entry, const QString& attribute) const;
     QString value(LDAPMessage* entry, const QString& attribute) const;
 
     const Config& m_config;
     LDAP* m_ld = nullptr;
+};
+
+// A user's groups (DN keys) as the configured membership tells them: from the groups read
+// beforehand (member: their DNs; memberUid: their login names), or from his own entry
+// (memberOf). It needs no other user, so users can be placed one by one as they are read.
+class GroupsOf {
+public:
+    GroupsOf(const Config& config, const QList<Group>& groups);
+    QStringList operator()(const Person& p) const;
+
+private:
+    Membership m_way;
+    QHash<QString, QStringList> m_byMember;  // a member's DN key or login key: his groups' DN keys
 };
 
 // Whether `password` is the password of the directory user `login`: his entry is found

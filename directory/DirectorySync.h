@@ -51,5 +51,10 @@ SyncPlan planSync(Connection& c, const Config& config);
 // Writes the plan as one transaction under the master lock; the group changes are kept in the
 // rights history as every change of a user's group is. False with `why` when nothing was kept.
 bool applySync(Connection& c, const SyncPlan& plan, QString* why);
+// Reads the directory and writes what it finds as it reads, in one transaction under the
+// master lock, with no plan shown first (the command line's sync, for timers). `made` receives
+// what was done. False with `why` when nothing was kept: the directory could not be read, or
+// the database not written.
+bool syncNow(Connection& c, const Config& config, SyncPlan* made, QString* why);
 
 } // namespace NexoFrame::Directory

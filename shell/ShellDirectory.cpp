@@ -294,20 +294,16 @@ bool syncDirectory(QWidget* parent, Connection& c, int userId)
 
 bool syncDirectory(Connection& c, QString* message)
 {
-    Directory::SyncPlan plan;
+    Directory::SyncPlan made;
     try {
-        plan = Directory::planSync(c, Directory::Config::load(c));
-    } catch (const Directory::Error& e) {
-        *message = QStringLiteral("A címtár nem olvasható be: %1").arg(e.message());
-        return false;
+        if (!Directory::syncNow(c, Directory::Config::load(c), &made, message)) return false;
     } catch (const DbError& e) {
         *message = e.message();
         return false;
     }
-    for (const Directory::SyncChange& ch : std::as_const(plan.changes))
+    for (const Directory::SyncChange& ch : std::as_const(made.changes))
         Notices::info(QStringLiteral("- %1: %2").arg(Directory::kindText(ch.kind), changeText(ch)));
-    if (!Directory::applySync(c, plan, message)) return false;
-    Notices::info(plan.summary());
+    Notices::info(made.summary());
     return true;
 }
 

@@ -155,10 +155,12 @@ void TstDirectory::membershipReadEachWay()
     Link link(cfg);
     const auto people = link.people();
     const auto groups = link.groups();
-    const auto of = Link::membership(cfg, people, groups);
+    const GroupsOf of(cfg, groups);
     const QString suffix = way == Membership::MemberUid ? QStringLiteral("-posix") : QString();
     auto groupsOf = [&](const QString& uid) {
-        QStringList g = of.value(dnKey(m_dir.personDn(uid)));
+        QStringList g;
+        for (const Person& p : people)
+            if (dnKey(p.dn) == dnKey(m_dir.personDn(uid))) g = of(p);
         g.sort();
         return g;
     };
@@ -243,9 +245,10 @@ void TstDirectory::pagedSearchReadsPastTheServersLimit()
     m_dir.modify(removed);
 }
 
-// A first sync of more users than a block holds: each user made with his own values (none
-// shifted to a neighbour across the blocks' and statements' edges), under a key of his own,
-// and his group kept in the rights history once, as made.
+// A first sync of more users than a page of the directory holds, written as read: each user
+// made with his own values (none shifted to a neighbour across the pages' and statements'
+// edges), under a key of his own, and his group kept in the rights history once, as made. A
+// user the database refuses on the second page stops it all, and nothing is kept.
 void TstDirectory::manyNewUsersAreWrittenInBlocks()
 {
     constexpr int kUsers = 1037;
@@ -262,10 +265,30 @@ void TstDirectory::manyNewUsersAreWrittenInBlocks()
     auto c = db.open();
     const int group = c->select(QStringLiteral("SELECT MIN(id) FROM qnd_user_group WHERE del_status = 0")).value(0).value(0).toInt();
     QVERIFY(c->execute(QStringLiteral("UPDATE qnd_user_group SET directory_dn = ? WHERE id = ?"), {dir.groupDn(QStringLiteral("sokan")), group}));
-    const SyncPlan plan = planSync(*c, dir.config());
-    QCOMPARE(plan.count(SyncChange::Kind::New), kUsers);
+    // A user the database refuses, on a page after others were written: the sync stops its
+    // reading, says why, and keeps none of them.
+    if (testingPostgres()) {
+        QVERIFY(c->execute(QStringLiteral("CREATE FUNCTION refuse_one() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                                          "IF NEW.user_name = 'sok1020' THEN RAISE EXCEPTION 'sok1020 nem kell'; END IF; "
+                                          "RETURN NEW; END $$")));
+        QVERIFY(c->execute(QStringLiteral("CREATE TRIGGER refuse_one BEFORE INSERT ON qnd_user FOR EACH ROW EXECUTE FUNCTION refuse_one()")));
+    } else {
+        QVERIFY(c->execute(QStringLiteral("CREATE TRIGGER refuse_one BEFORE INSERT ON qnd_user WHEN NEW.user_name = 'sok1020' "
+                                          "BEGIN SELECT RAISE(ABORT, 'sok1020 nem kell'); END")));
+    }
+    SyncPlan plan;
     QString why;
-    QVERIFY2(applySync(*c, plan, &why), qPrintable(why));
+    QVERIFY(!syncNow(*c, dir.config(), &plan, &why));
+    QVERIFY2(why.startsWith(QStringLiteral("A szinkronizálás nem sikerült, semmi sem változott")) && why.contains(QStringLiteral("sok1020 nem kell")),
+             qPrintable(why));
+    QCOMPARE(c->select(QStringLiteral("SELECT COUNT(*) FROM qnd_user WHERE directory_dn <> ''")).value(0).value(0).toInt(), 0);
+    QVERIFY(db.released(*c));
+    QVERIFY(c->execute(QStringLiteral("DROP TRIGGER refuse_one") + (testingPostgres() ? QStringLiteral(" ON qnd_user") : QString())));
+
+    // Written as read: the users come on two pages.
+    QVERIFY2(syncNow(*c, dir.config(), &plan, &why), qPrintable(why));
+    QCOMPARE(plan.count(SyncChange::Kind::New), kUsers);
+    QCOMPARE(plan.people, kUsers);
 
     const auto made = c->select(QStringLiteral("SELECT id, user_name, display_name, email, user_group_id FROM qnd_user "
                                                "WHERE directory_dn <> '' ORDER BY id"));
@@ -372,9 +395,17 @@ void TstDirectory::syncFollowsTheDirectory()
                          {dnKey(dir.personDn(login))})
             .value(0);
     };
+    // In turn as the panel syncs (the plan, then its writing) and as the command line does
+    // (written as read): both come to the same users.
+    int syncs = 0;
     auto sync = [&] {
-        const SyncPlan plan = planSync(*c, cfg);
         QString why;
+        if (++syncs % 2 == 0) {
+            SyncPlan made;
+            if (!syncNow(*c, cfg, &made, &why)) qWarning() << why;
+            return made;
+        }
+        const SyncPlan plan = planSync(*c, cfg);
         if (!applySync(*c, plan, &why)) qWarning() << why;
         return plan;
     };
