@@ -73,6 +73,7 @@ QString loginKey(const QString& login);
 
 struct Person {
     QString dn;
+    QString key;           // dnKey(dn): made as the entry is read, on the reading thread
     QString login;
     QString name;
     QString mail;

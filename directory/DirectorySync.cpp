@@ -105,7 +105,7 @@ public:
     std::optional<SyncChange> take(const Person& p, const QStringList& groupKeys, SyncPlan& plan)
     {
         ++plan.people;
-        const QString key = dnKey(p.dn);
+        const QString& key = p.key;
         m_seen.insert(key);
         // The first of the mapped groups (in their order) he is a member of.
         const Mapped* group = nullptr;
@@ -380,28 +380,30 @@ bool syncNow(Connection& c, const Config& config, SyncPlan* made, QString* why)
 {
     SyncPlan plan;
     QString error, unread;
+    // What was read is let go after the commit, not before it (tens of thousands of entries).
+    Pages pages;
+    std::optional<Planner> planner;
     const auto done = c.transactions().writeLocked(
         [&] {
             // The directory is read on a thread of its own while its users are written here,
             // a page behind: the server's time and the database's overlap.
-            Pages pages;
             auto reader = std::async(std::launch::async, [&] { pages.read(config); });
             const auto joined = qScopeGuard([&] {
                 pages.stop();
                 reader.wait();
             });
             try {
-                Planner planner(c);
+                planner.emplace(c);
                 Writer w(c);
                 while (auto page = pages.next()) {
                     QList<SyncChange> changes;
                     for (const Person& p : *page)
-                        if (auto ch = planner.take(p, pages.groupsOf()(p), plan)) changes << std::move(*ch);
+                        if (auto ch = planner->take(p, pages.groupsOf()(p), plan)) changes << std::move(*ch);
                     for (const SyncChange& ch : changes) w.write(ch);
                     w.writeNew();
                     plan.changes.append(std::move(changes));
                 }
-                const QList<SyncChange> gone = planner.gone();
+                const QList<SyncChange> gone = planner->gone();
                 for (const SyncChange& ch : gone) w.write(ch);
                 plan.changes << gone;
             } catch (const Error& e) {
