@@ -334,7 +334,6 @@ void Link::readPeople(const QString& filter, int pageSize, const PeopleFn& eachP
             char* dn = ldap_get_dn(m_ld, e);
             p.dn = QString::fromUtf8(dn);
             ldap_memfree(dn);
-            p.key = dnKey(p.dn);
             p.login = value(e, c.loginAttribute).trimmed();
             if (p.login.isEmpty()) return;  // nobody can log in without a name
             p.name = value(e, c.nameAttribute);
@@ -408,7 +407,12 @@ QStringList GroupsOf::operator()(const Person& p) const
     case Membership::MemberUid: return m_byMember.value(loginKey(p.login));
     case Membership::Member: break;
     }
-    return m_byMember.value(p.key);
+    return m_byMember.value(p.key.isEmpty() ? dnKey(p.dn) : p.key);
+}
+
+void GroupsOf::keyed(QList<Person>& people)
+{
+    for (Person& p : people) p.key = dnKey(p.dn);
 }
 
 bool authenticate(const Config& config, const QString& login, const QString& password, Person* person)

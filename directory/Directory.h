@@ -73,7 +73,7 @@ QString loginKey(const QString& login);
 
 struct Person {
     QString dn;
-    QString key;           // dnKey(dn): made as the entry is read, on the reading thread
+    QString key;           // dnKey(dn) when a sync made it ahead (on its reading thread); else empty
     QString login;
     QString name;
     QString mail;
@@ -125,6 +125,8 @@ class GroupsOf {
 public:
     GroupsOf(const Config& config, const QList<Group>& groups);
     QStringList operator()(const Person& p) const;
+    // Every entry's DN key made ahead (Person::key), where the reading has time to spare.
+    static void keyed(QList<Person>& people);
 
 private:
     Membership m_way;

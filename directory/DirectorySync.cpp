@@ -8,6 +8,7 @@
 #include <QSet>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -105,7 +106,7 @@ public:
     std::optional<SyncChange> take(const Person& p, const QStringList& groupKeys, SyncPlan& plan)
     {
         ++plan.people;
-        const QString& key = p.key;
+        const QString key = p.key.isEmpty() ? dnKey(p.dn) : p.key;
         m_seen.insert(key);
         // The first of the mapped groups (in their order) he is a member of.
         const Mapped* group = nullptr;
@@ -260,52 +261,51 @@ private:
 };
 
 // The directory's users as its own thread reads them, a page at a time, for a writer on
-// another: the groups first (a user's groups are then known as soon as he is read).
+// another; the groups beside them on a link of their own, so that the first page need not
+// wait for them (a user's groups are known once both have come).
 class Pages {
 public:
     // The reading thread's work. Any failure (Error) is handed to the writer.
     void read(const Config& config)
     {
-        try {
-            Link link(config);
-            auto groupsOf = std::make_shared<const GroupsOf>(
-                config, config.membership == Membership::MemberOf ? QList<Group>() : link.groups());
-            {
+        auto groups = std::async(std::launch::async, [&] {
+            run([&] {
+                auto groupsOf = std::make_shared<const GroupsOf>(
+                    config, config.membership == Membership::MemberOf ? QList<Group>() : Link(config).groups());
                 std::lock_guard lock(m_mutex);
                 m_groupsOf = groupsOf;
-            }
-            link.people([this](QList<Person>& page) {
+                m_changed.notify_one();
+            });
+        });
+        run([&] {
+            Link(config).people([this](QList<Person>& page) {
+                GroupsOf::keyed(page);
                 std::lock_guard lock(m_mutex);
                 if (m_stopped) throw Stopped();
                 m_ready.push_back(std::move(page));
                 m_changed.notify_one();
             });
-        } catch (const Stopped&) {
-        } catch (...) {
-            std::lock_guard lock(m_mutex);
-            m_failed = std::current_exception();
-        }
+        });
+        groups.wait();
         std::lock_guard lock(m_mutex);
         m_ended = true;
         m_changed.notify_one();
     }
 
-    // The next page, waited for; none when every page has come. The reader's failure is
+    // The next page, waited for; none when every page has come. A reader's failure is
     // thrown here.
     std::optional<QList<Person>> next()
     {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return !m_ready.empty() || m_ended; });
-        if (!m_ready.empty()) {
-            QList<Person> page = std::move(m_ready.front());
-            m_ready.pop_front();
-            return page;
-        }
+        m_changed.wait(lock, [this] { return m_failed || m_ended || (m_groupsOf && !m_ready.empty()); });
         if (m_failed) std::rethrow_exception(m_failed);
-        return std::nullopt;
+        if (m_ready.empty()) return std::nullopt;
+        QList<Person> page = std::move(m_ready.front());
+        m_ready.pop_front();
+        return page;
     }
 
-    // Every page has groups known by then.
+    // Known by the time a page is handed out.
     const GroupsOf& groupsOf() const { return *m_groupsOf; }
 
     // The writer gives up: the reader stops after the page it is reading.
@@ -317,6 +317,21 @@ public:
 
 private:
     struct Stopped {};
+
+    // A reader's work; its failure stops the other and goes to the writer.
+    void run(const std::function<void()>& work)
+    {
+        try {
+            work();
+        } catch (const Stopped&) {
+        } catch (...) {
+            std::lock_guard lock(m_mutex);
+            if (!m_failed) m_failed = std::current_exception();
+            m_stopped = true;
+            m_changed.notify_one();
+        }
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<QList<Person>> m_ready;
@@ -346,6 +361,7 @@ SyncPlan planSync(Connection& c, const Config& config)
         Link link(config);
         Read r;
         r.people = link.people();
+        GroupsOf::keyed(r.people);
         if (config.membership != Membership::MemberOf) r.groups = link.groups();
         return r;
     });
