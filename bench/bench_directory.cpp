@@ -89,7 +89,7 @@ double median(QList<double> l)
 // fifth from run to run on this machine).
 void measure(const QString& engine, const char* what, Connection& c, const Directory::Config& cfg, Sync sync)
 {
-    constexpr int kRounds = 3;
+    constexpr int kRounds = 5;
     QList<double> bare, first, bareAgain, again, firstRatio, againRatio;
     QString err;
     for (int round = 0; round < kRounds; ++round) {

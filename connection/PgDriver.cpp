@@ -403,11 +403,23 @@ bool PgDriver::copyRows(const QString& table, const QStringList& columns, const 
     QStringList names;
     for (const QString& c : columns) names << escapeIdentifier(c, FieldName);
     const QByteArray sql = QStringLiteral("COPY %1 (%2) FROM STDIN").arg(escapeIdentifier(table, TableName), names.join(QLatin1Char(','))).toUtf8();
+    PGresult* res = PQexec(m_conn, sql.constData());
+    if (PQresultStatus(res) != PGRES_COPY_IN) {
+        *error = resultMessage(res, m_conn);
+        PQclear(res);
+        return false;
+    }
+    PQclear(res);
     // The text format: a tab between values, a row a line, \N for NULL, the rest escaped.
+    // Sent a piece at a time as it is made: the server writes the first rows while the
+    // last are still being spelt out.
+    constexpr qsizetype kPiece = 16 * 1024;
     QByteArray data, text;
-    data.reserve(rows.size() * columns.size() * 12);
+    data.reserve(kPiece + 4096);
+    bool sent = true;
     const auto plain = [](char ch) { return ch != '\\' && ch != '\t' && ch != '\n' && ch != '\r'; };
-    for (const QVariantList& row : rows) {
+    for (qsizetype r = 0; sent && r < rows.size(); ++r) {
+        const QVariantList& row = rows[r];
         for (qsizetype i = 0; i < row.size(); ++i) {
             if (i > 0) data += '\t';
             const QVariant& v = row[i];
@@ -432,15 +444,11 @@ bool PgDriver::copyRows(const QString& table, const QStringList& columns, const 
             }
         }
         data += '\n';
+        if (data.size() >= kPiece || r == rows.size() - 1) {
+            sent = PQputCopyData(m_conn, data.constData(), int(data.size())) == 1;
+            data.clear();
+        }
     }
-    PGresult* res = PQexec(m_conn, sql.constData());
-    if (PQresultStatus(res) != PGRES_COPY_IN) {
-        *error = resultMessage(res, m_conn);
-        PQclear(res);
-        return false;
-    }
-    PQclear(res);
-    const bool sent = PQputCopyData(m_conn, data.constData(), int(data.size())) == 1;
     bool ok = PQputCopyEnd(m_conn, sent ? nullptr : "megszakítva") == 1 && sent;
     QString failure;
     while (PGresult* r = PQgetResult(m_conn)) {
