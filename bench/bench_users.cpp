@@ -27,7 +27,7 @@ namespace {
 
 constexpr int kGroups = 1000;
 constexpr int kUsers = 100000;
-constexpr int kSwitches = 50;
+const int kSwitches = qEnvironmentVariableIntValue("BENCH_ROUNDS") > 0 ? qEnvironmentVariableIntValue("BENCH_ROUNDS") : 50;
 constexpr int kSaves = 100;
 
 double msSince(const QElapsedTimer& t) { return double(t.nsecsElapsed()) / 1e6; }
