@@ -513,18 +513,17 @@ void Connection::selectEach(const QString& sql, const QVariantList& binds, const
     }
 }
 
-namespace {
-
-// The live rows below a parent, parents before children. The depth bound ends the walk even
-// on a damaged tree that loops.
-QString descendantsCte(const QString& table)
+// The live rows below a parent (d), parents before children. The walk reads each row's
+// deletion mark from the trees' index of live children and goes on only below live rows: a
+// mark tested on the joined row instead made SQLite build a filter over the whole table at
+// every walk, and read every row it passed. The depth bound ends the walk even on a damaged
+// tree that loops.
+QString Connection::descendantsCte(const QString& table)
 {
-    return QStringLiteral("WITH RECURSIVE d(id, depth) AS (SELECT id, 1 FROM %1 WHERE parent_id=? AND del_status=0 "
-                          "UNION ALL SELECT t.id, d.depth+1 FROM %1 t JOIN d ON t.parent_id=d.id "
-                          "WHERE t.del_status=0 AND d.depth<64) ").arg(table);
+    return QStringLiteral("WITH RECURSIVE w(id, depth, gone) AS (SELECT id, 1, del_status FROM %1 WHERE parent_id=? "
+                          "UNION ALL SELECT t.id, w.depth+1, t.del_status FROM %1 t JOIN w ON t.parent_id=w.id "
+                          "WHERE w.gone=0 AND w.depth<64), d(id) AS (SELECT id FROM w WHERE gone=0) ").arg(table);
 }
-
-} // namespace
 
 QList<int> Connection::liveDescendants(int table, int id)
 {

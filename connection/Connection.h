@@ -151,6 +151,9 @@ public:
     // Ids of the live rows below `id` in a parent_id tree, parents before children;
     // rows marked deleted hide their whole subtree.
     QList<int> liveDescendants(int table, int id);
+    // The WITH clause whose `d` lists the live rows below the parent bound to it, in `table`
+    // (quoted): the one walk of a tree.
+    static QString descendantsCte(const QString& table);
     // Writes `value` into `column` of every row liveDescendants lists, with one statement.
     // Throws DbError when it fails.
     void setBelow(int table, int id, const QString& column, const QVariant& value);

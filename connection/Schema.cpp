@@ -66,6 +66,10 @@ IndexDef idx(const char* n, QStringList cols, bool unique = false)
     return {QString::fromLatin1(n), std::move(cols), unique};
 }
 
+// A tree's walk below a node (a subtree's tick, its rights, its deletion) follows only live
+// rows: this index answers each step of it without reading the rows themselves.
+IndexDef liveChildren() { return idx("live_children", {"parent_id", "del_status"}); }
+
 TableDef makeTable(const char* name, int number, const char* pk, QList<ColumnDef> cols,
                QList<IndexDef> extra = {})
 {
@@ -101,7 +105,7 @@ Schema::Schema()
     m_tables << makeTable("qnd_auth_unit", Tables::AuthUnit, "id",
                       L{lng("id"), lng("parent_id"), txt("name", 100), txt("prefix", 100)}
                           + roles(1) + audit(),
-                      {idx("real_parent_id_2", {"parent_id", "name"}), idx("prefix", {"prefix"})});
+                      {idx("real_parent_id_2", {"parent_id", "name"}), idx("prefix", {"prefix"}), liveChildren()});
 
     m_tables << makeTable("qnd_user_group", Tables::UserGroup, "id",
                       L{lng("id"), txt("name", 255), boo("technical"), memo("remark")}
@@ -140,7 +144,7 @@ Schema::Schema()
                         txt("picture_name", 100), txt("picture_name_big", 100)}
                           + roles(1) + L{boo("toolbar_visible")} + audit(),
                       {idx("real_parent_id_2", {"parent_id", "access_key"}),
-                       idx("sort_order", {"parent_id", "sort_order"})});
+                       idx("sort_order", {"parent_id", "sort_order"}), liveChildren()});
 
     m_tables << makeTable("qnd_olap_report", Tables::OlapReport, "id",
                       L{lng("id"), lng("parent_id"), txt("caption", 100), memo("description"),
@@ -149,7 +153,7 @@ Schema::Schema()
                         boo("chart_option_show_markers"), boo("chart_option_stack_series"),
                         boo("chart_option_series_in_rows")}
                           + roles(1) + audit(),
-                      {idx("real_parent_id_2", {"parent_id", "caption"})});
+                      {idx("real_parent_id_2", {"parent_id", "caption"}), liveChildren()});
 
     m_tables << makeTable("qnd_olap_report_field", Tables::OlapReportField, "id",
                       L{lng("id"), lng("report_id", -1), txt("caption", 100), txt("field_name", 100),
@@ -166,7 +170,7 @@ Schema::Schema()
                         txt("string_par1", 255), txt("string_par2", 255), txt("string_par3", 255),
                         txt("string_par4", 255), txt("string_par5", 255), memo("description")}
                           + roles(1) + audit(),
-                      {idx("real_parent_id_2", {"parent_id", "sort_order"})});
+                      {idx("real_parent_id_2", {"parent_id", "sort_order"}), liveChildren()});
 
     // The list wizard's lists: each a definition in JSON, owned by its author, with the role
     // slots that may use it (flat under the root: parent_id 0).

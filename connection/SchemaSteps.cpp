@@ -54,6 +54,9 @@ QList<SchemaStep> shipped()
         // with the history.
         {5, QStringLiteral("A jogosultság-előzmény soronkénti indexe elmarad"),
          [](SchemaStepContext& s) { s.run(QStringLiteral("DROP INDEX IF EXISTS qnd_rights_history_table_row")); }},
+        // The trees' index of live children (the upgrade makes it): a subtree's walk read
+        // every row it passed for its deletion mark.
+        {6, QStringLiteral("A fák élő elemeinek indexe"), {}},
     };
 }
 
