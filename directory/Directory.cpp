@@ -407,10 +407,10 @@ QStringList GroupsOf::operator()(const Person& p) const
     case Membership::MemberUid: return m_byMember.value(loginKey(p.login));
     case Membership::Member: break;
     }
-    return m_byMember.value(p.key.isEmpty() ? dnKey(p.dn) : p.key);
+    return m_byMember.value(p.dnKey());
 }
 
-void GroupsOf::keyed(QList<Person>& people)
+void makeKeys(QList<Person>& people)
 {
     for (Person& p : people) p.key = dnKey(p.dn);
 }

@@ -79,7 +79,13 @@ struct Person {
     QString mail;
     QString phone;
     QStringList memberOf;  // group DNs the entry lists (read only with Membership::MemberOf)
+
+    // His DN key: the one made ahead, else made now.
+    QString dnKey() const { return key.isEmpty() ? Directory::dnKey(dn) : key; }
 };
+
+// Every entry's DN key made ahead (Person::key), where the reading has time to spare.
+void makeKeys(QList<Person>& people);
 
 struct Group {
     QString dn;
@@ -125,8 +131,6 @@ class GroupsOf {
 public:
     GroupsOf(const Config& config, const QList<Group>& groups);
     QStringList operator()(const Person& p) const;
-    // Every entry's DN key made ahead (Person::key), where the reading has time to spare.
-    static void keyed(QList<Person>& people);
 
 private:
     Membership m_way;

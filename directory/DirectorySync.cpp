@@ -42,6 +42,8 @@ struct Cut {
 
 } // namespace
 
+QString unreadable(const QString& reason) { return QStringLiteral("A címtár nem olvasható be: %1").arg(reason); }
+
 QString kindText(SyncChange::Kind k)
 {
     switch (k) {
@@ -106,7 +108,7 @@ public:
     std::optional<SyncChange> take(const Person& p, const QStringList& groupKeys, SyncPlan& plan)
     {
         ++plan.people;
-        const QString key = p.key.isEmpty() ? dnKey(p.dn) : p.key;
+        const QString key = p.dnKey();
         m_seen.insert(key);
         // The first of the mapped groups (in their order) he is a member of.
         const Mapped* group = nullptr;
@@ -279,7 +281,7 @@ public:
         });
         run([&] {
             Link(config).people([this](QList<Person>& page) {
-                GroupsOf::keyed(page);
+                makeKeys(page);
                 std::lock_guard lock(m_mutex);
                 if (m_stopped) throw Stopped();
                 m_ready.push_back(std::move(page));
@@ -361,7 +363,7 @@ SyncPlan planSync(Connection& c, const Config& config)
         Link link(config);
         Read r;
         r.people = link.people();
-        GroupsOf::keyed(r.people);
+        makeKeys(r.people);
         if (config.membership != Membership::MemberOf) r.groups = link.groups();
         return r;
     });
@@ -423,7 +425,7 @@ bool syncNow(Connection& c, const Config& config, SyncPlan* made, QString* why)
                 for (const SyncChange& ch : gone) w.write(ch);
                 plan.changes << gone;
             } catch (const Error& e) {
-                unread = QStringLiteral("A címtár nem olvasható be: %1").arg(e.message());
+                unread = unreadable(e.message());
                 return false;
             }
             return true;

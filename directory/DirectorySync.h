@@ -44,6 +44,8 @@ struct SyncPlan {
 };
 
 QString kindText(SyncChange::Kind k);
+// What the user is told when the directory (or the users here) could not be read for a sync.
+QString unreadable(const QString& reason);
 
 // Reads the directory (`config`) and the users here and says what a sync would do. Throws
 // Error when the directory cannot be read and DbError when the database cannot.

@@ -285,7 +285,7 @@ bool syncDirectory(QWidget* parent, Connection& c, int userId)
     }
     QApplication::restoreOverrideCursor();
     if (!failed.isEmpty()) {
-        Notices::error(parent, QStringLiteral("A címtár nem olvasható be: %1").arg(failed));
+        Notices::error(parent, Directory::unreadable(failed));
         return false;
     }
     DirectorySyncDialog dialog(c, std::move(plan), parent);
